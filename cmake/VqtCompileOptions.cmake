@@ -1,0 +1,33 @@
+# Project-wide compiler settings.
+#
+# -ffp-contract=off everywhere: the pixel kernels and the 16.16 fixed-point
+# conversions must round exactly as written, and a fused multiply-add would
+# change their results.
+add_compile_options(
+  -Wall -Wextra
+  $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-field-initializers>
+  -ffp-contract=off
+)
+
+if(VQT_SANITIZE)
+  add_compile_options(-fsanitize=${VQT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VQT_SANITIZE})
+endif()
+
+# vqt_add_library(NAME SOURCES ...) : a static library with an ALIAS Vantor::NAME.
+function(vqt_add_library name)
+  add_library(${name} STATIC ${ARGN})
+  add_library(Vantor::${name} ALIAS ${name})
+endfunction()
+
+# vqt_add_subdirectories() : adds every direct subfolder that has a CMakeLists.txt,
+# so a new module only needs its own folder (target references resolve at generate time).
+function(vqt_add_subdirectories)
+  file(GLOB children LIST_DIRECTORIES true RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*)
+  list(SORT children)
+  foreach(child IN LISTS children)
+    if(IS_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/${child} AND EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${child}/CMakeLists.txt)
+      add_subdirectory(${child})
+    endif()
+  endforeach()
+endfunction()
