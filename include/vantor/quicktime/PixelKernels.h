@@ -1,0 +1,96 @@
+// Row kernels that convert between the host's 32-bit float R, G, B, A pixels and the
+// codec-side pixel layouts (r4fl, r408, 2vuy, yuvs, 16-bit and 8-bit integer channels).
+// All arithmetic is single precision in a fixed order; every kernel is pure and re-entrant.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+namespace Vantor::QuickTime {
+
+// Luma scale and chroma weights used to turn a 2vuy row into R, G, B.
+struct ChromaCoefficients {
+    float lumaScale;
+    float crToR;
+    float cbToG;
+    float crToG;
+    float cbToB;
+};
+
+// Used for movies whose codec is 'mp4v' or 'avc1'.
+inline constexpr ChromaCoefficients kVideo2vuyMpeg{
+    std::bit_cast<float>(0x3B964FDAu), 1.5883f, -0.391998f, -0.813202f, 2.0457f};
+// Used for every other codec.
+inline constexpr ChromaCoefficients kVideo2vuyDefault{
+    std::bit_cast<float>(0x3B95A025u), 1.5966f, -0.391998f, -0.813202f, 2.0184f};
+
+// Host channel pointers share one stride counted in floats (4 for interleaved pixels).
+// `count` is a number of pixels; `byteCount` a number of input bytes. A count of 0 or less
+// converts nothing. Where an alpha pointer may be null, no alpha is read or written.
+
+// Encoder side: host floats to codec layout.
+void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
+                      float* out, int count);
+void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                      int count);
+void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                      int count);
+
+// Decoder side: codec layout to host floats.
+void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int byteCount);
+void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
+                      int count);
+void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int count);
+void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int byteCount, ChromaCoefficients set);
+
+// Float to integer channels (8-bit ARGB and 16-bit formats). Strides count elements.
+void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
+void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
+
+// The plain one-value-at-a-time definitions of the same kernels. The functions above may
+// run vectorised code chosen for the processor; they must give these results bit for bit.
+namespace reference {
+void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
+                      float* out, int count);
+void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                      int count);
+void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                      int count);
+void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int byteCount);
+void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
+                      int count);
+void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int count);
+void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                      int byteCount, ChromaCoefficients set);
+void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
+void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
+} // namespace reference
+
+// The instruction-set levels the optimised kernels are built for. The public functions use
+// the best level the processor supports; tests run every supported level against the
+// reference.
+enum class KernelLevel { kBaseline, kAvx2 };
+
+struct KernelTable {
+    decltype(&convertRgbToR4fl) rgbToR4fl;
+    decltype(&convertRgbTo2vuy) rgbTo2vuy;
+    decltype(&convertRgbToR408) rgbToR408;
+    decltype(&convertYuvsToRgb) yuvsToRgb;
+    decltype(&convertR4flToRgb) r4flToRgb;
+    decltype(&convertR408ToRgb) r408ToRgb;
+    decltype(&convert2vuyToRgb) twoVuyToRgb;
+    decltype(&convertFloatToByte) floatToByte;
+    decltype(&convertFloatToShort) floatToShort;
+};
+
+bool kernelLevelSupported(KernelLevel level);
+// The kernels built for `level`; only call them when kernelLevelSupported(level).
+const KernelTable& kernelTable(KernelLevel level);
+KernelLevel activeKernelLevel();
+
+} // namespace Vantor::QuickTime
