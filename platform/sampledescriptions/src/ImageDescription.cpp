@@ -1,0 +1,403 @@
+// Image description handles: the fixed part, the extension atoms after it, and
+// the properties that are views of those extensions.
+#include <QuickTime/ImageDescription.h>
+
+#include <Carbon/TextUtils.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "BigEndian.h"
+
+using namespace vqt::description;
+
+namespace {
+
+constexpr size_t kFixedSize = sizeof(ImageDescription);
+
+struct ExtensionAtom {
+  size_t offset;  // of the atom header within the handle
+  size_t size;    // header included
+  OSType type;
+};
+
+bool isValid(ImageDescriptionHandle desc) {
+  return desc && *desc && GetHandleSize(reinterpret_cast<Handle>(desc)) >= Size(kFixedSize);
+}
+
+// The end of the extension area: idSize, bounded by what the handle holds.
+size_t extensionEnd(ImageDescriptionHandle desc) {
+  const size_t handleSize = GetHandleSize(reinterpret_cast<Handle>(desc));
+  const SInt32 idSize = (*desc)->idSize;
+  if (idSize < SInt32(kFixedSize)) return kFixedSize;
+  return std::min(size_t(idSize), handleSize);
+}
+
+// Walks the extension atoms; stops at the first one whose size does not fit,
+// so a damaged tail (or the 4-byte zero terminator some writers add) is ignored.
+std::vector<ExtensionAtom> extensionAtoms(ImageDescriptionHandle desc) {
+  std::vector<ExtensionAtom> atoms;
+  const auto* base = reinterpret_cast<const UInt8*>(*desc);
+  const size_t end = extensionEnd(desc);
+  size_t at = kFixedSize;
+  while (end - at >= 8) {
+    const UInt32 size = be32(base + at);
+    if (size < 8 || size > end - at) break;
+    atoms.push_back({at, size, be32(base + at + 4)});
+    at += size;
+  }
+  return atoms;
+}
+
+std::optional<ExtensionAtom> findExtension(ImageDescriptionHandle desc, OSType type, long index) {
+  if (index < 1) return std::nullopt;
+  for (const ExtensionAtom& atom : extensionAtoms(desc))
+    if ((type == 0 || atom.type == type) && --index == 0) return atom;
+  return std::nullopt;
+}
+
+std::vector<UInt8> payload(ImageDescriptionHandle desc, const ExtensionAtom& atom) {
+  const auto* base = reinterpret_cast<const UInt8*>(*desc) + atom.offset + 8;
+  return std::vector<UInt8>(base, base + atom.size - 8);
+}
+
+// Drops everything after the last well-formed extension, then appends one.
+OSErr appendExtension(ImageDescriptionHandle desc, OSType type, const UInt8* data, size_t length) {
+  auto atoms = extensionAtoms(desc);
+  const size_t end = atoms.empty() ? kFixedSize : atoms.back().offset + atoms.back().size;
+  if (length > 0x7FFFFFFF - 8 - end) return paramErr;
+  const Handle h = reinterpret_cast<Handle>(desc);
+  SetHandleSize(h, end + 8 + length);
+  if (OSErr err = MemError()) return err;
+  std::vector<UInt8> header;
+  put32(header, UInt32(8 + length));
+  put32(header, type);
+  auto* base = reinterpret_cast<UInt8*>(*h);
+  std::memcpy(base + end, header.data(), 8);
+  if (length) std::memcpy(base + end + 8, data, length);
+  (*desc)->idSize = SInt32(end + 8 + length);
+  return noErr;
+}
+
+OSErr removeExtensionAt(ImageDescriptionHandle desc, const ExtensionAtom& atom) {
+  const Handle h = reinterpret_cast<Handle>(desc);
+  const size_t end = extensionEnd(desc);
+  auto* base = reinterpret_cast<UInt8*>(*h);
+  std::memmove(base + atom.offset, base + atom.offset + atom.size, end - atom.offset - atom.size);
+  const size_t newEnd = end - atom.size;
+  SetHandleSize(h, newEnd);
+  (*desc)->idSize = SInt32(newEnd);
+  return MemError();
+}
+
+OSErr replaceExtension(ImageDescriptionHandle desc, OSType type, const std::vector<UInt8>& data) {
+  while (auto atom = findExtension(desc, type, 1))
+    if (OSErr err = removeExtensionAt(desc, *atom)) return err;
+  return appendExtension(desc, type, data.data(), data.size());
+}
+
+// How each property maps to the description: its size and value type.
+struct PropertyShape {
+  QTPropertyID id;
+  ByteCount size;
+  QTPropertyValueType valueType;
+};
+constexpr PropertyShape kProperties[] = {
+    {kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof(PixelAspectRatioImageDescriptionExtension), 'pasp'},
+    {kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(NCLCColorInfoImageDescriptionExtension), 'nclc'},
+    {kICMImageDescriptionPropertyID_FieldInfo, sizeof(FieldInfoImageDescriptionExtension2), 'fiel'},
+    {kICMImageDescriptionPropertyID_CleanAperture, sizeof(CleanApertureImageDescriptionExtension), 'clap'},
+    {kICMImageDescriptionPropertyID_GammaLevel, sizeof(Fixed), kQTPropertyValueTypeFixed},
+    {kICMImageDescriptionPropertyID_EncodedWidth, sizeof(SInt32), kQTPropertyValueTypeSInt32},
+    {kICMImageDescriptionPropertyID_EncodedHeight, sizeof(SInt32), kQTPropertyValueTypeSInt32},
+};
+
+const PropertyShape* shapeOf(QTPropertyClass propClass, QTPropertyID propID) {
+  if (propClass != kQTPropertyClass_ImageDescription) return nullptr;
+  for (const PropertyShape& shape : kProperties)
+    if (shape.id == propID) return &shape;
+  return nullptr;
+}
+
+// The 'colr' extension that carries an 'nclc' triple, if any.
+std::optional<std::vector<UInt8>> nclcPayload(ImageDescriptionHandle desc) {
+  for (long i = 1;; ++i) {
+    auto atom = findExtension(desc, kColorInfoImageDescriptionExtension, i);
+    if (!atom) return std::nullopt;
+    auto bytes = payload(desc, *atom);
+    if (bytes.size() >= 10 && be32(bytes.data()) == kVideoColorInfoImageDescriptionExtensionType) return bytes;
+  }
+}
+
+}  // namespace
+
+OSStatus ICMImageDescriptionGetPropertyInfo(ImageDescriptionHandle desc, QTPropertyClass propClass,
+                                            QTPropertyID propID, QTPropertyValueType* propType,
+                                            ByteCount* propValueSize, UInt32* propertyFlags) {
+  if (!isValid(desc)) return paramErr;
+  const PropertyShape* shape = shapeOf(propClass, propID);
+  if (!shape) return kQTPropertyNotSupportedErr;
+  if (propType) *propType = shape->valueType;
+  if (propValueSize) *propValueSize = shape->size;
+  if (propertyFlags) *propertyFlags = kComponentPropertyFlagCanGetNow | kComponentPropertyFlagCanSetNow;
+  return noErr;
+}
+
+OSStatus ICMImageDescriptionGetProperty(ImageDescriptionHandle desc, QTPropertyClass propClass, QTPropertyID propID,
+                                        ByteCount propValueSize, QTPropertyValuePtr propValueAddress,
+                                        ByteCount* sizeUsed) {
+  if (!isValid(desc) || !propValueAddress) return paramErr;
+  const PropertyShape* shape = shapeOf(propClass, propID);
+  if (!shape) return kQTPropertyNotSupportedErr;
+  if (propValueSize < shape->size) return kQTPropertyBadValueSizeErr;
+
+  auto extension = [&](OSType type, size_t need) -> std::optional<std::vector<UInt8>> {
+    auto atom = findExtension(desc, type, 1);
+    if (!atom) return std::nullopt;
+    auto bytes = payload(desc, *atom);
+    if (bytes.size() < need) return std::nullopt;
+    return bytes;
+  };
+
+  switch (propID) {
+    case kICMImageDescriptionPropertyID_PixelAspectRatio: {
+      // No 'pasp' extension means square pixels.
+      PixelAspectRatioImageDescriptionExtension value{1, 1};
+      if (auto bytes = extension(kPixelAspectRatioImageDescriptionExtension, 8))
+        value = {be32(bytes->data()), be32(bytes->data() + 4)};
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+    case kICMImageDescriptionPropertyID_NCLCColorInfo: {
+      auto bytes = nclcPayload(desc);
+      if (!bytes) return codecExtensionNotFoundErr;
+      NCLCColorInfoImageDescriptionExtension value{be32(bytes->data()), be16(bytes->data() + 4),
+                                                   be16(bytes->data() + 6), be16(bytes->data() + 8)};
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+    case kICMImageDescriptionPropertyID_FieldInfo: {
+      auto bytes = extension(kFieldInfoImageDescriptionExtension, 2);
+      if (!bytes) return codecExtensionNotFoundErr;
+      FieldInfoImageDescriptionExtension2 value{(*bytes)[0], (*bytes)[1]};
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+    case kICMImageDescriptionPropertyID_CleanAperture: {
+      // No 'clap' extension means the whole encoded picture is clean.
+      CleanApertureImageDescriptionExtension value{UInt32((*desc)->width), 1, UInt32((*desc)->height), 1, 0, 1, 0, 1};
+      if (auto bytes = extension(kCleanApertureImageDescriptionExtension, 32)) {
+        const UInt8* p = bytes->data();
+        value = {be32(p), be32(p + 4), be32(p + 8), be32(p + 12), SInt32(be32(p + 16)), be32(p + 20),
+                 SInt32(be32(p + 24)), be32(p + 28)};
+      }
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+    case kICMImageDescriptionPropertyID_GammaLevel: {
+      auto bytes = extension(kGammaLevelImageDescriptionExtension, 4);
+      if (!bytes) return codecExtensionNotFoundErr;
+      const Fixed value = Fixed(be32(bytes->data()));
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+    case kICMImageDescriptionPropertyID_EncodedWidth:
+    case kICMImageDescriptionPropertyID_EncodedHeight: {
+      const SInt32 value = propID == kICMImageDescriptionPropertyID_EncodedWidth ? (*desc)->width : (*desc)->height;
+      std::memcpy(propValueAddress, &value, sizeof value);
+      break;
+    }
+  }
+  if (sizeUsed) *sizeUsed = shape->size;
+  return noErr;
+}
+
+OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyClass propClass, QTPropertyID propID,
+                                        ByteCount propValueSize, ConstQTPropertyValuePtr propValueAddress) {
+  if (!isValid(desc) || !propValueAddress) return paramErr;
+  const PropertyShape* shape = shapeOf(propClass, propID);
+  if (!shape) return kQTPropertyNotSupportedErr;
+  if (propValueSize != shape->size) return kQTPropertyBadValueSizeErr;
+
+  std::vector<UInt8> bytes;
+  switch (propID) {
+    case kICMImageDescriptionPropertyID_PixelAspectRatio: {
+      PixelAspectRatioImageDescriptionExtension value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      put32(bytes, value.hSpacing);
+      put32(bytes, value.vSpacing);
+      return replaceExtension(desc, kPixelAspectRatioImageDescriptionExtension, bytes);
+    }
+    case kICMImageDescriptionPropertyID_NCLCColorInfo: {
+      NCLCColorInfoImageDescriptionExtension value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      put32(bytes, kVideoColorInfoImageDescriptionExtensionType);
+      put16(bytes, value.primaries);
+      put16(bytes, value.transferFunction);
+      put16(bytes, value.matrix);
+      return replaceExtension(desc, kColorInfoImageDescriptionExtension, bytes);
+    }
+    case kICMImageDescriptionPropertyID_FieldInfo: {
+      FieldInfoImageDescriptionExtension2 value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      bytes = {value.fields, value.detail};
+      return replaceExtension(desc, kFieldInfoImageDescriptionExtension, bytes);
+    }
+    case kICMImageDescriptionPropertyID_CleanAperture: {
+      CleanApertureImageDescriptionExtension value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      for (UInt32 field : {value.cleanApertureWidthN, value.cleanApertureWidthD, value.cleanApertureHeightN,
+                           value.cleanApertureHeightD, UInt32(value.horizOffN), value.horizOffD,
+                           UInt32(value.vertOffN), value.vertOffD})
+        put32(bytes, field);
+      return replaceExtension(desc, kCleanApertureImageDescriptionExtension, bytes);
+    }
+    case kICMImageDescriptionPropertyID_GammaLevel: {
+      Fixed value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      put32(bytes, UInt32(value));
+      return replaceExtension(desc, kGammaLevelImageDescriptionExtension, bytes);
+    }
+    case kICMImageDescriptionPropertyID_EncodedWidth:
+    case kICMImageDescriptionPropertyID_EncodedHeight: {
+      SInt32 value;
+      std::memcpy(&value, propValueAddress, sizeof value);
+      if (value < 0 || value > 0x7FFF) return paramErr;
+      (propID == kICMImageDescriptionPropertyID_EncodedWidth ? (*desc)->width : (*desc)->height) = SInt16(value);
+      return noErr;
+    }
+  }
+  return kQTPropertyNotSupportedErr;
+}
+
+OSErr AddImageDescriptionExtension(ImageDescriptionHandle desc, Handle extension, long idType) {
+  if (!isValid(desc) || !extension) return paramErr;
+  const Size size = GetHandleSize(extension);
+  return appendExtension(desc, OSType(idType), reinterpret_cast<const UInt8*>(*extension), size_t(size));
+}
+
+OSErr GetImageDescriptionExtension(ImageDescriptionHandle desc, Handle* extension, long idType, long index) {
+  if (!isValid(desc) || !extension) return paramErr;
+  *extension = nullptr;
+  auto atom = findExtension(desc, OSType(idType), index);
+  if (!atom) return codecExtensionNotFoundErr;
+  const auto bytes = payload(desc, *atom);
+  return PtrToHand(bytes.data(), extension, long(bytes.size()));
+}
+
+OSErr CountImageDescriptionExtensionType(ImageDescriptionHandle desc, long idType, long* count) {
+  if (!isValid(desc) || !count) return paramErr;
+  const auto atoms = extensionAtoms(desc);
+  *count = std::count_if(atoms.begin(), atoms.end(),
+                         [&](const ExtensionAtom& atom) { return idType == 0 || atom.type == OSType(idType); });
+  return noErr;
+}
+
+// An index of 0 removes every extension of the type.
+OSErr RemoveImageDescriptionExtension(ImageDescriptionHandle desc, long idType, long index) {
+  if (!isValid(desc) || index < 0) return paramErr;
+  if (index == 0) {
+    bool removed = false;
+    while (auto atom = findExtension(desc, OSType(idType), 1)) {
+      if (OSErr err = removeExtensionAt(desc, *atom)) return err;
+      removed = true;
+    }
+    return removed ? noErr : codecExtensionNotFoundErr;
+  }
+  auto atom = findExtension(desc, OSType(idType), index);
+  if (!atom) return codecExtensionNotFoundErr;
+  return removeExtensionAt(desc, *atom);
+}
+
+// Moves *idType to the type of the extension that follows the first extension
+// of type *idType (0: the first extension's type); 0 when there is none.
+OSErr GetNextImageDescriptionExtensionType(ImageDescriptionHandle desc, long* idType) {
+  if (!isValid(desc) || !idType) return paramErr;
+  const auto atoms = extensionAtoms(desc);
+  size_t next = 0;
+  if (*idType != 0) {
+    auto it = std::find_if(atoms.begin(), atoms.end(), [&](const ExtensionAtom& a) { return a.type == OSType(*idType); });
+    next = it == atoms.end() ? atoms.size() : size_t(it - atoms.begin()) + 1;
+  }
+  *idType = next < atoms.size() ? long(atoms[next].type) : 0;
+  return noErr;
+}
+
+ImageDescriptionHandle VqtNewImageDescription(CodecType codec, SInt16 width, SInt16 height) {
+  auto desc = reinterpret_cast<ImageDescriptionHandle>(NewHandleClear(kFixedSize));
+  if (!desc) return nullptr;
+  ImageDescription& d = **desc;
+  d.idSize = kFixedSize;
+  d.cType = codec;
+  d.width = width;
+  d.height = height;
+  d.hRes = d.vRes = Long2Fix(72);
+  d.frameCount = 1;
+  d.depth = 24;
+  d.clutID = -1;
+  return desc;
+}
+
+OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescriptionHandle* desc) {
+  if (!desc) return paramErr;
+  *desc = nullptr;
+  if (!bytes || length < kFixedSize || length > 0x7FFFFFFF) return paramErr;
+  auto handle = reinterpret_cast<ImageDescriptionHandle>(NewHandle(length));
+  if (!handle) return memFullErr;
+  ImageDescription& d = **handle;
+  const UInt8* p = bytes;
+  d.idSize = SInt32(length);  // what the entry really holds, whatever its size field claims
+  d.cType = be32(p + 4);
+  d.resvd1 = SInt32(be32(p + 8));
+  d.resvd2 = SInt16(be16(p + 12));
+  d.dataRefIndex = SInt16(be16(p + 14));
+  d.version = SInt16(be16(p + 16));
+  d.revisionLevel = SInt16(be16(p + 18));
+  d.vendor = SInt32(be32(p + 20));
+  d.temporalQuality = be32(p + 24);
+  d.spatialQuality = be32(p + 28);
+  d.width = SInt16(be16(p + 32));
+  d.height = SInt16(be16(p + 34));
+  d.hRes = Fixed(be32(p + 36));
+  d.vRes = Fixed(be32(p + 40));
+  d.dataSize = SInt32(be32(p + 44));
+  d.frameCount = SInt16(be16(p + 48));
+  std::memcpy(d.name, p + 50, sizeof d.name);
+  d.name[0] = std::min<UInt8>(d.name[0], 31);
+  d.depth = SInt16(be16(p + 82));
+  d.clutID = SInt16(be16(p + 84));
+  std::memcpy(reinterpret_cast<UInt8*>(*handle) + kFixedSize, bytes + kFixedSize, length - kFixedSize);
+  *desc = handle;
+  return noErr;
+}
+
+std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
+  std::vector<UInt8> out;
+  if (!isValid(desc)) return out;
+  const ImageDescription& d = **desc;
+  const size_t end = extensionEnd(desc);
+  out.reserve(end);
+  put32(out, UInt32(end));
+  put32(out, d.cType);
+  put32(out, UInt32(d.resvd1));
+  put16(out, UInt16(d.resvd2));
+  put16(out, UInt16(d.dataRefIndex));
+  put16(out, UInt16(d.version));
+  put16(out, UInt16(d.revisionLevel));
+  put32(out, UInt32(d.vendor));
+  put32(out, d.temporalQuality);
+  put32(out, d.spatialQuality);
+  put16(out, UInt16(d.width));
+  put16(out, UInt16(d.height));
+  put32(out, UInt32(d.hRes));
+  put32(out, UInt32(d.vRes));
+  put32(out, UInt32(d.dataSize));
+  put16(out, UInt16(d.frameCount));
+  out.insert(out.end(), d.name, d.name + sizeof d.name);
+  put16(out, UInt16(d.depth));
+  put16(out, UInt16(d.clutID));
+  const auto* base = reinterpret_cast<const UInt8*>(*desc);
+  out.insert(out.end(), base + kFixedSize, base + end);
+  return out;
+}
