@@ -1,0 +1,136 @@
+// The movie model over synthetic files: tracks, edits, metadata, and the
+// refusals (fragments, external data, no movie).
+#include "SyntheticMovie.h"
+
+#include "vqt/container/Movie.h"
+#include "vqt/container/Timecode.h"
+
+#include <gtest/gtest.h>
+
+using namespace vqt::container;
+using namespace vqt::container::testing;
+
+namespace {
+
+std::unique_ptr<Movie> openBytes(std::vector<std::uint8_t> bytes, Error* error = nullptr) {
+    std::unique_ptr<Movie> movie;
+    const Error result = Movie::open(std::make_shared<MemorySource>(std::move(bytes)), movie);
+    if (error) *error = result;
+    return movie;
+}
+
+SyntheticTrack tenFrames() {
+    SyntheticTrack t;
+    t.timeScale = 2400;
+    t.durations.assign(10, 100);
+    t.sizes = {8, 1, 1, 1, 1, 1, 1, 8, 1, 1};
+    t.syncSamples = {1, 8};
+    t.samplesPerChunk = 3;
+    return t;
+}
+
+} // namespace
+
+TEST(MovieModel, OpensTracksAndReadsSampleBytes) {
+    SyntheticMovie spec;
+    spec.tracks = {tenFrames()};
+    auto movie = openBytes(buildMovieFile(spec));
+    ASSERT_NE(movie, nullptr);
+    ASSERT_EQ(movie->tracks.size(), 1u);
+    const Track& track = *movie->tracks[0];
+    EXPECT_EQ(track.media.handlerType, 'vide');
+    EXPECT_EQ(track.media.samples.sampleCount(), 10u);
+    EXPECT_EQ(track.duration, 250u); // 1000 units at 2400 into 600
+    SampleLocation where;
+    ASSERT_EQ(track.media.samples.location(8, where), Error::none);
+    std::vector<std::uint8_t> bytes(where.size);
+    ASSERT_EQ(movie->readSampleData(where.offset, bytes), Error::none);
+    EXPECT_EQ(bytes, std::vector<std::uint8_t>(8, 7)); // sample 8 is filled with its index 7
+}
+
+TEST(MovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
+    SyntheticMovie spec;
+    SyntheticTrack t = tenFrames();
+    t.hasEditList = true;
+    t.edits = {{60, -1, 0x10000}, {250, 0, 0x10000}};
+    spec.tracks = {t};
+    auto movie = openBytes(buildMovieFile(spec));
+    ASSERT_NE(movie, nullptr);
+    const Track& track = *movie->tracks[0];
+    EXPECT_EQ(track.duration, 310u);
+    EXPECT_EQ(track.mediaTimeAt(30), -1);
+    EXPECT_EQ(track.mediaTimeAt(60), 0);
+    EXPECT_EQ(track.mediaTimeAt(85), 100);
+    EXPECT_EQ(track.mediaTimeAt(310), -1);
+    // Frames every 25 movie units from 60; stepping visits each exactly once.
+    EXPECT_EQ(track.nextSampleChange(0, true, true), 60);
+    std::vector<std::int64_t> changes;
+    for (auto t2 = track.nextSampleChange(0, true, true); t2; t2 = track.nextSampleChange(*t2, true, false))
+        changes.push_back(*t2);
+    ASSERT_EQ(changes.size(), 10u);
+    EXPECT_EQ(changes[1], 85);
+    EXPECT_EQ(changes.back(), 285);
+    EXPECT_EQ(track.nextSampleChange(100, false, true), 85);
+    EXPECT_EQ(track.nextSampleChange(85, false, false), 60);
+    EXPECT_EQ(track.nextSampleChange(60, false, false), std::nullopt);
+}
+
+TEST(MovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
+    SyntheticMovie spec;
+    spec.tracks = {tenFrames()};
+    spec.metadata = {{"title", 1, {'H', 'i'}}, {"count", 21, {0, 0, 0, 42}}};
+    for (bool compressed : {false, true}) {
+        spec.compressHeader = compressed;
+        auto movie = openBytes(buildMovieFile(spec));
+        ASSERT_NE(movie, nullptr);
+        ASSERT_EQ(movie->metadata.size(), 2u);
+        EXPECT_EQ(std::string(movie->metadata[0].key.begin(), movie->metadata[0].key.end()), "title");
+        EXPECT_EQ(movie->metadata[1].dataType, 21u);
+        EXPECT_EQ(movie->metadata[1].value.back(), 42);
+    }
+}
+
+TEST(MovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
+    Error error = Error::none;
+    SyntheticMovie spec;
+    spec.tracks = {tenFrames()};
+    auto file = buildMovieFile(spec);
+    EXPECT_EQ(openBytes(file + atomBytes('moof', {}), &error), nullptr);
+    EXPECT_EQ(error, Error::fragmentedMovie);
+
+    spec.tracks[0].dataReferenceFlags = 0;
+    EXPECT_EQ(openBytes(buildMovieFile(spec), &error), nullptr);
+    EXPECT_EQ(error, Error::externalDataReference);
+
+    EXPECT_EQ(openBytes(atomBytes('ftyp', be32('qt  ') + be32(0)) + atomBytes('mdat', {1, 2}), &error), nullptr);
+    EXPECT_EQ(error, Error::noMovieAtom);
+    EXPECT_EQ(openBytes(be32(64) + be32('moov'), &error), nullptr);
+    EXPECT_EQ(error, Error::badAtomSize);
+}
+
+TEST(MovieModel, EveryTruncationOfAValidFileFailsCleanly) {
+    SyntheticMovie spec;
+    SyntheticTrack t = tenFrames();
+    t.compositionOffsets = {100, 300, 0, 0, 300, 0, 0, 100, 0, 0};
+    spec.tracks = {t};
+    spec.metadata = {{"k", 1, {'v'}}};
+    const auto file = buildMovieFile(spec);
+    for (std::size_t length = 0; length < file.size(); ++length) {
+        Error error = Error::none;
+        auto movie = openBytes(std::vector<std::uint8_t>(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)), &error);
+        if (movie) continue; // a cut inside trailing data still leaves a whole movie
+        EXPECT_NE(error, Error::none) << length;
+    }
+}
+
+TEST(Timecode, DropFrameLabelsSkipTheFirstFramesOfMostMinutes) {
+    const std::uint32_t drop = TimecodeFlags::dropFrame;
+    EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(1800, drop, 30), drop), "00:01:00;02");
+    EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(17982, drop, 30), drop), "00:10:00;00");
+    EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(107892, drop, 30), drop), "01:00:00;00");
+    EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(86400, 0, 24), 0), "01:00:00:00");
+    EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(-25, 0, 24), 0), "-00:00:01:01");
+    EXPECT_EQ(timecodeFromFrameNumber(24 * 3600 * 25, TimecodeFlags::max24Hour, 24).hours, 1);
+    for (std::int64_t frame : {0, 1799, 1800, 17981, 17982, 107891, 215784})
+        EXPECT_EQ(frameNumberFromTimecode(timecodeFromFrameNumber(frame, drop, 30), drop, 30), frame);
+}
