@@ -1,5 +1,243 @@
 // Optimised kernels for processors with AVX2; this file alone is compiled with -mavx2.
+// The 8-bit Y'CbCr kernels on interleaved rows are written by hand with 8 pixels a step;
+// the others are the compiler-vectorised loops built for AVX2. Every operation below is the
+// IEEE single-precision operation of the reference expression, in the same order.
 #include "KernelLevels.h"
 
 #define VQT_KERNEL_LEVEL avx2
 #include "VectorKernels.inc"
+
+#include <immintrin.h>
+
+namespace Vantor::QuickTime::avx2 {
+namespace {
+
+inline __m256 splat(float v) { return _mm256_set1_ps(v); }
+inline __m256 add(__m256 x, __m256 y) { return _mm256_add_ps(x, y); }
+inline __m256 sub(__m256 x, __m256 y) { return _mm256_sub_ps(x, y); }
+inline __m256 mul(__m256 x, __m256 y) { return _mm256_mul_ps(x, y); }
+inline __m256 neg(__m256 x) { return _mm256_xor_ps(x, splat(-0.0f)); }
+
+// MINPS(v, hi) is v < hi ? v : hi and MAXPS(v, lo) is v > lo ? v : lo, which is the
+// scalar clamp exactly, NaN included.
+inline __m256 clampRange(__m256 v, float lo, float hi) {
+    return _mm256_max_ps(_mm256_min_ps(v, splat(hi)), splat(lo));
+}
+// max first turns NaN into 0; min then differs from (1 >= v ? v : 1) only at v == 1,
+// where both give 1.
+inline __m256 clamp01(__m256 v) {
+    return _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), splat(1.0f));
+}
+
+inline __m256 lumaSum(__m256 r, __m256 g, __m256 b) {
+    return add(add(mul(r, splat(0.299f)), mul(g, splat(0.587f))), mul(b, splat(0.114f)));
+}
+inline __m256 cbSum(__m256 r, __m256 g, __m256 b) {
+    return add(sub(mul(neg(r), splat(0.16874f)), mul(g, splat(0.33126f))), mul(b, splat(0.5f)));
+}
+inline __m256 crSum(__m256 r, __m256 g, __m256 b) {
+    return sub(sub(mul(splat(0.5f), r), mul(splat(0.41869f), g)), mul(splat(0.08131f), b));
+}
+inline __m256i chromaBytes(__m256 sum) {
+    return _mm256_cvttps_epi32(clampRange(add(mul(sum, splat(kChromaExcursion)), splat(128.5f)), 16.0f, 235.0f));
+}
+inline __m256 scaledLuma(__m256 r, __m256 g, __m256 b) {
+    return add(mul(lumaSum(r, g, b), splat(kLumaExcursion)), splat(0.5f));
+}
+
+// Eight interleaved 4-float pixels <-> four channel vectors. The channel vectors hold the
+// pixels in the order 0 2 4 6 | 1 3 5 7, which the same shuffles undo.
+struct Channels {
+    __m256 c0, c1, c2, c3;
+};
+inline Channels transpose(__m256 v0, __m256 v1, __m256 v2, __m256 v3) {
+    const __m256 t0 = _mm256_unpacklo_ps(v0, v1), t1 = _mm256_unpackhi_ps(v0, v1);
+    const __m256 t2 = _mm256_unpacklo_ps(v2, v3), t3 = _mm256_unpackhi_ps(v2, v3);
+    return {_mm256_shuffle_ps(t0, t2, 0x44), _mm256_shuffle_ps(t0, t2, 0xEE),
+            _mm256_shuffle_ps(t1, t3, 0x44), _mm256_shuffle_ps(t1, t3, 0xEE)};
+}
+inline Channels loadPixels(const float* p) {
+    return transpose(_mm256_loadu_ps(p), _mm256_loadu_ps(p + 8), _mm256_loadu_ps(p + 16),
+                     _mm256_loadu_ps(p + 24));
+}
+inline void storePixels(float* p, __m256 r, __m256 g, __m256 b, __m256 a) {
+    const Channels px = transpose(r, g, b, a);
+    _mm256_storeu_ps(p, px.c0);
+    _mm256_storeu_ps(p + 8, px.c1);
+    _mm256_storeu_ps(p + 16, px.c2);
+    _mm256_storeu_ps(p + 24, px.c3);
+}
+
+// Host pixel base pointer and channel order for the encoders, or null when the channels are
+// not one interleaved B, G, R or R, G, B pixel.
+struct EncoderLayout {
+    const float* base;
+    bool bgr;
+};
+EncoderLayout encoderLayout(const float* r, const float* g, const float* b, int stride) {
+    if (stride != kPixelStride)
+        return {nullptr, false};
+    if (g == b + 1 && r == b + 2)
+        return {b, true};
+    if (g == r + 1 && b == r + 2)
+        return {r, false};
+    return {nullptr, false};
+}
+
+// Whole blocks of 8 pixels that can be loaded without touching memory past the row: the
+// block load also reads the fourth float of its last pixel, which the row only guarantees
+// for pixels before the last one.
+inline int encoderBlocks(int count) { return count > 8 ? (count - 1) / 8 : 0; }
+
+void convertRgbToR408Avx2(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                          int count) {
+    const EncoderLayout layout = encoderLayout(r, g, b, stride);
+    if (!layout.base)
+        return kAutoVectorisedKernels.rgbToR408(r, g, b, stride, out, count);
+    const int blocks = encoderBlocks(count);
+    // Words come out in pixel order 0 2 4 6 1 3 5 7; this puts them back.
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    for (int k = 0; k < blocks; ++k) {
+        const Channels px = loadPixels(layout.base + 32 * k);
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
+        const __m256i y = _mm256_cvttps_epi32(clampRange(scaledLuma(red, green, blue), 0.0f, 218.0f));
+        const __m256i cb = chromaBytes(cbSum(red, green, blue));
+        const __m256i cr = chromaBytes(crSum(red, green, blue));
+        __m256i words = _mm256_or_si256(_mm256_set1_epi32(255), _mm256_slli_epi32(y, 8));
+        words = _mm256_or_si256(words, _mm256_or_si256(_mm256_slli_epi32(cb, 16), _mm256_slli_epi32(cr, 24)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32 * k), _mm256_permutevar8x32_epi32(words, order));
+    }
+    const int done = 8 * blocks, skip = kPixelStride * done;
+    kAutoVectorisedKernels.rgbToR408(r + skip, g + skip, b + skip, stride, out + 4 * done, count - done);
+}
+
+void convertRgbTo2vuyAvx2(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                          int count) {
+    const EncoderLayout layout = encoderLayout(r, g, b, stride);
+    if (!layout.base)
+        return kAutoVectorisedKernels.rgbTo2vuy(r, g, b, stride, out, count);
+    const int blocks = encoderBlocks(count);
+    for (int k = 0; k < blocks; ++k) {
+        // The low half holds the first pixel of each of four pairs, the high half the second.
+        const Channels px = loadPixels(layout.base + 32 * k);
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
+        const __m256 swapped[3] = {_mm256_permute2f128_ps(red, red, 1), _mm256_permute2f128_ps(green, green, 1),
+                                   _mm256_permute2f128_ps(blue, blue, 1)};
+        const __m256 rMean = mul(splat(0.5f), add(red, swapped[0]));
+        const __m256 gMean = mul(splat(0.5f), add(green, swapped[1]));
+        const __m256 bMean = mul(splat(0.5f), add(blue, swapped[2]));
+        const __m256i y = _mm256_cvttps_epi32(add(clampRange(scaledLuma(red, green, blue), 0.0f, 219.0f), splat(16.0f)));
+        const __m128i cb = _mm256_castsi256_si128(chromaBytes(cbSum(rMean, gMean, bMean)));
+        const __m128i cr = _mm256_castsi256_si128(chromaBytes(crSum(rMean, gMean, bMean)));
+        const __m128i y0 = _mm256_castsi256_si128(y), y1 = _mm256_extracti128_si256(y, 1);
+        const __m128i words = _mm_or_si128(_mm_or_si128(cb, _mm_slli_epi32(y0, 8)),
+                                           _mm_or_si128(_mm_slli_epi32(cr, 16), _mm_slli_epi32(y1, 24)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * k), words);
+    }
+    const int done = 8 * blocks, skip = kPixelStride * done;
+    kAutoVectorisedKernels.rgbTo2vuy(r + skip, g + skip, b + skip, stride, out + 2 * done, count - done);
+}
+
+// Byte `index` (0 = lowest) of every 32-bit lane, as floats.
+inline __m128 laneByte(__m128i words, int index) {
+    const __m128i shifted = _mm_srl_epi32(words, _mm_cvtsi32_si128(8 * index));
+    return _mm_cvtepi32_ps(_mm_and_si128(shifted, _mm_set1_epi32(0xFF)));
+}
+inline __m256 bothHalves(__m128 v) { return _mm256_set_m128(v, v); }
+
+// Four 4:2:2 groups (16 bytes) to eight R, G, B, A pixels; the luma of the first pixels goes
+// in the low half and the chroma terms serve both halves.
+inline void storeGroups(float* px, __m128 y0, __m128 y1, __m128 cb128, __m128 cr128, float crToR,
+                        float cbToG, float crToG, float cbToB) {
+    const __m256 y = _mm256_set_m128(y1, y0), cb = bothHalves(cb128), cr = bothHalves(cr128);
+    const __m256 red = clamp01(add(y, mul(splat(crToR), cr)));
+    const __m256 green = clamp01(add(add(y, mul(splat(cbToG), cb)), mul(splat(crToG), cr)));
+    const __m256 blue = clamp01(add(y, mul(splat(cbToB), cb)));
+    storePixels(px, red, green, blue, splat(1.0f));
+}
+
+inline __m128 lumaFromBytes(__m128 v, float scale) {
+    return _mm_mul_ps(_mm_max_ps(_mm_sub_ps(v, _mm_set1_ps(16.0f)), _mm_setzero_ps()), _mm_set1_ps(scale));
+}
+
+void convert2vuyToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                          int byteCount, ChromaCoefficients set) {
+    if (!isPackedRgba(a, r, g, b, stride) || byteCount <= 0)
+        return kAutoVectorisedKernels.twoVuyToRgb(in, a, r, g, b, stride, byteCount, set);
+    const int blocks = byteCount / 16;
+    const __m128 k255 = _mm_set1_ps(255.0f), k128 = _mm_set1_ps(128.0f);
+    for (int k = 0; k < blocks; ++k) {
+        const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 16 * k));
+        const __m128 cb = _mm_div_ps(_mm_sub_ps(laneByte(words, 0), k128), k255);
+        const __m128 y0 = lumaFromBytes(laneByte(words, 1), set.lumaScale);
+        const __m128 cr = _mm_div_ps(_mm_sub_ps(laneByte(words, 2), k128), k255);
+        const __m128 y1 = lumaFromBytes(laneByte(words, 3), set.lumaScale);
+        storeGroups(r + 32 * k, y0, y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB);
+    }
+    const int done = 16 * blocks, skip = kPixelStride * (done / 2);
+    kAutoVectorisedKernels.twoVuyToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride, byteCount - done, set);
+}
+
+void convertYuvsToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                          int byteCount) {
+    if (!isPackedRgba(a, r, g, b, stride) || byteCount <= 0)
+        return kAutoVectorisedKernels.yuvsToRgb(in, a, r, g, b, stride, byteCount);
+    const int blocks = byteCount / 16;
+    const __m128 k255 = _mm_set1_ps(255.0f);
+    for (int k = 0; k < blocks; ++k) {
+        const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 16 * k));
+        const __m128 y0 = lumaFromBytes(laneByte(words, 0), k1Over218);
+        const __m128 cb = _mm_div_ps(_mm_sub_ps(laneByte(words, 1), _mm_set1_ps(127.0f)), k255);
+        const __m128 y1 = lumaFromBytes(laneByte(words, 2), k1Over218);
+        const __m128 cr = _mm_div_ps(_mm_sub_ps(laneByte(words, 3), _mm_set1_ps(128.0f)), k255);
+        storeGroups(r + 32 * k, y0, y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB);
+    }
+    const int done = 16 * blocks, skip = kPixelStride * (done / 2);
+    kAutoVectorisedKernels.yuvsToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride, byteCount - done);
+}
+
+// Byte `index` of every 32-bit lane of eight pixels, as floats.
+inline __m256 pixelByte(__m256i words, int index) {
+    const __m256i shifted = _mm256_srl_epi32(words, _mm_cvtsi32_si128(8 * index));
+    return _mm256_cvtepi32_ps(_mm256_and_si256(shifted, _mm256_set1_epi32(0xFF)));
+}
+
+void convertR408ToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                          int count) {
+    if (!isPackedRgba(a, r, g, b, stride))
+        return kAutoVectorisedKernels.r408ToRgb(in, a, r, g, b, stride, count);
+    const int blocks = count > 0 ? count / 8 : 0;
+    // Pixels in the order 0 2 4 6 1 3 5 7, the order storePixels expects.
+    const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7);
+    for (int k = 0; k < blocks; ++k) {
+        const __m256i loaded = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 32 * k));
+        const __m256i words = _mm256_permutevar8x32_epi32(loaded, order);
+        const __m256 alpha = _mm256_div_ps(pixelByte(words, 0), splat(255.0f));
+        const __m256 y = _mm256_max_ps(mul(pixelByte(words, 1), splat(k1Over219)), _mm256_setzero_ps());
+        const __m256 cb = sub(pixelByte(words, 2), splat(128.0f));
+        const __m256 cr = sub(pixelByte(words, 3), splat(128.0f));
+        const __m256 red = clamp01(add(y, mul(splat(0.00625893f), cr)));
+        const __m256 green = clamp01(sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr)));
+        const __m256 blue = clamp01(add(y, mul(splat(0.00791071f), cb)));
+        storePixels(r + 32 * k, red, green, blue, alpha);
+    }
+    const int done = 8 * blocks, skip = kPixelStride * done;
+    kAutoVectorisedKernels.r408ToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride, count - done);
+}
+
+} // namespace
+
+const KernelTable& kernelTable() {
+    static constexpr KernelTable table = [] {
+        KernelTable t = kAutoVectorisedKernels;
+        t.rgbToR408 = convertRgbToR408Avx2;
+        t.rgbTo2vuy = convertRgbTo2vuyAvx2;
+        t.twoVuyToRgb = convert2vuyToRgbAvx2;
+        t.yuvsToRgb = convertYuvsToRgbAvx2;
+        t.r408ToRgb = convertR408ToRgbAvx2;
+        return t;
+    }();
+    return table;
+}
+
+} // namespace Vantor::QuickTime::avx2
