@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Runs every libFuzzer binary of a build for a short time on a copy of its seed
+# corpus; fails on the first finding. Builds nothing.
+#   fuzz/run-smoke.sh BUILD_DIR SECONDS
+# A fuzzer named NAME finds its seeds in NAME.corpus beside it (the build
+# copies them there). For a longer run, call the binary directly, e.g.
+#   BUILD/fuzz/container/container_fuzzer -max_total_time=3600 -timeout=10 CORPUS_COPY
+set -euo pipefail
+build="${1:?usage: run-smoke.sh BUILD_DIR SECONDS}"
+seconds="${2:?usage: run-smoke.sh BUILD_DIR SECONDS}"
+mapfile -t fuzzers < <(find "$build" -type f -name '*_fuzzer' -perm -u+x | sort)
+if [ "${#fuzzers[@]}" -eq 0 ]; then
+  echo "run-smoke: no fuzzers under $build" >&2
+  exit 1
+fi
+findings="$(cd "$build" && pwd)/fuzz-findings"
+mkdir -p "$findings"
+status=0
+for fuzzer in "${fuzzers[@]}"; do
+  work="$(mktemp -d)"
+  if [ -d "$fuzzer.corpus" ]; then cp -r "$fuzzer.corpus/." "$work/"; fi
+  echo "run-smoke: $(basename "$fuzzer") for ${seconds}s"
+  if ! (cd "$work" && "$fuzzer" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+          -print_final_stats=1 -artifact_prefix="$findings/" "$work" >"$work.log" 2>&1); then
+    echo "run-smoke: $(basename "$fuzzer") found a problem:" >&2
+    tail -n 60 "$work.log" >&2
+    echo "run-smoke: the input is kept in $findings" >&2
+    status=1
+  fi
+  rm -rf "$work" "$work.log"
+done
+exit $status
