@@ -154,8 +154,7 @@ void registerAll() {
 
 int main(int argc, char** argv) {
     registerAll();
-    benchmark::AddCustomContext("kernel_level",
-                                activeKernelLevel() == KernelLevel::kAvx2 ? "avx2" : "baseline");
+    benchmark::AddCustomContext("kernel_level", kernelLevelName(activeKernelLevel()));
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;

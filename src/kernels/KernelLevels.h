@@ -12,5 +12,8 @@ const KernelTable& kernelTable();
 namespace avx2 {
 const KernelTable& kernelTable();
 }
+namespace avx512 {
+const KernelTable& kernelTable();
+}
 #endif
 } // namespace Vantor::QuickTime

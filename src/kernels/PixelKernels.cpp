@@ -4,16 +4,23 @@
 
 #include <vantor/quicktime/PixelKernels.h>
 
+#include <initializer_list>
+
 namespace Vantor::QuickTime {
 
 bool kernelLevelSupported(KernelLevel level) {
     switch (level) {
     case KernelLevel::kBaseline:
         return true;
-    case KernelLevel::kAvx2:
 #if VQT_HAVE_AVX2_KERNELS
+    case KernelLevel::kAvx2:
         return __builtin_cpu_supports("avx2");
+    case KernelLevel::kAvx512:
+        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512bw") &&
+               __builtin_cpu_supports("avx512vl");
 #else
+    case KernelLevel::kAvx2:
+    case KernelLevel::kAvx512:
         return false;
 #endif
     }
@@ -22,6 +29,8 @@ bool kernelLevelSupported(KernelLevel level) {
 
 const KernelTable& kernelTable(KernelLevel level) {
 #if VQT_HAVE_AVX2_KERNELS
+    if (level == KernelLevel::kAvx512)
+        return avx512::kernelTable();
     if (level == KernelLevel::kAvx2)
         return avx2::kernelTable();
 #endif
@@ -30,9 +39,18 @@ const KernelTable& kernelTable(KernelLevel level) {
 }
 
 KernelLevel activeKernelLevel() {
-    static const KernelLevel level =
-        kernelLevelSupported(KernelLevel::kAvx2) ? KernelLevel::kAvx2 : KernelLevel::kBaseline;
+    static const KernelLevel level = [] {
+        for (KernelLevel best : {KernelLevel::kAvx512, KernelLevel::kAvx2})
+            if (kernelLevelSupported(best))
+                return best;
+        return KernelLevel::kBaseline;
+    }();
     return level;
+}
+
+const char* kernelLevelName(KernelLevel level) {
+    static const char* const names[] = {"baseline", "avx2", "avx512"};
+    return names[static_cast<int>(level)];
 }
 
 namespace {

@@ -74,7 +74,7 @@ void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, in
 // The instruction-set levels the optimised kernels are built for. The public functions use
 // the best level the processor supports; tests run every supported level against the
 // reference.
-enum class KernelLevel { kBaseline, kAvx2 };
+enum class KernelLevel { kBaseline, kAvx2, kAvx512 };
 
 struct KernelTable {
     decltype(&convertRgbToR4fl) rgbToR4fl;
@@ -92,5 +92,6 @@ bool kernelLevelSupported(KernelLevel level);
 // The kernels built for `level`; only call them when kernelLevelSupported(level).
 const KernelTable& kernelTable(KernelLevel level);
 KernelLevel activeKernelLevel();
+const char* kernelLevelName(KernelLevel level);  // "baseline", "avx2", "avx512"
 
 } // namespace Vantor::QuickTime

@@ -201,7 +201,5 @@ TEST_P(KernelMatchTest, IntegerConvertersMatchReference) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, KernelMatchTest,
-                         testing::Values(KernelLevel::kBaseline, KernelLevel::kAvx2),
-                         [](const auto& info) {
-                             return info.param == KernelLevel::kAvx2 ? std::string("Avx2") : std::string("Baseline");
-                         });
+                         testing::Values(KernelLevel::kBaseline, KernelLevel::kAvx2, KernelLevel::kAvx512),
+                         [](const auto& info) { return std::string(kernelLevelName(info.param)); });
