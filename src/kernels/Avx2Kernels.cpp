@@ -1,6 +1,7 @@
 // Optimised kernels for processors with AVX2; this file alone is compiled with -mavx2.
-// The 8-bit Y'CbCr kernels on interleaved rows are written by hand with 8 pixels a step;
-// the others are the compiler-vectorised loops built for AVX2. Every operation below is the
+// The Y'CbCr kernels on interleaved rows and the contiguous float-to-short converter are
+// written by hand, 8 pixels or values a step; the rest are the compiler-vectorised loops
+// built for AVX2. Every operation below is the
 // IEEE single-precision operation of the reference expression, in the same order.
 #include "KernelLevels.h"
 
@@ -171,6 +172,65 @@ void convertR408ToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
     kAutoVectorisedKernels.r408ToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride, count - done);
 }
 
+
+void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const float* b, int stride,
+                          float* out, int count) {
+    const EncoderLayout layout = encoderLayout(r, g, b, stride);
+    if (!layout.base || (a && a != layout.base + 3))
+        return kAutoVectorisedKernels.rgbToR4fl(a, r, g, b, stride, out, count);
+    const int blocks = encoderBlocks(count);
+    const __m256 k255 = splat(k1Over255);
+    for (int k = 0; k < blocks; ++k) {
+        const Channels px = loadPixels(layout.base + 32 * k);
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
+        const __m256 alpha = a ? px.c3 : splat(1.0f);
+        const __m256 y = mul(mul(lumaSum(red, green, blue), splat(kLumaExcursion)), k255);
+        const __m256 cb = mul(add(mul(cbSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
+        const __m256 cr = mul(add(mul(crSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
+        storePixels(out + 32 * k, alpha, y, cb, cr);
+    }
+    const int done = 8 * blocks, skip = kPixelStride * done;
+    kAutoVectorisedKernels.rgbToR4fl(a ? a + skip : nullptr, r + skip, g + skip, b + skip, stride,
+                                     out + 4 * done, count - done);
+}
+
+void convertR4flToRgbAvx2(const float* in, float* a, float* r, float* g, float* b, int stride,
+                          int count) {
+    if (!isPackedRgba(a, r, g, b, stride))
+        return kAutoVectorisedKernels.r4flToRgb(in, a, r, g, b, stride, count);
+    const int blocks = count > 0 ? count / 8 : 0;
+    const __m256 k255 = splat(255.0f), k128 = splat(128.0f);
+    for (int k = 0; k < blocks; ++k) {
+        const Channels px = loadPixels(in + 32 * k);  // A, Y', Cb, Cr
+        const __m256 y = mul(mul(px.c1, k255), splat(k1Over219));
+        const __m256 cb = sub(mul(px.c2, k255), k128);
+        const __m256 cr = sub(mul(px.c3, k255), k128);
+        const __m256 red = add(mul(splat(0.00625893f), cr), y);
+        const __m256 green = sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr));
+        const __m256 blue = add(mul(splat(0.00791071f), cb), y);
+        storePixels(r + 32 * k, red, green, blue, px.c0);
+    }
+    const int done = 8 * blocks, skip = kPixelStride * done;
+    kAutoVectorisedKernels.r4flToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride, count - done);
+}
+
+void convertFloatToShortAvx2(uint16_t* out, const float* in, int count, int bits, int outStride) {
+    if (outStride != 1)
+        return kAutoVectorisedKernels.floatToShort(out, in, count, bits, outStride);
+    const int blocks = count > 0 ? count / 8 : 0;
+    const __m256 maximum = splat(shortMaximum(bits));
+    for (int k = 0; k < blocks; ++k) {
+        // clamp01 gives 0 for NaN and v <= 0 and the maximum for v >= 1; adding and removing
+        // 2^23 rounds half to even like nearbyint for these values below 2^23.
+        const __m256 scaled = mul(clamp01(_mm256_loadu_ps(in + 8 * k)), maximum);
+        const __m256i rounded = _mm256_cvttps_epi32(sub(add(scaled, splat(8388608.0f)), splat(8388608.0f)));
+        const __m128i shorts = _mm_packus_epi32(_mm256_castsi256_si128(rounded), _mm256_extracti128_si256(rounded, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8 * k), shorts);
+    }
+    const int done = 8 * blocks;
+    kAutoVectorisedKernels.floatToShort(out + done, in + done, count - done, bits, outStride);
+}
+
 } // namespace
 
 const KernelTable& kernelTable() {
@@ -181,6 +241,9 @@ const KernelTable& kernelTable() {
         t.twoVuyToRgb = convert2vuyToRgbAvx2;
         t.yuvsToRgb = convertYuvsToRgbAvx2;
         t.r408ToRgb = convertR408ToRgbAvx2;
+        t.rgbToR4fl = convertRgbToR4flAvx2;
+        t.r4flToRgb = convertR4flToRgbAvx2;
+        t.floatToShort = convertFloatToShortAvx2;
         return t;
     }();
     return table;
