@@ -1,0 +1,61 @@
+// Runs of samples through one decoder, without decoding a sample twice.
+//
+// A caller asks for a picture by handing over every sample from the sync
+// sample before it up to the picture's own sample, then calling finish().
+// When the next request starts at a sync sample the decoder has gone through
+// since its last restart (or continues right after the last sample), the
+// samples already decoded are skipped and their pictures come from a small
+// cache; the result is identical to decoding afresh. (With open GOPs the kept
+// decoder shows leading pictures correctly where a fresh one cannot.)
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "vqt/codecs/Decoder.h"
+
+namespace vqt::codecs {
+
+class DecodeSequence {
+ public:
+  explicit DecodeSequence(std::unique_ptr<Decoder> decoder);
+
+  // Adds one sample of the current request. `data` must stay valid until finish().
+  // `display` false: decode it, but never hand out its picture.
+  Status add(std::int64_t sampleNumber, std::span<const std::uint8_t> data, bool display);
+
+  // Ends the request: the pictures of its displayed samples, in display order.
+  // A displayed sample whose picture could not be made is left out.
+  Status finish(std::vector<Picture>& pictures);
+
+  Decoder& decoder() { return *decoder_; }
+  std::uint64_t samplesDecoded() const { return decoder_->samplesDecoded(); }
+
+ private:
+  struct Sample {
+    std::int64_t number;
+    std::uint64_t digest;
+    std::span<const std::uint8_t> data;
+    bool display;
+  };
+  enum class Mode { fresh, replay, append };
+
+  Status feed(const Sample& sample);
+  Status restartWithRequest();
+  void keep(std::vector<Picture>& pictures);
+  const Picture* cached(std::int64_t number) const;
+  void trimCache();
+
+  std::unique_ptr<Decoder> decoder_;
+  std::vector<std::pair<std::int64_t, std::uint64_t>> run_;  // fed since the last restart
+  std::deque<Picture> cache_;
+  std::vector<Sample> request_;
+  Mode mode_ = Mode::fresh;
+  std::size_t replayIndex_ = 0;
+  std::uint64_t lastEmittedOrder_ = 0;
+};
+
+}  // namespace vqt::codecs

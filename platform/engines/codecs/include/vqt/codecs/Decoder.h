@@ -1,0 +1,77 @@
+// One decoder for one stream: keeps its codec context between samples, hands
+// out pictures in display order tagged with the sample that carried them, and
+// converts them into the pixel formats the sessions exchange.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "vqt/codecs/Image.h"
+#include "vqt/codecs/Status.h"
+
+namespace vqt::codecs {
+
+struct DecoderConfig {
+  FourCC codecType = 0;
+  int width = 0;
+  int height = 0;
+  int depth = 24;                      // image description depth (raw and RLE need it)
+  FourCC configAtomType = 0;           // 'avcC', 'hvcC', 'esds' or 0
+  std::vector<std::uint8_t> configAtom;  // that extension's payload, without its header
+  ColourMatrix matrix = ColourMatrix::unspecified;
+  int threads = 0;                     // 0: one per processor
+};
+
+// A decoded picture. Copies share the same pixels.
+class Picture {
+ public:
+  struct Data;
+  Picture() = default;
+  explicit Picture(std::shared_ptr<const Data> data) : data_(std::move(data)) {}
+
+  bool valid() const { return data_ != nullptr; }
+  std::int64_t sampleId() const;
+  std::uint64_t outputOrder() const;  // position in the decoder's display order
+  int width() const;
+  int height() const;
+  bool hasAlpha() const;
+  const Data* data() const { return data_.get(); }
+
+ private:
+  std::shared_ptr<const Data> data_;
+};
+
+class Decoder {
+ public:
+  static Status create(const DecoderConfig& config, std::unique_ptr<Decoder>& decoder);
+  ~Decoder();
+  Decoder(const Decoder&) = delete;
+  Decoder& operator=(const Decoder&) = delete;
+
+  // Decodes one compressed sample; pictures that become ready are appended to `out`.
+  Status send(std::span<const std::uint8_t> sample, std::int64_t sampleId,
+              std::vector<Picture>& out);
+  // Brings out every picture the decoder still holds back for reordering or
+  // threading. H.264 keeps its reference pictures (decoding can go on); other
+  // codecs drain, after which canContinue() is false until restart().
+  Status releaseHeldPictures(std::vector<Picture>& out);
+  bool canContinue() const;
+  // Forgets every reference picture; the next sample should be a sync sample.
+  void restart();
+
+  // Writes `picture` into `destination` in destination.pixelFormat.
+  Status convert(const Picture& picture, const ImageView& destination);
+
+  std::uint64_t samplesDecoded() const;  // compressed samples handed to the codec
+  FourCC codecType() const;
+  bool producesAlpha() const;
+
+ private:
+  struct Impl;
+  explicit Decoder(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace vqt::codecs

@@ -1,0 +1,64 @@
+// One encoder for one stream: takes images in the exchanged pixel formats with
+// display times, and returns compressed frames in decode order with their
+// decode and display timing, plus the codec setup for the image description.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "vqt/codecs/Image.h"
+#include "vqt/codecs/Status.h"
+
+namespace vqt::codecs {
+
+struct EncoderConfig {
+  FourCC codecType = 0;
+  int width = 0;
+  int height = 0;
+  int depth = 24;                 // 32 keeps alpha where the codec can
+  FourCC sourceFormat = 0;        // format of the images to come, when known (picks 16-bit PNG)
+  std::uint32_t quality = 0x200;  // QuickTime quality, 0x000 to 0x400
+  int keyFrameInterval = 0;       // 0: codec default; 1: every frame a key frame
+  bool allowTemporal = true;      // false: every frame a key frame
+  bool allowReordering = true;    // false: no B-frames
+  std::int32_t timeScale = 600;   // units of the display times
+  double frameRate = 0;           // expected rate, for rate control (0: unknown)
+  ColourMatrix matrix = ColourMatrix::unspecified;
+  int threads = 0;                // 0: one per processor
+};
+
+struct EncodedFrame {
+  std::vector<std::uint8_t> data;
+  std::int64_t displayTime = 0;
+  std::int64_t decodeTime = 0;       // may be below the first display time with reordering
+  std::int64_t decodeDuration = 0;
+  std::int64_t displayDuration = 0;
+  bool sync = false;
+  bool droppable = false;            // no other frame depends on it
+};
+
+class Encoder {
+ public:
+  static Status create(const EncoderConfig& config, std::unique_ptr<Encoder>& encoder);
+  ~Encoder();
+  Encoder(const Encoder&) = delete;
+  Encoder& operator=(const Encoder&) = delete;
+
+  Status encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
+                std::vector<EncodedFrame>& out);
+  // Hands out every frame still held (B-frame reordering, lookahead).
+  Status finish(std::vector<EncodedFrame>& out);
+
+  // Extension for the image description ('avcC', 'esds', ...; 0 when none) and its payload.
+  FourCC configAtomType() const;
+  const std::vector<std::uint8_t>& configAtom() const;
+  const EncoderConfig& config() const;
+
+ private:
+  struct Impl;
+  explicit Encoder(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace vqt::codecs

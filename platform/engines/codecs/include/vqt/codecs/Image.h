@@ -1,0 +1,36 @@
+// A view of one image in caller memory: pixel format, size and row stride.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "vqt/codecs/PixelFormats.h"
+
+namespace vqt::codecs {
+
+struct ImageView {
+  FourCC pixelFormat = 0;
+  int width = 0;
+  int height = 0;
+  std::ptrdiff_t bytesPerRow = 0;
+  std::uint8_t* data = nullptr;  // first byte of the top row
+};
+
+struct ConstImageView {
+  FourCC pixelFormat = 0;
+  int width = 0;
+  int height = 0;
+  std::ptrdiff_t bytesPerRow = 0;
+  const std::uint8_t* data = nullptr;
+};
+
+// How Y'CbCr relates to R'G'B' for a stream. Unspecified means: BT.709 for
+// frames taller than 576 lines, BT.601 otherwise.
+enum class ColourMatrix { unspecified, bt601, bt709, bt2020 };
+
+// 'nclc' matrix index (1 = 709, 6 = 601, 9 = 2020) to a matrix; others are unspecified.
+ColourMatrix colourMatrixFromNclc(int matrixIndex);
+// The matrix actually used for a frame of this height.
+ColourMatrix resolveColourMatrix(ColourMatrix matrix, int height);
+
+}  // namespace vqt::codecs

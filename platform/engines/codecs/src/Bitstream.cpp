@@ -1,0 +1,145 @@
+#include "Bitstream.h"
+
+#include <cstddef>
+
+namespace vqt::codecs {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Span = std::span<const std::uint8_t>;
+
+// Calls visit(nal) for every NAL unit of an Annex B stream.
+template <typename Visit>
+void forEachNal(Span data, Visit visit) {
+  const std::size_t size = data.size();
+  auto findStart = [&](std::size_t from) {
+    for (std::size_t i = from; i + 3 <= size; ++i) {
+      if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) return i;
+    }
+    return size;
+  };
+  std::size_t start = findStart(0);
+  while (start < size) {
+    const std::size_t begin = start + 3;
+    std::size_t next = findStart(begin);
+    std::size_t end = next;
+    while (end > begin && data[end - 1] == 0) --end;  // zero byte of a 4-byte start code
+    if (end > begin) visit(data.subspan(begin, end - begin));
+    start = next;
+  }
+}
+
+void putBigEndian(Bytes& out, std::uint32_t value, int bytes) {
+  for (int i = bytes - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+}
+
+// MPEG-4 descriptor: tag, length in the four-byte expandable form, body.
+void putDescriptor(Bytes& out, std::uint8_t tag, const Bytes& body) {
+  out.push_back(tag);
+  const auto length = static_cast<std::uint32_t>(body.size());
+  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 21) & 0x7F)));
+  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 14) & 0x7F)));
+  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 7) & 0x7F)));
+  out.push_back(static_cast<std::uint8_t>(length & 0x7F));
+  out.insert(out.end(), body.begin(), body.end());
+}
+
+// Reads one descriptor header at `pos`; returns false when it does not fit.
+bool readDescriptor(Span data, std::size_t& pos, std::uint8_t& tag, std::size_t& length) {
+  if (pos >= data.size()) return false;
+  tag = data[pos++];
+  length = 0;
+  for (int i = 0; i < 4; ++i) {
+    if (pos >= data.size()) return false;
+    const std::uint8_t byte = data[pos++];
+    length = (length << 7) | (byte & 0x7F);
+    if ((byte & 0x80) == 0) break;
+  }
+  return length <= data.size() - pos;
+}
+
+}  // namespace
+
+bool startsWithStartCode(Span data) {
+  if (data.size() >= 3 && data[0] == 0 && data[1] == 0 && data[2] == 1) return true;
+  return data.size() >= 4 && data[0] == 0 && data[1] == 0 && data[2] == 0 && data[3] == 1;
+}
+
+Bytes annexBToLengthPrefixed(Span data) {
+  Bytes out;
+  out.reserve(data.size() + 16);
+  forEachNal(data, [&](Span nal) {
+    putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 4);
+    out.insert(out.end(), nal.begin(), nal.end());
+  });
+  return out;
+}
+
+Bytes avcConfigurationFromAnnexB(Span headers) {
+  std::vector<Span> sps, pps;
+  forEachNal(headers, [&](Span nal) {
+    const int type = nal[0] & 0x1F;
+    if (type == 7 && nal.size() >= 4) sps.push_back(nal);
+    if (type == 8) pps.push_back(nal);
+  });
+  if (sps.empty()) return {};
+  Bytes out{1, sps[0][1], sps[0][2], sps[0][3], 0xFF,  // 4-byte NAL lengths
+            static_cast<std::uint8_t>(0xE0 | (sps.size() & 0x1F))};
+  for (Span nal : sps) {
+    putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
+    out.insert(out.end(), nal.begin(), nal.end());
+  }
+  out.push_back(static_cast<std::uint8_t>(pps.size()));
+  for (Span nal : pps) {
+    putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
+    out.insert(out.end(), nal.begin(), nal.end());
+  }
+  return out;
+}
+
+Bytes esdsFromDecoderSpecificInfo(Span info, int averageBitRate) {
+  Bytes specific(info.begin(), info.end());
+  Bytes decoderConfig{0x20, 0x11};  // MPEG-4 Visual, visual stream
+  putBigEndian(decoderConfig, 0, 3);  // buffer size unknown
+  putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);
+  putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);
+  putDescriptor(decoderConfig, 0x05, specific);
+  Bytes es{0, 0, 0};  // ES_ID 0, no flags
+  putDescriptor(es, 0x04, decoderConfig);
+  putDescriptor(es, 0x06, Bytes{0x02});  // SL config: predefined for MP4
+  Bytes out{0, 0, 0, 0};                 // version and flags
+  putDescriptor(out, 0x03, es);
+  return out;
+}
+
+Bytes decoderSpecificInfoFromEsds(Span esds) {
+  std::size_t pos = 4;  // version and flags
+  std::uint8_t tag = 0;
+  std::size_t length = 0;
+  if (esds.size() < 4 || !readDescriptor(esds, pos, tag, length) || tag != 0x03) return {};
+  std::size_t end = pos + length;
+  if (pos + 3 > end) return {};
+  const std::uint8_t flags = esds[pos + 2];
+  pos += 3;
+  if (flags & 0x80) pos += 2;
+  if ((flags & 0x40) && pos < end) pos += 1 + esds[pos];
+  if (flags & 0x20) pos += 2;
+  while (pos < end) {
+    if (!readDescriptor(esds.first(end), pos, tag, length)) return {};
+    if (tag != 0x04) {
+      pos += length;
+      continue;
+    }
+    std::size_t configEnd = pos + length;
+    pos += 13;
+    while (pos < configEnd) {
+      if (!readDescriptor(esds.first(configEnd), pos, tag, length)) return {};
+      if (tag == 0x05) return Bytes(esds.begin() + pos, esds.begin() + pos + length);
+      pos += length;
+    }
+    return {};
+  }
+  return {};
+}
+
+}  // namespace vqt::codecs

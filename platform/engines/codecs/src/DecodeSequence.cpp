@@ -1,0 +1,152 @@
+#include "vqt/codecs/DecodeSequence.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vqt::codecs {
+namespace {
+
+// Decoded pictures kept for later requests; enough for the reordering depth of
+// common long-GOP streams plus the pictures one request brings out.
+constexpr std::size_t kCacheLimit = 16;
+
+// FNV-1a over 64-bit words: tells a sample that was decoded before from a new one.
+std::uint64_t digestOf(std::span<const std::uint8_t> data) {
+  std::uint64_t hash = 1469598103934665603ull ^ data.size();
+  std::size_t i = 0;
+  for (; i + 8 <= data.size(); i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data.data() + i, 8);
+    hash = (hash ^ word) * 1099511628211ull;
+  }
+  for (; i < data.size(); ++i) hash = (hash ^ data[i]) * 1099511628211ull;
+  return hash;
+}
+
+}  // namespace
+
+DecodeSequence::DecodeSequence(std::unique_ptr<Decoder> decoder) : decoder_(std::move(decoder)) {}
+
+Status DecodeSequence::add(std::int64_t sampleNumber, std::span<const std::uint8_t> data, bool display) {
+  const Sample sample{sampleNumber, digestOf(data), data, display};
+  const bool first = request_.empty();
+  request_.push_back(sample);
+  const std::pair<std::int64_t, std::uint64_t> key{sample.number, sample.digest};
+
+  if (first) {
+    // A request starts at a sync sample. If the decoder went through it since
+    // its last restart, its state already holds everything from there on.
+    const auto start = std::find(run_.begin(), run_.end(), key);
+    if (start != run_.end()) {
+      run_.erase(run_.begin(), start);
+      mode_ = Mode::replay;
+      replayIndex_ = 0;
+    } else if (!run_.empty() && decoder_->canContinue() && sample.number == run_.back().first + 1) {
+      mode_ = Mode::append;
+    } else {
+      decoder_->restart();
+      run_.clear();
+      cache_.clear();
+      mode_ = Mode::fresh;
+    }
+  }
+  if (mode_ == Mode::replay) {
+    if (replayIndex_ < run_.size()) {
+      if (run_[replayIndex_] == key) {
+        ++replayIndex_;
+        return Status::ok;  // decoded by an earlier request
+      }
+      return restartWithRequest();
+    }
+    if (!decoder_->canContinue()) return restartWithRequest();
+    mode_ = Mode::append;
+  }
+  return feed(sample);
+}
+
+Status DecodeSequence::feed(const Sample& sample) {
+  std::vector<Picture> out;
+  const Status status = decoder_->send(sample.data, sample.number, out);
+  run_.emplace_back(sample.number, sample.digest);
+  keep(out);
+  return status;
+}
+
+// The request no longer matches what the decoder holds: decode all of it again.
+Status DecodeSequence::restartWithRequest() {
+  decoder_->restart();
+  run_.clear();
+  cache_.clear();
+  mode_ = Mode::fresh;
+  Status result = Status::ok;
+  for (const Sample& sample : request_) {
+    const Status s = feed(sample);
+    if (s != Status::ok) result = s;
+  }
+  return result;
+}
+
+void DecodeSequence::keep(std::vector<Picture>& pictures) {
+  for (Picture& picture : pictures) {
+    std::erase_if(cache_, [&](const Picture& p) { return p.sampleId() == picture.sampleId(); });
+    cache_.push_back(std::move(picture));
+  }
+  trimCache();
+}
+
+void DecodeSequence::trimCache() {
+  // Drop the earliest pictures in display order, but never one the current request shows.
+  while (cache_.size() > kCacheLimit) {
+    auto victim = cache_.end();
+    for (auto it = cache_.begin(); it != cache_.end(); ++it) {
+      const bool wanted = std::any_of(request_.begin(), request_.end(), [&](const Sample& s) {
+        return s.display && s.number == it->sampleId();
+      });
+      if (!wanted && (victim == cache_.end() || it->outputOrder() < victim->outputOrder())) victim = it;
+    }
+    if (victim == cache_.end()) break;
+    cache_.erase(victim);
+  }
+}
+
+const Picture* DecodeSequence::cached(std::int64_t number) const {
+  for (const Picture& picture : cache_) {
+    if (picture.sampleId() == number) return &picture;
+  }
+  return nullptr;
+}
+
+Status DecodeSequence::finish(std::vector<Picture>& pictures) {
+  auto missing = [&] {
+    return std::any_of(request_.begin(), request_.end(),
+                       [&](const Sample& s) { return s.display && cached(s.number) == nullptr; });
+  };
+  Status status = Status::ok;
+  if (missing()) {
+    std::vector<Picture> out;
+    status = decoder_->releaseHeldPictures(out);
+    keep(out);
+  }
+  if (missing() && mode_ != Mode::fresh) {
+    // A picture left the cache, or a drain lost it: decode the request afresh once.
+    status = restartWithRequest();
+    std::vector<Picture> out;
+    if (Status s = decoder_->releaseHeldPictures(out); s != Status::ok) status = s;
+    keep(out);
+  }
+  std::vector<Picture> shown;
+  for (const Sample& sample : request_) {
+    if (const Picture* picture = sample.display ? cached(sample.number) : nullptr) shown.push_back(*picture);
+  }
+  std::sort(shown.begin(), shown.end(),
+            [](const Picture& a, const Picture& b) { return a.outputOrder() < b.outputOrder(); });
+  for (Picture& picture : shown) {
+    lastEmittedOrder_ = std::max(lastEmittedOrder_, picture.outputOrder());
+    pictures.push_back(std::move(picture));
+  }
+  request_.clear();
+  trimCache();
+  return status;
+}
+
+}  // namespace vqt::codecs

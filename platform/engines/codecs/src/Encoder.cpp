@@ -1,0 +1,234 @@
+#include "vqt/codecs/Encoder.h"
+
+#include <deque>
+#include <string>
+
+#include "Bitstream.h"
+#include "FfmpegHandles.h"
+#include "PixelConverter.h"
+#include "vqt/codecs/CodecTable.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace vqt::codecs {
+namespace {
+
+Status statusOf(int error) {
+  if (error >= 0) return Status::ok;
+  if (error == AVERROR(ENOMEM)) return Status::outOfMemory;
+  return Status::failed;
+}
+
+AVColorSpace streamColourSpace(ColourMatrix matrix) {
+  switch (matrix) {
+    case ColourMatrix::bt601: return AVCOL_SPC_SMPTE170M;
+    case ColourMatrix::bt2020: return AVCOL_SPC_BT2020_NCL;
+    default: return AVCOL_SPC_BT709;
+  }
+}
+
+// DNxHR profile names by the value of the quality table.
+const char* dnxhrProfileName(int value) {
+  switch (value) {
+    case 1: return "dnxhr_lb";
+    case 2: return "dnxhr_sq";
+    case 3: return "dnxhr_hq";
+    case 4: return "dnxhr_hqx";
+    default: return "dnxhr_444";
+  }
+}
+
+AVPixelFormat nativeLayout(const CodecEntry& entry, const EncoderConfig& config, int qualityValue) {
+  if (entry.quality.control == QualityControl::dnxhrProfile) {
+    if (qualityValue == 4) return AV_PIX_FMT_YUV422P10LE;
+    if (qualityValue == 5) return AV_PIX_FMT_YUV444P10LE;
+    return AV_PIX_FMT_YUV422P;
+  }
+  const bool alpha = config.depth == 32 && !entry.encodeAlphaLayout.empty();
+  const bool deep = config.sourceFormat == kPixelFormatB64a || config.sourceFormat == kPixelFormatB48r ||
+                    config.sourceFormat == kPixelFormatR4fl;
+  if (deep && !entry.deepLayout.empty())
+    return av_get_pix_fmt(std::string(alpha ? entry.deepAlphaLayout : entry.deepLayout).c_str());
+  return av_get_pix_fmt(std::string(alpha ? entry.encodeAlphaLayout : entry.encodeLayout).c_str());
+}
+
+}  // namespace
+
+struct Encoder::Impl {
+  EncoderConfig config;
+  const CodecEntry* entry = nullptr;
+  CodecContextPtr context;
+  FramePtr frame;
+  PacketPtr packet;
+  PixelConverter converter;
+  ColourMatrix matrix = ColourMatrix::unspecified;
+  std::deque<std::int64_t> durations;  // display durations in submission order
+  FourCC atomType = 0;
+  std::vector<std::uint8_t> atom;
+  bool annexB = false;
+
+  Status receive(std::vector<EncodedFrame>& out);
+};
+
+Status Encoder::Impl::receive(std::vector<EncodedFrame>& out) {
+  for (;;) {
+    const int result = avcodec_receive_packet(context.get(), packet.get());
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return Status::ok;
+    if (result < 0) return statusOf(result);
+    EncodedFrame encoded;
+    const std::span<const std::uint8_t> bytes(packet->data, static_cast<std::size_t>(packet->size));
+    if (annexB && startsWithStartCode(bytes)) {
+      encoded.data = annexBToLengthPrefixed(bytes);
+    } else {
+      encoded.data.assign(bytes.begin(), bytes.end());
+    }
+    encoded.displayTime = packet->pts;
+    encoded.decodeTime = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
+    // The k-th frame in decode order lasts as long as the k-th frame submitted:
+    // exact for constant frame durations, which is what the sessions produce.
+    encoded.decodeDuration = durations.empty() ? 0 : durations.front();
+    if (!durations.empty()) durations.pop_front();
+    encoded.displayDuration = packet->duration > 0 ? packet->duration : encoded.decodeDuration;
+    encoded.sync = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    encoded.droppable = (packet->flags & AV_PKT_FLAG_DISPOSABLE) != 0;
+    av_packet_unref(packet.get());
+    out.push_back(std::move(encoded));
+  }
+}
+
+Encoder::Encoder(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Encoder::~Encoder() = default;
+
+Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& encoder) {
+  const CodecEntry* entry = findCodec(config.codecType);
+  if (entry == nullptr || entry->encoder.empty()) return Status::noCodec;
+  const AVCodec* codec = avcodec_find_encoder_by_name(std::string(entry->encoder).c_str());
+  if (codec == nullptr) return Status::noCodec;
+  if (config.width <= 0 || config.height <= 0 || config.timeScale <= 0) return Status::unsupportedFormat;
+
+  auto impl = std::make_unique<Impl>();
+  impl->config = config;
+  impl->entry = entry;
+  impl->context.reset(avcodec_alloc_context3(codec));
+  impl->frame.reset(av_frame_alloc());
+  impl->packet.reset(av_packet_alloc());
+  if (!impl->context || !impl->frame || !impl->packet) return Status::outOfMemory;
+
+  AVCodecContext* context = impl->context.get();
+  const int qualityValue = entry->quality.values[qualityLevelIndex(config.quality)];
+  context->width = config.width;
+  context->height = config.height;
+  context->pix_fmt = config.codecType == 'raw ' && config.depth == 32 ? AV_PIX_FMT_ARGB
+                                                                         : nativeLayout(*entry, config, qualityValue);
+  context->time_base = AVRational{1, config.timeScale};
+  if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
+  context->thread_count = config.threads;
+  context->codec_tag = codecTagFromFourCC(config.codecType);
+  impl->matrix = resolveColourMatrix(config.matrix, config.height);
+  // VC-3 streams always declare BT.709, so that is the matrix their pixels must be made with.
+  if (codec->id == AV_CODEC_ID_DNXHD) impl->matrix = ColourMatrix::bt709;
+  const bool fullRange = context->pix_fmt == AV_PIX_FMT_YUVJ420P;
+  context->color_range = fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  context->colorspace = streamColourSpace(impl->matrix);
+  context->color_primaries = impl->matrix == ColourMatrix::bt601 ? AVCOL_PRI_SMPTE170M : AVCOL_PRI_BT709;
+  context->color_trc = AVCOL_TRC_BT709;
+
+  if (!config.allowTemporal || config.keyFrameInterval == 1) {
+    context->gop_size = 0;  // intra only
+  } else if (config.keyFrameInterval > 0) {
+    context->gop_size = config.keyFrameInterval;
+  }
+  if (entry->temporal) {
+    if (!config.allowReordering || !config.allowTemporal) {
+      context->max_b_frames = 0;
+    } else if (codec->id == AV_CODEC_ID_MPEG4) {
+      context->max_b_frames = 2;
+    }
+  }
+  if (entry->configAtom != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+
+  switch (entry->quality.control) {
+    case QualityControl::x264Crf:
+      av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
+      break;
+    case QualityControl::mpegQscale:
+      context->flags |= AV_CODEC_FLAG_QSCALE;
+      context->global_quality = FF_QP2LAMBDA * qualityValue;
+      context->qmin = 1;
+      context->qmax = 31;
+      break;
+    case QualityControl::proresQuantiser:
+      if (qualityValue > 0) {
+        context->flags |= AV_CODEC_FLAG_QSCALE;
+        context->global_quality = FF_QP2LAMBDA * qualityValue;
+      }
+      break;
+    case QualityControl::dnxhrProfile:
+      av_opt_set(context->priv_data, "profile", dnxhrProfileName(qualityValue), 0);
+      break;
+    case QualityControl::none:
+      break;
+  }
+  if (entry->profile >= 0) av_opt_set_int(context->priv_data, "profile", entry->profile, 0);
+  if (codec->id == AV_CODEC_ID_PRORES) {
+    av_opt_set(context->priv_data, "vendor", "apl0", 0);
+    if (config.depth == 32 && !entry->encodeAlphaLayout.empty()) av_opt_set_int(context->priv_data, "alpha_bits", 16, 0);
+  }
+  if (codec->id == AV_CODEC_ID_MJPEG) context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+
+  if (avcodec_open2(context, codec, nullptr) < 0) return Status::unsupportedFormat;
+
+  impl->frame->format = context->pix_fmt;
+  impl->frame->width = config.width;
+  impl->frame->height = config.height;
+  if (av_frame_get_buffer(impl->frame.get(), 0) < 0) return Status::outOfMemory;
+  impl->frame->color_range = context->color_range;
+  impl->frame->colorspace = context->colorspace;
+
+  impl->atomType = entry->configAtom;
+  const std::span<const std::uint8_t> extradata(context->extradata, static_cast<std::size_t>(context->extradata_size));
+  if (entry->configAtom == 'avcC') {
+    impl->annexB = true;
+    impl->atom = startsWithStartCode(extradata) ? avcConfigurationFromAnnexB(extradata)
+                                                : std::vector<std::uint8_t>(extradata.begin(), extradata.end());
+  } else if (entry->configAtom == 'esds') {
+    impl->atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(context->bit_rate));
+  }
+  encoder.reset(new Encoder(std::move(impl)));
+  return Status::ok;
+}
+
+Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
+                       std::vector<EncodedFrame>& out) {
+  Impl& impl = *impl_;
+  if (av_frame_make_writable(impl.frame.get()) < 0) return Status::outOfMemory;
+  if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) return s;
+  impl.frame->pts = displayTime;
+  impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
+  impl.durations.push_back(duration);
+  int result = avcodec_send_frame(impl.context.get(), impl.frame.get());
+  if (result == AVERROR(EAGAIN)) {
+    if (Status s = impl.receive(out); s != Status::ok) return s;
+    result = avcodec_send_frame(impl.context.get(), impl.frame.get());
+  }
+  if (result < 0) {
+    impl.durations.pop_back();
+    return statusOf(result);
+  }
+  return impl.receive(out);
+}
+
+Status Encoder::finish(std::vector<EncodedFrame>& out) {
+  const int result = avcodec_send_frame(impl_->context.get(), nullptr);
+  if (result < 0 && result != AVERROR_EOF) return statusOf(result);
+  return impl_->receive(out);
+}
+
+FourCC Encoder::configAtomType() const { return impl_->atom.empty() ? 0 : impl_->atomType; }
+const std::vector<std::uint8_t>& Encoder::configAtom() const { return impl_->atom; }
+const EncoderConfig& Encoder::config() const { return impl_->config; }
+
+}  // namespace vqt::codecs

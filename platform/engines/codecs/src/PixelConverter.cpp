@@ -1,0 +1,210 @@
+#include "PixelConverter.h"
+
+#include <cstring>
+
+#include "YCbCrPacking.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace vqt::codecs {
+namespace {
+
+// Packed exchange formats that libswscale reads and writes as they are.
+AVPixelFormat swscaleFormatOf(FourCC format) {
+  switch (format) {
+    case kPixelFormatArgb32: return AV_PIX_FMT_ARGB;
+    case kPixelFormatB48r: return AV_PIX_FMT_RGB48BE;
+    case kPixelFormatB64a: return AV_PIX_FMT_RGBA64BE;  // channels rotated by us
+    case kPixelFormat2vuy: return AV_PIX_FMT_UYVY422;
+    case kPixelFormatYuvs: return AV_PIX_FMT_YUYV422;
+    default: return AV_PIX_FMT_NONE;
+  }
+}
+
+int swsColourspace(ColourMatrix matrix) {
+  switch (matrix) {
+    case ColourMatrix::bt601: return SWS_CS_ITU601;
+    case ColourMatrix::bt2020: return SWS_CS_BT2020;
+    default: return SWS_CS_ITU709;
+  }
+}
+
+bool isRgbFormat(int format) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+  return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
+}  // namespace
+
+bool isFullRange(const AVFrame& frame) {
+  return frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P ||
+         frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
+}
+
+AVFrame* PixelConverter::scratchFrame(int format, int width, int height) {
+  if (scratch_ && scratch_->format == format && scratch_->width == width && scratch_->height == height)
+    return scratch_.get();
+  scratch_.reset(av_frame_alloc());
+  if (!scratch_) return nullptr;
+  scratch_->format = format;
+  scratch_->width = width;
+  scratch_->height = height;
+  if (av_frame_get_buffer(scratch_.get(), 0) < 0) {
+    scratch_.reset();
+    return nullptr;
+  }
+  return scratch_.get();
+}
+
+Status PixelConverter::scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix) {
+  sws_ = sws_getCachedContext(sws_, width, height, static_cast<AVPixelFormat>(from.format), width, height,
+                              static_cast<AVPixelFormat>(to.format),
+                              SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP,
+                              nullptr, nullptr, nullptr);
+  swsOwner_.release();
+  swsOwner_.reset(sws_);
+  if (sws_ == nullptr) return Status::unsupportedFormat;
+  const int* coefficients = sws_getCoefficients(swsColourspace(matrix));
+  // RGB sides are always full range; Y'CbCr sides say what they are.
+  const int fromRange = isRgbFormat(from.format) ? 1 : from.fullRange;
+  const int toRange = isRgbFormat(to.format) ? 1 : to.fullRange;
+  sws_setColorspaceDetails(sws_, coefficients, fromRange, coefficients, toRange, 0, 1 << 16, 1 << 16);
+  const int rows = sws_scale(sws_, from.data, from.linesize, 0, height, to.data, to.linesize);
+  return rows == height ? Status::ok : Status::failed;
+}
+
+Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination) {
+  const std::size_t needed = minimumBytesPerRow(destination.pixelFormat, destination.width);
+  if (needed == 0 || destination.bytesPerRow < static_cast<std::ptrdiff_t>(needed) || destination.data == nullptr)
+    return Status::unsupportedFormat;
+  if (destination.width != frame.width || destination.height != frame.height) return Status::unsupportedFormat;
+  const int width = frame.width;
+  const int height = frame.height;
+  matrix = resolveColourMatrix(matrix, height);
+
+  Planes source{frame.format, {}, {}, isFullRange(frame)};
+  for (int i = 0; i < 4; ++i) {
+    source.data[i] = frame.data[i];
+    source.linesize[i] = frame.linesize[i];
+  }
+
+  if (destination.pixelFormat == kPixelFormatR408 || destination.pixelFormat == kPixelFormatR4fl) {
+    if (isDirectPlanarYuv(frame)) {
+      packPlanarYuv(frame, destination);
+      return Status::ok;
+    }
+    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUVA444P16LE, width, height);
+    if (scratch == nullptr) return Status::outOfMemory;
+    Planes to{scratch->format, {}, {}, false};
+    for (int i = 0; i < 4; ++i) {
+      to.data[i] = scratch->data[i];
+      to.linesize[i] = scratch->linesize[i];
+    }
+    if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
+    if (!(av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format))->flags & AV_PIX_FMT_FLAG_ALPHA)) {
+      for (int y = 0; y < height; ++y) {
+        auto* row = reinterpret_cast<std::uint16_t*>(scratch->data[3] + y * scratch->linesize[3]);
+        std::fill(row, row + width, std::uint16_t{0xFFFF});
+      }
+    }
+    packPlanarYuv(*scratch, destination);
+    return Status::ok;
+  }
+
+  const AVPixelFormat packed = swscaleFormatOf(destination.pixelFormat);
+  if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
+  Planes to{packed, {destination.data}, {static_cast<int>(destination.bytesPerRow)}, false};
+  if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
+  if (destination.pixelFormat == kPixelFormatB64a) {
+    for (int y = 0; y < height; ++y)
+      rotateRgbaToArgb64({destination.data + y * destination.bytesPerRow, static_cast<std::size_t>(width) * 8});
+  }
+  return Status::ok;
+}
+
+Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix matrix, AVFrame& frame) {
+  const std::size_t needed = minimumBytesPerRow(source.pixelFormat, source.width);
+  if (needed == 0 || source.bytesPerRow < static_cast<std::ptrdiff_t>(needed) || source.data == nullptr)
+    return Status::unsupportedFormat;
+  if (source.width != frame.width || source.height != frame.height) return Status::unsupportedFormat;
+  const int width = frame.width;
+  const int height = frame.height;
+  matrix = resolveColourMatrix(matrix, height);
+
+  Planes to{frame.format, {}, {}, isFullRange(frame)};
+  for (int i = 0; i < 4; ++i) {
+    to.data[i] = frame.data[i];
+    to.linesize[i] = frame.linesize[i];
+  }
+
+  if (source.pixelFormat == kPixelFormatR408 || source.pixelFormat == kPixelFormatR4fl) {
+    if (isDirectPlanarYuv(frame)) {
+      unpackToPlanarYuv(source, frame);
+      return Status::ok;
+    }
+    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUVA444P16LE, width, height);
+    if (scratch == nullptr) return Status::outOfMemory;
+    unpackToPlanarYuv(source, *scratch);
+    Planes from{scratch->format, {}, {}, false};
+    for (int i = 0; i < 4; ++i) {
+      from.data[i] = scratch->data[i];
+      from.linesize[i] = scratch->linesize[i];
+    }
+    return scale(from, to, width, height, matrix);
+  }
+
+  const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
+  if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
+  Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false};
+  if (source.pixelFormat == kPixelFormatB64a) {
+    // libswscale has no 16-bit ARGB: rotate a copy to R, G, B, A first.
+    const std::size_t rowBytes = static_cast<std::size_t>(width) * 8;
+    rowBuffer_.resize(rowBytes * height);
+    for (int y = 0; y < height; ++y) {
+      std::memcpy(rowBuffer_.data() + y * rowBytes, source.data + y * source.bytesPerRow, rowBytes);
+      rotateArgbToRgba64({rowBuffer_.data() + y * rowBytes, rowBytes});
+    }
+    from.data[0] = rowBuffer_.data();
+    from.linesize[0] = static_cast<int>(rowBytes);
+  }
+  return scale(from, to, width, height, matrix);
+}
+
+std::size_t minimumBytesPerRow(FourCC format, int width) {
+  if (width <= 0) return 0;
+  const auto w = static_cast<std::size_t>(width);
+  switch (format) {
+    case kPixelFormatArgb32: return w * 4;
+    case kPixelFormatR408: return w * 4;
+    case kPixelFormatR4fl: return w * 16;
+    case kPixelFormatB64a: return w * 8;
+    case kPixelFormatB48r: return w * 6;
+    case kPixelFormat2vuy:
+    case kPixelFormatYuvs: return ((w + 1) / 2) * 4;
+    case kPixelFormatV210: return ((w + 47) / 48) * 128;
+    default: return 0;
+  }
+}
+
+bool isExchangeFormat(FourCC format) {
+  return format != kPixelFormatV210 && minimumBytesPerRow(format, 2) != 0;
+}
+
+ColourMatrix colourMatrixFromNclc(int matrixIndex) {
+  switch (matrixIndex) {
+    case 1: return ColourMatrix::bt709;
+    case 6: return ColourMatrix::bt601;
+    case 9: return ColourMatrix::bt2020;
+    default: return ColourMatrix::unspecified;
+  }
+}
+
+ColourMatrix resolveColourMatrix(ColourMatrix matrix, int height) {
+  if (matrix != ColourMatrix::unspecified) return matrix;
+  return height > 576 ? ColourMatrix::bt709 : ColourMatrix::bt601;
+}
+
+}  // namespace vqt::codecs

@@ -1,0 +1,41 @@
+// Converts between a codec's native frames and the pixel formats the sessions
+// exchange: libswscale for RGB and packed 4:2:2, our own packers for 'r408'
+// and 'r4fl', with the stream's colour matrix for every Y'CbCr/RGB step.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "FfmpegHandles.h"
+#include "vqt/codecs/Image.h"
+#include "vqt/codecs/Status.h"
+
+namespace vqt::codecs {
+
+class PixelConverter {
+ public:
+  // Native frame to `destination` (its pixelFormat says which layout).
+  Status toExchange(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination);
+  // `source` into `frame`, whose format and size are already set and allocated.
+  Status fromExchange(const ConstImageView& source, ColourMatrix matrix, AVFrame& frame);
+
+ private:
+  struct Planes {
+    int format;
+    std::uint8_t* data[4];
+    int linesize[4];
+    bool fullRange;
+  };
+  Status scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix);
+  AVFrame* scratchFrame(int format, int width, int height);
+
+  SwsContext* sws_ = nullptr;  // owned through swsOwner_
+  SwsPtr swsOwner_;
+  FramePtr scratch_;
+  std::vector<std::uint8_t> rowBuffer_;
+};
+
+// True for formats FFmpeg stores full range (JPEG) or frames flagged so.
+bool isFullRange(const AVFrame& frame);
+
+}  // namespace vqt::codecs

@@ -1,0 +1,30 @@
+// Our own conversions between planar Y'CbCr frames and the packed 'r408' and
+// 'r4fl' layouts (bytes or floats A, Y', Cb, Cr), which libswscale lacks, and
+// the 16-bit ARGB channel rotation for 'b64a'.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+#include "vqt/codecs/Image.h"
+
+namespace vqt::codecs {
+
+// True when `frame` is planar, video-range Y'CbCr in host-order samples of 8 to 16 bits,
+// which the packers below read and write directly.
+bool isDirectPlanarYuv(const AVFrame& frame);
+
+// Planar Y'CbCr frame to 'r408' / 'r4fl' rows (chroma repeated over its pixels).
+void packPlanarYuv(const AVFrame& frame, const ImageView& destination);
+// 'r408' / 'r4fl' image to a planar Y'CbCr frame (chroma averaged over its pixels).
+void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame);
+
+// 16-bit big-endian R, G, B, A pixels rotated in place to A, R, G, B, and back.
+void rotateRgbaToArgb64(std::span<std::uint8_t> row);
+void rotateArgbToRgba64(std::span<std::uint8_t> row);
+
+}  // namespace vqt::codecs

@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "vqt/codecs/CodecTable.h"
+
+namespace vqt::codecs {
+namespace {
+
+TEST(CodecTable, OffersTheRequiredCodecsForReadingAndWriting) {
+  const FourCC readable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'hvc1', 'hev1', 'mp4v',
+                             'jpeg', 'mjpa', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn', 'dvc ', 'dvcp'};
+  const FourCC writable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'mp4v', 'jpeg',
+                             'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'};
+  for (FourCC type : readable) {
+    const CodecEntry* entry = findCodec(type);
+    ASSERT_NE(entry, nullptr) << type;
+    EXPECT_TRUE(canRead(*entry)) << entry->name;
+  }
+  for (FourCC type : writable) EXPECT_TRUE(canWrite(*findCodec(type))) << findCodec(type)->name;
+  EXPECT_FALSE(canWrite(*findCodec('hvc1')));
+  EXPECT_EQ(findCodec('none'), nullptr);
+}
+
+TEST(CodecTable, EntriesAreUniqueNamedAndExchangeOnlyKnownFormats) {
+  const std::set<FourCC> choosable = {kPixelFormatR4fl, kPixelFormatR408, kPixelFormat2vuy, kPixelFormatB64a,
+                                      kPixelFormatArgb32};
+  std::set<FourCC> types;
+  for (const CodecEntry& entry : codecTable()) {
+    EXPECT_TRUE(types.insert(entry.type).second) << entry.name;
+    EXPECT_FALSE(entry.name.empty());
+    EXPECT_GT(entry.information.size(), entry.name.size());
+    EXPECT_LE(entry.name.size(), 31u) << "type names are Str31";
+    ASSERT_FALSE(exchangeFormats(entry).empty()) << entry.name;
+    for (FourCC format : exchangeFormats(entry)) EXPECT_TRUE(choosable.count(format)) << entry.name;
+  }
+}
+
+TEST(CodecTable, DeepCodecsOfferFloatYCbCrAndEightBitOnesTwoVuy) {
+  for (FourCC type : {'apch', 'ap4h', 'v210'}) EXPECT_EQ(exchangeFormats(*findCodec(type)).front(), kPixelFormatR4fl);
+  for (FourCC type : {'avc1', 'mp4v', 'dvc '}) EXPECT_EQ(exchangeFormats(*findCodec(type)).front(), kPixelFormat2vuy);
+  EXPECT_EQ(exchangeFormats(*findCodec('png ')).front(), kPixelFormatB64a);
+  EXPECT_EQ(exchangeFormats(*findCodec('rle ')).front(), kPixelFormatArgb32);
+}
+
+TEST(CodecTable, QualityLevelsPickTheNearestLevelAtOrBelow) {
+  EXPECT_EQ(qualityLevelIndex(0x000), 0);
+  EXPECT_EQ(qualityLevelIndex(0x100), 1);
+  EXPECT_EQ(qualityLevelIndex(0x2A0), 2);
+  EXPECT_EQ(qualityLevelIndex(0x300), 3);
+  EXPECT_EQ(qualityLevelIndex(0x3FF), 4);
+  EXPECT_EQ(qualityLevelIndex(0x400), 5);
+  EXPECT_EQ(qualityLevelIndex(0xFFFF), 5);
+  // Finer levels never mean coarser settings.
+  const auto& crf = findCodec('avc1')->quality.values;
+  for (int i = 1; i < 6; ++i) EXPECT_LT(crf[i], crf[i - 1]);
+}
+
+}  // namespace
+}  // namespace vqt::codecs

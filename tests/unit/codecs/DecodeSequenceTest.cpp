@@ -1,0 +1,159 @@
+// A long-GOP H.264 stream with B-frames, read picture by picture in display
+// order the way a movie reader does (from the sync sample to the wanted one,
+// every time): the kept decoder gives the same pixels as decoding afresh, and
+// decodes each sample once.
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "CodecTestSupport.h"
+#include "vqt/codecs/DecodeSequence.h"
+
+namespace vqt::codecs {
+namespace {
+
+using test::AccessUnit;
+using test::TestImage;
+
+constexpr int kWidth = 320;
+constexpr int kHeight = 240;
+constexpr int kFrames = 110;
+
+class LongGopSequence : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    const std::string path = test::makeFixture(
+        "gop48-bframes.h264",
+        "-f lavfi -i testsrc2=size=320x240:rate=24 -frames:v 110 -pix_fmt yuv420p -c:v libx264 -g 48 "
+        "-keyint_min 48 -sc_threshold 0 -bf 3 -x264-params aud=1 -f h264");
+    units_ = test::splitAccessUnits(test::readFile(path));
+    // Reference: every sample once, in order, through one decoder.
+    std::unique_ptr<Decoder> decoder = newDecoder();
+    std::vector<Picture> pictures;
+    for (std::size_t i = 0; i < units_.size(); ++i) decoder->send(units_[i].bytes, static_cast<std::int64_t>(i), pictures);
+    decoder->releaseHeldPictures(pictures);
+    for (const Picture& picture : pictures) {
+      displayOrder_.push_back(picture.sampleId());
+      TestImage image(kPixelFormat2vuy, kWidth, kHeight);
+      decoder->convert(picture, image.view());
+      reference_[picture.sampleId()] = std::move(image.bytes);
+    }
+  }
+
+  static std::unique_ptr<Decoder> newDecoder() {
+    DecoderConfig config;
+    config.codecType = 'avc1';
+    config.width = kWidth;
+    config.height = kHeight;
+    std::unique_ptr<Decoder> decoder;
+    EXPECT_EQ(Decoder::create(config, decoder), Status::ok);
+    return decoder;
+  }
+
+  // Hands over the samples from the sync sample before `target` up to it, shows only `target`.
+  static std::vector<std::uint8_t> request(DecodeSequence& sequence, std::int64_t target) {
+    std::int64_t sync = target;
+    while (sync > 0 && !units_[sync].sync) --sync;
+    for (std::int64_t s = sync; s <= target; ++s) EXPECT_EQ(sequence.add(s, units_[s].bytes, s == target), Status::ok);
+    std::vector<Picture> pictures;
+    EXPECT_EQ(sequence.finish(pictures), Status::ok);
+    EXPECT_EQ(pictures.size(), 1u);
+    if (pictures.size() != 1) return {};
+    EXPECT_EQ(pictures[0].sampleId(), target);
+    TestImage image(kPixelFormat2vuy, kWidth, kHeight);
+    EXPECT_EQ(sequence.decoder().convert(pictures[0], image.view()), Status::ok);
+    return image.bytes;
+  }
+
+  static std::vector<AccessUnit> units_;
+  static std::vector<std::int64_t> displayOrder_;
+  static std::map<std::int64_t, std::vector<std::uint8_t>> reference_;
+};
+
+std::vector<AccessUnit> LongGopSequence::units_;
+std::vector<std::int64_t> LongGopSequence::displayOrder_;
+std::map<std::int64_t, std::vector<std::uint8_t>> LongGopSequence::reference_;
+
+TEST_F(LongGopSequence, FixtureHasLongGopsWithReordering) {
+  ASSERT_EQ(units_.size(), static_cast<std::size_t>(kFrames));
+  ASSERT_EQ(displayOrder_.size(), units_.size());
+  int syncs = 0;
+  for (const AccessUnit& unit : units_) syncs += unit.sync;
+  EXPECT_EQ(syncs, 3);
+  int reordered = 0;
+  for (std::size_t i = 0; i < displayOrder_.size(); ++i) reordered += displayOrder_[i] != static_cast<std::int64_t>(i);
+  EXPECT_GT(reordered, kFrames / 2);
+}
+
+TEST_F(LongGopSequence, ReadingInDisplayOrderDecodesEachSampleOnceAndMatchesAFreshDecode) {
+  DecodeSequence sequence(newDecoder());
+  for (std::size_t k = 0; k < displayOrder_.size(); ++k) {
+    const std::int64_t target = displayOrder_[k];
+    ASSERT_EQ(request(sequence, target), reference_[target]) << "display position " << k;
+  }
+  EXPECT_EQ(sequence.samplesDecoded(), units_.size());
+}
+
+TEST_F(LongGopSequence, AFreshSequencePerPictureGivesTheSamePixels) {
+  for (std::size_t k = 3; k < displayOrder_.size(); k += 17) {
+    DecodeSequence fresh(newDecoder());
+    const std::int64_t target = displayOrder_[k];
+    EXPECT_EQ(request(fresh, target), reference_[target]) << "display position " << k;
+  }
+}
+
+TEST_F(LongGopSequence, JumpsBackwardAndAcrossGopsStayCorrect) {
+  DecodeSequence sequence(newDecoder());
+  const std::size_t positions[] = {60, 61, 5, 100, 99, 47, 48, 2, 2};
+  for (std::size_t k : positions) {
+    const std::int64_t target = displayOrder_[k];
+    ASSERT_EQ(request(sequence, target), reference_[target]) << "display position " << k;
+  }
+}
+
+TEST_F(LongGopSequence, ChangedSampleDataIsDecodedAgainNotTakenFromTheCache) {
+  DecodeSequence sequence(newDecoder());
+  request(sequence, displayOrder_[10]);
+  const std::uint64_t before = sequence.samplesDecoded();
+  // Same sample numbers, but the sync sample's bytes differ: everything is decoded again.
+  std::vector<std::uint8_t> damaged = units_[0].bytes;
+  damaged.back() ^= 0x5A;
+  sequence.add(0, damaged, false);
+  sequence.add(1, units_[1].bytes, true);
+  std::vector<Picture> pictures;
+  sequence.finish(pictures);
+  EXPECT_EQ(sequence.samplesDecoded(), before + 2);
+}
+
+TEST(DecodeSequenceIntra, ConsecutiveIntraSamplesAreDecodedOnceEach) {
+  EncoderConfig config;
+  config.codecType = 'apcn';
+  config.width = 128;
+  config.height = 96;
+  std::unique_ptr<Encoder> encoder;
+  ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
+  std::vector<EncodedFrame> frames;
+  for (int i = 0; i < 6; ++i)
+    ASSERT_EQ(encoder->encode(test::makeArgbPattern(128, 96, i).constView(), i, 1, frames), Status::ok);
+  ASSERT_EQ(encoder->finish(frames), Status::ok);
+  ASSERT_EQ(frames.size(), 6u);
+
+  DecoderConfig decoderConfig;
+  decoderConfig.codecType = 'apcn';
+  decoderConfig.width = 128;
+  decoderConfig.height = 96;
+  std::unique_ptr<Decoder> decoder;
+  ASSERT_EQ(Decoder::create(decoderConfig, decoder), Status::ok);
+  DecodeSequence sequence(std::move(decoder));
+  for (int i = 0; i < 6; ++i) {
+    ASSERT_EQ(sequence.add(i, frames[i].data, true), Status::ok);
+    std::vector<Picture> pictures;
+    ASSERT_EQ(sequence.finish(pictures), Status::ok);
+    ASSERT_EQ(pictures.size(), 1u);
+    EXPECT_EQ(pictures[0].sampleId(), i);
+  }
+  EXPECT_EQ(sequence.samplesDecoded(), 6u);
+}
+
+}  // namespace
+}  // namespace vqt::codecs

@@ -1,0 +1,209 @@
+// The exchanged pixel formats: their byte layouts agree with one another, and
+// Y'CbCr to RGB uses the stream's matrix and range, judged against pictures the
+// ffmpeg CLI made from the same RGB source.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "CodecTestSupport.h"
+
+namespace vqt::codecs {
+namespace {
+
+using test::TestImage;
+
+std::uint16_t bigEndian16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] << 8 | p[1]); }
+
+TestImage decodeOne(const DecoderConfig& config, const std::vector<std::uint8_t>& sample, FourCC format) {
+  std::unique_ptr<Decoder> decoder;
+  EXPECT_EQ(Decoder::create(config, decoder), Status::ok);
+  TestImage image(format, config.width, config.height);
+  if (!decoder) return image;
+  std::vector<Picture> pictures;
+  EXPECT_EQ(decoder->send(sample, 1, pictures), Status::ok);
+  EXPECT_EQ(decoder->releaseHeldPictures(pictures), Status::ok);
+  EXPECT_EQ(pictures.size(), 1u);
+  if (!pictures.empty()) {
+    EXPECT_EQ(decoder->convert(pictures[0], image.view()), Status::ok);
+  }
+  return image;
+}
+
+class ExchangeFormats : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    source_ = test::argbToYCbCr(test::makeArgbPattern(kWidth, kHeight), kPixelFormatR4fl);
+    EncoderConfig config;
+    config.codecType = 'v210';
+    config.width = kWidth;
+    config.height = kHeight;
+    std::unique_ptr<Encoder> encoder;
+    ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
+    std::vector<EncodedFrame> frames;
+    ASSERT_EQ(encoder->encode(source_.constView(), 0, 1, frames), Status::ok);
+    ASSERT_EQ(encoder->finish(frames), Status::ok);
+    ASSERT_EQ(frames.size(), 1u);
+    sample_ = frames[0].data;
+  }
+  TestImage decodeAs(FourCC format) {
+    DecoderConfig config;
+    config.codecType = 'v210';
+    config.width = kWidth;
+    config.height = kHeight;
+    return decodeOne(config, sample_, format);
+  }
+
+  static constexpr int kWidth = 96;
+  static constexpr int kHeight = 64;
+  TestImage source_;
+  std::vector<std::uint8_t> sample_;
+};
+
+TEST_F(ExchangeFormats, FloatYCbCrComesBackFromTenBitsWithinQuantisation) {
+  const TestImage r4fl = decodeAs(kPixelFormatR4fl);
+  EXPECT_GE(test::psnrR4fl(source_, r4fl), 40);
+  float first[4];
+  std::memcpy(first, r4fl.bytes.data(), 16);
+  EXPECT_EQ(first[0], 1.0f) << "opaque alpha first";
+}
+
+TEST_F(ExchangeFormats, EightBitYCbCrLayoutsMatchTheFloatOne) {
+  const TestImage r4fl = decodeAs(kPixelFormatR4fl);
+  const TestImage r408 = decodeAs(kPixelFormatR408);
+  const TestImage twoVuy = decodeAs(kPixelFormat2vuy);
+  const TestImage yuvs = decodeAs(kPixelFormatYuvs);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      float f[4];
+      std::memcpy(f, r4fl.bytes.data() + y * r4fl.bytesPerRow + 16 * x, 16);
+      const std::uint8_t* b = r408.bytes.data() + y * r408.bytesPerRow + 4 * x;
+      ASSERT_EQ(b[0], 255);
+      ASSERT_NEAR(b[1], f[1] * 255, 0.51) << "Y' minus 16 at " << x << "," << y;
+      ASSERT_NEAR(b[2], f[2] * 255, 0.51);
+      ASSERT_NEAR(b[3], f[3] * 255, 0.51);
+      const std::uint8_t* pair2vuy = twoVuy.bytes.data() + y * twoVuy.bytesPerRow + 4 * (x / 2);
+      ASSERT_NEAR(pair2vuy[1 + 2 * (x % 2)], b[1] + 16, 1) << "2vuy is Cb Y0 Cr Y1";
+      if (x % 2 == 0) {
+        ASSERT_NEAR(pair2vuy[0], b[2], 1);
+        ASSERT_NEAR(pair2vuy[2], b[3], 1);
+      }
+    }
+    for (int pair = 0; pair < kWidth / 2; ++pair) {
+      const std::uint8_t* u = twoVuy.bytes.data() + y * twoVuy.bytesPerRow + 4 * pair;
+      const std::uint8_t* s = yuvs.bytes.data() + y * yuvs.bytesPerRow + 4 * pair;
+      ASSERT_EQ(s[0], u[1]);  // yuvs is Y0 Cb Y1 Cr
+      ASSERT_EQ(s[1], u[0]);
+      ASSERT_EQ(s[2], u[3]);
+      ASSERT_EQ(s[3], u[2]);
+    }
+  }
+}
+
+TEST_F(ExchangeFormats, RgbLayoutsAgreeOnChannelOrderAndByteOrder) {
+  const TestImage argb = decodeAs(kPixelFormatArgb32);
+  const TestImage b64a = decodeAs(kPixelFormatB64a);
+  const TestImage b48r = decodeAs(kPixelFormatB48r);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const std::uint8_t* p8 = argb.bytes.data() + y * argb.bytesPerRow + 4 * x;
+      const std::uint8_t* p16 = b64a.bytes.data() + y * b64a.bytesPerRow + 8 * x;
+      const std::uint8_t* p48 = b48r.bytes.data() + y * b48r.bytesPerRow + 6 * x;
+      ASSERT_EQ(p8[0], 255);
+      ASSERT_EQ(bigEndian16(p16), 0xFFFF) << "b64a starts with alpha";
+      for (int c = 0; c < 3; ++c) {
+        ASSERT_NEAR(bigEndian16(p16 + 2 + 2 * c) / 257.0, p8[1 + c], 1.5) << "channel " << c;
+        ASSERT_NEAR(bigEndian16(p48 + 2 * c), bigEndian16(p16 + 2 + 2 * c), 1);
+      }
+    }
+  }
+  // The 32-bit picture matches the RGB the Y'CbCr came from (BT.601 at this size).
+  EXPECT_GE(test::psnrArgb(argb, test::makeArgbPattern(kWidth, kHeight)), 38);
+}
+
+TEST(DeepRgb, B64aSurvivesSixteenBitPngExactly) {
+  TestImage image(kPixelFormatB64a, 40, 30);
+  for (int y = 0; y < 30; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      std::uint8_t* p = image.bytes.data() + y * image.bytesPerRow + 8 * x;
+      const std::uint16_t words[4] = {static_cast<std::uint16_t>(0x1234 + 97 * x), static_cast<std::uint16_t>(1601 * y),
+                                      static_cast<std::uint16_t>(0xFFFF - 333 * x), static_cast<std::uint16_t>(17 * x * y)};
+      for (int c = 0; c < 4; ++c) {
+        p[2 * c] = static_cast<std::uint8_t>(words[c] >> 8);
+        p[2 * c + 1] = static_cast<std::uint8_t>(words[c]);
+      }
+    }
+  }
+  EncoderConfig config;
+  config.codecType = 'png ';
+  config.width = 40;
+  config.height = 30;
+  config.depth = 32;
+  config.sourceFormat = kPixelFormatB64a;
+  const auto decoded = test::roundTrip(config, {image}, kPixelFormatB64a);
+  ASSERT_EQ(decoded.size(), 1u);
+  EXPECT_EQ(decoded[0].bytes, image.bytes);
+}
+
+// Pictures the ffmpeg CLI encoded from one RGB source with a stated matrix and range.
+struct IndependentCase {
+  const char* label;
+  FourCC type;
+  int width;
+  int height;
+  const char* encode;  // ffmpeg output options after the filter graph
+  const char* fixture;
+  double floor;
+};
+
+std::ostream& operator<<(std::ostream& out, const IndependentCase& c) { return out << c.label; }
+
+class IndependentEncoder : public ::testing::TestWithParam<IndependentCase> {};
+
+TEST_P(IndependentEncoder, DecodesToTheSourceRgb) {
+  const IndependentCase& c = GetParam();
+  const std::string size = std::to_string(c.width) + "x" + std::to_string(c.height);
+  const std::string source = "-f lavfi -i testsrc2=size=" + size + ":rate=1,format=gbrp,gblur=sigma=4,format=rgb24 -frames:v 1 ";
+  const std::string truthPath = test::makeFixture("truth-blurred-" + size + ".png", source + "-c:v png -f image2");
+  const std::string codedPath = test::makeFixture(c.fixture, source + c.encode);
+  ASSERT_FALSE(truthPath.empty());
+  ASSERT_FALSE(codedPath.empty());
+
+  DecoderConfig png;
+  png.codecType = 'png ';
+  png.width = c.width;
+  png.height = c.height;
+  const TestImage truth = decodeOne(png, test::readFile(truthPath), kPixelFormatArgb32);
+
+  DecoderConfig coded;
+  coded.codecType = c.type;
+  coded.width = c.width;
+  coded.height = c.height;
+  const TestImage decoded = decodeOne(coded, test::readFile(codedPath), kPixelFormatArgb32);
+  const double psnr = test::psnrArgb(truth, decoded);
+  EXPECT_GE(psnr, c.floor);
+  RecordProperty("psnr", std::to_string(psnr));
+
+  // The floor is tight enough to notice the other matrix.
+  coded.matrix = c.height > 576 ? ColourMatrix::bt601 : ColourMatrix::bt709;
+  const TestImage wrongMatrix = decodeOne(coded, test::readFile(codedPath), kPixelFormatArgb32);
+  EXPECT_LT(test::psnrArgb(truth, wrongMatrix), c.floor);
+  RecordProperty("wrongMatrixPsnr", std::to_string(test::psnrArgb(truth, wrongMatrix)));
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(CliEncoded, IndependentEncoder, ::testing::Values(
+  IndependentCase{"ProResHQ709", 'apch', 1280, 720,
+    "-vf scale=out_color_matrix=bt709:out_range=tv -pix_fmt yuv422p10le -c:v prores_ks -profile:v 3 "
+    "-colorspace bt709 -f rawvideo", "hq-blurred-1280x720.prores", 47},
+  IndependentCase{"H264SD601", 'avc1', 640, 480,
+    "-vf scale=out_color_matrix=bt601:out_range=tv -pix_fmt yuv420p -c:v libx264 -crf 8 "
+    "-colorspace smpte170m -f h264", "sd-blurred-640x480.h264", 40},
+  IndependentCase{"JpegFullRange", 'jpeg', 640, 480,
+    "-vf scale=out_color_matrix=bt601:out_range=pc -pix_fmt yuvj444p -c:v mjpeg -q:v 1 -f rawvideo",
+    "full-blurred-640x480.jpg", 45}
+), [](const auto& info) { return std::string(info.param.label); });
+// clang-format on
+
+}  // namespace
+}  // namespace vqt::codecs
