@@ -1,8 +1,8 @@
 // Optimised kernels for processors with AVX2; this file alone is compiled with -mavx2.
 // The Y'CbCr kernels on interleaved rows and the contiguous float-to-short converter are
 // written by hand, 8 pixels or values a step; the rest are the compiler-vectorised loops
-// built for AVX2. Every operation below is the
-// IEEE single-precision operation of the reference expression, in the same order.
+// built for AVX2. Every operation below is the IEEE single-precision operation of the
+// reference expression, in the same order.
 #include "KernelLevels.h"
 
 #define VQT_KERNEL_LEVEL avx2
