@@ -58,11 +58,17 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
     if (!header || !mediaHeader) return Error::truncated;
     track.id = header->trackId;
     track.enabled = (header->flags & TrackHeaderAtom::kEnabled) != 0;
+    track.layer = header->layer;
+    track.volume = header->volume;
     track.movieTimeScale = movieTimeScale;
 
     Media& media = track.media;
     const auto* handler = childAs<HandlerAtom>(mdia, 'hdlr');
     media.handlerType = handler ? handler->componentSubtype : 0;
+    if (handler) {
+        media.handlerManufacturer = handler->manufacturer;
+        media.handlerName = handler->name;
+    }
     media.timeScale = mediaHeader->timeScale;
     media.duration = mediaHeader->duration;
     media.language = mediaHeader->language;

@@ -33,6 +33,8 @@ struct MetadataItem {
 class Media {
 public:
     FourCC handlerType = 0;
+    FourCC handlerManufacturer = 0;
+    std::vector<std::uint8_t> handlerName; // as stored: Pascal or C string
     std::uint32_t timeScale = 0;
     std::uint64_t duration = 0;
     std::uint16_t language = 0;
@@ -52,6 +54,7 @@ class Track {
 public:
     std::uint32_t id = 0;
     bool enabled = true;
+    std::int16_t layer = 0, volume = 0;
     std::uint32_t movieTimeScale = 600;
     std::uint64_t duration = 0; // movie time scale: the end of the last edit
     std::vector<Edit> edits;

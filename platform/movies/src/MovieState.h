@@ -1,0 +1,97 @@
+// Private state behind the Movie Toolbox references: the records that Movie,
+// Track, Media, UserData and media handler pointers stand for, the registry
+// of live records (so a stale or foreign pointer gets an error, not a crash),
+// and the error state shared by all calls.
+#pragma once
+
+#include <QuickTime/Movies.h>
+
+#include "vqt/container/Movie.h"
+
+#include <memory>
+#include <vector>
+
+namespace vqt::movies {
+
+namespace engine = vqt::container;
+
+struct MovieObject;
+struct TrackObject;
+struct MediaObject;
+
+struct UserDataObject {
+    std::vector<engine::UserDataItem> items;
+    bool ownedByCaller = true; // false for the lists of movies, tracks and media
+};
+
+struct MediaHandlerObject {
+    MediaObject* media = nullptr;
+};
+
+struct MediaObject {
+    TrackObject* track = nullptr;
+    const engine::Media* model = nullptr;
+    UserDataObject userData;
+    MediaHandlerObject handler;
+};
+
+struct TrackObject {
+    MovieObject* movie = nullptr;
+    const engine::Track* model = nullptr;
+    MediaObject media;
+    UserDataObject userData;
+};
+
+// A movie's metadata store, shared by reference count between the movie and
+// the references QTCopyMovieMetaData hands out. Item ids never repeat.
+struct MetaDataObject {
+    struct Entry {
+        QTMetaDataItem id;
+        engine::MetadataItem item;
+    };
+    int references = 1;
+    QTMetaDataItem nextId = 1;
+    std::vector<Entry> entries;
+};
+
+MetaDataObject* newMetaData(const std::vector<engine::MetadataItem>& items);
+void releaseMetaData(MetaDataObject* metadata);
+
+struct MovieObject {
+    std::unique_ptr<engine::Movie> model;
+    MetaDataObject* metadata = nullptr;
+    std::vector<std::unique_ptr<TrackObject>> tracks;
+    UserDataObject userData;
+    TimeValue currentTime = 0;
+};
+
+// Result of the latest call, and the first failure since the sticky error was cleared.
+OSErr setMoviesError(OSErr error);
+OSErr toMoviesError(engine::Error error);
+
+void registerLive(const void* object);
+void unregisterLive(const void* object);
+bool isLive(const void* object);
+
+// Resolve a reference to its record; null (and the call's error set) when the
+// reference is null, disposed of or not one of ours.
+MovieObject* movieFrom(Movie movie);
+TrackObject* trackFrom(Track track);
+MediaObject* mediaFrom(Media media);
+UserDataObject* userDataFrom(UserData userData);
+MediaHandlerObject* handlerFrom(MediaHandler handler);
+
+inline Movie toRef(MovieObject* o) { return reinterpret_cast<Movie>(o); }
+inline Track toRef(TrackObject* o) { return reinterpret_cast<Track>(o); }
+inline Media toRef(MediaObject* o) { return reinterpret_cast<Media>(o); }
+inline UserData toRef(UserDataObject* o) { return reinterpret_cast<UserData>(o); }
+inline MediaHandler toRef(MediaHandlerObject* o) { return reinterpret_cast<MediaHandler>(o); }
+
+// 64-bit times into 32-bit TimeValues: saturate rather than wrap.
+TimeValue clampTime(std::int64_t value);
+
+// The sample description of `entry` as a Movie Toolbox description in
+// `handle` (image, sound or generic by media type).
+OSErr fillSampleDescription(const engine::Media& media, std::uint32_t index, SampleDescriptionHandle handle);
+
+} // namespace vqt::movies
