@@ -36,7 +36,9 @@ void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride
 void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
                       int count);
 
-// Decoder side: codec layout to host floats.
+// Decoder side: codec layout to host floats. The 4:2:2 decoders (yuvs, 2vuy) read no byte at
+// or past `byteCount`: a row of odd width (2 * width bytes) ends in half a group, whose one
+// pixel is made with Cr taken as 128.
 void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
                       int byteCount);
 void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
@@ -51,7 +53,8 @@ void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, 
 void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
 
 // The plain one-value-at-a-time definitions of the same kernels. The functions above may
-// run vectorised code chosen for the processor; they must give these results bit for bit.
+// run vectorised code chosen for the processor; they give these results bit for bit, except
+// that a NaN result may carry another NaN's sign or payload.
 namespace reference {
 void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
                       float* out, int count);

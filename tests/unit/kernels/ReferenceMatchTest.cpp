@@ -17,7 +17,7 @@ using namespace Vantor::QuickTime;
 
 namespace {
 
-const int kCounts[] = {0, -5, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 63, 64, 65, 130, 1921};
+const int kCounts[] = {0, -5, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 63, 64, 65, 130, 1921, 7683};
 
 float edgeOrRandom(std::mt19937& rng) {
     static const float kEdges[] = {
