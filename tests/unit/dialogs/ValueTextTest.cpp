@@ -1,0 +1,72 @@
+// The value tables and texts behind the controls: quality words, frame-rate text and parsing,
+// sound labels, four-character codes.
+#include "FrameRateText.h"
+#include "QualityLevels.h"
+#include "SoundChoices.h"
+#include "vqt/dialogs/ImageSettingsModel.h"
+
+#include <gtest/gtest.h>
+
+namespace vqt::dialogs {
+namespace {
+
+TEST(DialogQualityWords, NamedLevelsAndValuesBetweenThem) {
+  EXPECT_EQ(nearestQualityLevel(0x000).word, "Minimum Quality");
+  EXPECT_EQ(nearestQualityLevel(0x100).word, "Low Quality");
+  EXPECT_EQ(nearestQualityLevel(0x200).word, "Normal Quality");
+  EXPECT_EQ(nearestQualityLevel(0x300).word, "High Quality");
+  EXPECT_EQ(nearestQualityLevel(0x3FF).word, "Maximum Quality");
+  EXPECT_EQ(nearestQualityLevel(0x400).word, "Lossless");
+  EXPECT_EQ(nearestQualityLevel(0x2A0).word, "High Quality");
+  EXPECT_EQ(nearestQualityLevel(0x27F).word, "Normal Quality");
+  EXPECT_EQ(nearestQualityLevel(0x180).word, "Low Quality") << "a tie goes to the lower level";
+  EXPECT_EQ(nearestQualityLevel(0x3FE).word, "Maximum Quality");
+  EXPECT_EQ(nearestQualityLevel(0xFFFFFFFF).word, "Lossless");
+}
+
+TEST(DialogFrameRateText, ShowsSixSignificantDigitsAndCurrentForZero) {
+  EXPECT_EQ(frameRateText(29.97f), "29.97");
+  EXPECT_EQ(frameRateText(23.976f), "23.976");
+  EXPECT_EQ(frameRateText(24.0f), "24");
+  EXPECT_EQ(frameRateText(0.0f), "Current");
+}
+
+TEST(DialogFrameRateText, EveryPresetReadsBackAsItself) {
+  for (float preset : frameRatePresets()) {
+    const auto parsed = parseFrameRate(frameRateText(preset));
+    ASSERT_TRUE(parsed) << preset;
+    EXPECT_EQ(*parsed, preset);
+  }
+}
+
+TEST(DialogFrameRateText, ParsesTypedRates) {
+  EXPECT_EQ(parseFrameRate("29.97"), 29.97f);
+  EXPECT_EQ(parseFrameRate(" 12.5 "), 12.5f);
+  EXPECT_EQ(parseFrameRate("1000"), 1000.0f);
+  EXPECT_EQ(parseFrameRate(".5"), 0.5f);
+  EXPECT_EQ(parseFrameRate("current"), 0.0f);
+  EXPECT_EQ(parseFrameRate("0"), 0.0f);
+}
+
+TEST(DialogFrameRateText, RejectsGarbage) {
+  for (const char* bad : {"", "  ", "abc", "29,97", "29.97fps", "-5", "+5", "1e2", "inf", "nan", ".", "1.2.3", "1000.5", "24 25"})
+    EXPECT_FALSE(parseFrameRate(bad)) << bad;
+}
+
+TEST(DialogSoundLabels, RatesAndChannels) {
+  EXPECT_EQ(sampleRateText(44100), "44.1 kHz");
+  EXPECT_EQ(sampleRateText(48000), "48 kHz");
+  EXPECT_EQ(sampleRateText(11025), "11.025 kHz");
+  EXPECT_EQ(channelsText(1), "Mono");
+  EXPECT_EQ(channelsText(2), "Stereo");
+  EXPECT_EQ(channelsText(6), "6 channels");
+}
+
+TEST(DialogFourCCText, PrintableCharactersOnly) {
+  EXPECT_EQ(fourCCText('apcn'), "apcn");
+  EXPECT_EQ(fourCCText('png '), "png ");
+  EXPECT_EQ(fourCCText(0x00416263), "?Abc");
+}
+
+}  // namespace
+}  // namespace vqt::dialogs
