@@ -8,34 +8,43 @@
 
 namespace Vantor::QuickTime {
 
-bool kernelLevelSupported(KernelLevel level) {
-    switch (level) {
-    case KernelLevel::kBaseline:
-        return true;
+namespace {
+
+// Every level, in the order of KernelLevel: its name, whether the processor can run it, and
+// its table (null where this build has none).
+struct LevelEntry {
+    const char* name;
+    bool (*supported)();
+    const KernelTable& (*table)();
+};
+
 #if VQT_HAVE_AVX2_KERNELS
-    case KernelLevel::kAvx2:
-        return __builtin_cpu_supports("avx2");
-    case KernelLevel::kAvx512:
-        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512bw") &&
-               __builtin_cpu_supports("avx512vl");
+const LevelEntry kLevels[] = {
+    {"baseline", [] { return true; }, baseline::kernelTable},
+    {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, avx2::kernelTable},
+    {"avx512",
+     [] {
+         return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512bw") &&
+                __builtin_cpu_supports("avx512vl");
+     },
+     avx512::kernelTable},
+};
 #else
-    case KernelLevel::kAvx2:
-    case KernelLevel::kAvx512:
-        return false;
+const LevelEntry kLevels[] = {
+    {"baseline", [] { return true; }, baseline::kernelTable},
+    {"avx2", [] { return false; }, nullptr},
+    {"avx512", [] { return false; }, nullptr},
+};
 #endif
-    }
-    return false;
-}
+
+const LevelEntry& entry(KernelLevel level) { return kLevels[static_cast<int>(level)]; }
+
+} // namespace
+
+bool kernelLevelSupported(KernelLevel level) { return entry(level).table && entry(level).supported(); }
 
 const KernelTable& kernelTable(KernelLevel level) {
-#if VQT_HAVE_AVX2_KERNELS
-    if (level == KernelLevel::kAvx512)
-        return avx512::kernelTable();
-    if (level == KernelLevel::kAvx2)
-        return avx2::kernelTable();
-#endif
-    (void)level;
-    return baseline::kernelTable();
+    return entry(level).table ? entry(level).table() : baseline::kernelTable();
 }
 
 KernelLevel activeKernelLevel() {
@@ -48,10 +57,7 @@ KernelLevel activeKernelLevel() {
     return level;
 }
 
-const char* kernelLevelName(KernelLevel level) {
-    static const char* const names[] = {"baseline", "avx2", "avx512"};
-    return names[static_cast<int>(level)];
-}
+const char* kernelLevelName(KernelLevel level) { return entry(level).name; }
 
 namespace {
 
