@@ -24,8 +24,7 @@ struct Shape {
 };
 constexpr Shape kShapes[] = {{"row", 1}, {"frame", kFrameHeight}};
 
-template <typename T>
-std::vector<T> randomData(size_t n) {
+template <typename T> std::vector<T> randomData(size_t n) {
     std::mt19937 rng(7);
     std::vector<T> v(n);
     for (T& x : v) {
@@ -40,8 +39,7 @@ std::vector<T> randomData(size_t n) {
 // Buffers for `rows` rows: host floats (4 a pixel), codec bytes and floats (up to 16 a pixel).
 struct Frame {
     explicit Frame(int rows)
-        : rows(rows),
-          host(randomData<float>(size_t(4) * kWidth * rows)),
+        : rows(rows), host(randomData<float>(size_t(4) * kWidth * rows)),
           codecBytes(randomData<uint8_t>(size_t(4) * kWidth * rows)),
           codecFloats(randomData<float>(size_t(4) * kWidth * rows)),
           shorts(size_t(4) * kWidth * rows) {}
@@ -110,7 +108,8 @@ const Kernel kKernels[] = {
     // 16-bit values from contiguous floats, four a pixel.
     {"convertFloatToShort", 8,
      [](Frame& f, int y) {
-         convertFloatToShort(f.shorts.data() + size_t(4) * kWidth * y, f.hostRow(y), 4 * kWidth, 16, 1);
+         convertFloatToShort(f.shorts.data() + size_t(4) * kWidth * y, f.hostRow(y), 4 * kWidth, 16,
+                             1);
      }},
 };
 
@@ -141,12 +140,12 @@ void runMemcpy(benchmark::State& state, int bytesPerPixel, Shape shape) {
 void registerAll() {
     for (Shape shape : kShapes) {
         for (const Kernel& kernel : kKernels)
-            benchmark::RegisterBenchmark((std::string(kernel.name) + "/" + shape.name).c_str(), runKernel,
-                                         std::cref(kernel), shape);
+            benchmark::RegisterBenchmark((std::string(kernel.name) + "/" + shape.name).c_str(),
+                                         runKernel, std::cref(kernel), shape);
         for (int bytesPerPixel : {2, 4, 8, 16})
             benchmark::RegisterBenchmark(
-                ("memcpy/" + std::to_string(bytesPerPixel) + "Bpx/" + shape.name).c_str(), runMemcpy,
-                bytesPerPixel, shape);
+                ("memcpy/" + std::to_string(bytesPerPixel) + "Bpx/" + shape.name).c_str(),
+                runMemcpy, bytesPerPixel, shape);
     }
 }
 

@@ -46,16 +46,21 @@ void convertRgbToR408Avx2(const float* r, const float* g, const float* b, int st
     const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     for (int k = 0; k < blocks; ++k) {
         const Channels px = loadPixels(layout.base + 32 * k);
-        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
-        const __m256i y = _mm256_cvttps_epi32(clampRange(scaledLuma(red, green, blue), 0.0f, 218.0f));
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1,
+                     blue = layout.bgr ? px.c0 : px.c2;
+        const __m256i y =
+            _mm256_cvttps_epi32(clampRange(scaledLuma(red, green, blue), 0.0f, 218.0f));
         const __m256i cb = chromaBytes(cbSum(red, green, blue));
         const __m256i cr = chromaBytes(crSum(red, green, blue));
         __m256i words = _mm256_or_si256(_mm256_set1_epi32(255), _mm256_slli_epi32(y, 8));
-        words = _mm256_or_si256(words, _mm256_or_si256(_mm256_slli_epi32(cb, 16), _mm256_slli_epi32(cr, 24)));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32 * k), _mm256_permutevar8x32_epi32(words, order));
+        words = _mm256_or_si256(
+            words, _mm256_or_si256(_mm256_slli_epi32(cb, 16), _mm256_slli_epi32(cr, 24)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32 * k),
+                            _mm256_permutevar8x32_epi32(words, order));
     }
     const int done = 8 * blocks, skip = kPixelStride * done;
-    kAutoVectorisedKernels.rgbToR408(r + skip, g + skip, b + skip, stride, out + 4 * done, count - done);
+    kAutoVectorisedKernels.rgbToR408(r + skip, g + skip, b + skip, stride, out + 4 * done,
+                                     count - done);
 }
 
 void convertRgbTo2vuyAvx2(const float* r, const float* g, const float* b, int stride, uint8_t* out,
@@ -67,22 +72,27 @@ void convertRgbTo2vuyAvx2(const float* r, const float* g, const float* b, int st
     for (int k = 0; k < blocks; ++k) {
         // The low half holds the first pixel of each of four pairs, the high half the second.
         const Channels px = loadPixels(layout.base + 32 * k);
-        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
-        const __m256 swapped[3] = {_mm256_permute2f128_ps(red, red, 1), _mm256_permute2f128_ps(green, green, 1),
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1,
+                     blue = layout.bgr ? px.c0 : px.c2;
+        const __m256 swapped[3] = {_mm256_permute2f128_ps(red, red, 1),
+                                   _mm256_permute2f128_ps(green, green, 1),
                                    _mm256_permute2f128_ps(blue, blue, 1)};
         const __m256 rMean = mul(splat(0.5f), add(red, swapped[0]));
         const __m256 gMean = mul(splat(0.5f), add(green, swapped[1]));
         const __m256 bMean = mul(splat(0.5f), add(blue, swapped[2]));
-        const __m256i y = _mm256_cvttps_epi32(add(clampRange(scaledLuma(red, green, blue), 0.0f, 219.0f), splat(16.0f)));
+        const __m256i y = _mm256_cvttps_epi32(
+            add(clampRange(scaledLuma(red, green, blue), 0.0f, 219.0f), splat(16.0f)));
         const __m128i cb = _mm256_castsi256_si128(chromaBytes(cbSum(rMean, gMean, bMean)));
         const __m128i cr = _mm256_castsi256_si128(chromaBytes(crSum(rMean, gMean, bMean)));
         const __m128i y0 = _mm256_castsi256_si128(y), y1 = _mm256_extracti128_si256(y, 1);
-        const __m128i words = _mm_or_si128(_mm_or_si128(cb, _mm_slli_epi32(y0, 8)),
-                                           _mm_or_si128(_mm_slli_epi32(cr, 16), _mm_slli_epi32(y1, 24)));
+        const __m128i words =
+            _mm_or_si128(_mm_or_si128(cb, _mm_slli_epi32(y0, 8)),
+                         _mm_or_si128(_mm_slli_epi32(cr, 16), _mm_slli_epi32(y1, 24)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * k), words);
     }
     const int done = 8 * blocks, skip = kPixelStride * done;
-    kAutoVectorisedKernels.rgbTo2vuy(r + skip, g + skip, b + skip, stride, out + 2 * done, count - done);
+    kAutoVectorisedKernels.rgbTo2vuy(r + skip, g + skip, b + skip, stride, out + 2 * done,
+                                     count - done);
 }
 
 // Byte `index` (0 = lowest) of every 32-bit lane, as floats.
@@ -104,7 +114,8 @@ inline void storeGroups(float* px, __m128 y0, __m128 y1, __m128 cb128, __m128 cr
 }
 
 inline __m128 lumaFromBytes(__m128 v, float scale) {
-    return _mm_mul_ps(_mm_max_ps(_mm_sub_ps(v, _mm_set1_ps(16.0f)), _mm_setzero_ps()), _mm_set1_ps(scale));
+    return _mm_mul_ps(_mm_max_ps(_mm_sub_ps(v, _mm_set1_ps(16.0f)), _mm_setzero_ps()),
+                      _mm_set1_ps(scale));
 }
 
 void convert2vuyToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
@@ -122,7 +133,8 @@ void convert2vuyToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         storeGroups(r + 32 * k, y0, y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB);
     }
     const int done = 16 * blocks, skip = kPixelStride * (done / 2);
-    kAutoVectorisedKernels.twoVuyToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride, byteCount - done, set);
+    kAutoVectorisedKernels.twoVuyToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride,
+                                       byteCount - done, set);
 }
 
 void convertYuvsToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
@@ -140,7 +152,8 @@ void convertYuvsToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         storeGroups(r + 32 * k, y0, y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB);
     }
     const int done = 16 * blocks, skip = kPixelStride * (done / 2);
-    kAutoVectorisedKernels.yuvsToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride, byteCount - done);
+    kAutoVectorisedKernels.yuvsToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride,
+                                     byteCount - done);
 }
 
 // Byte `index` of every 32-bit lane of eight pixels, as floats.
@@ -160,21 +173,23 @@ void convertR408ToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         const __m256i loaded = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 32 * k));
         const __m256i words = _mm256_permutevar8x32_epi32(loaded, order);
         const __m256 alpha = _mm256_div_ps(pixelByte(words, 0), splat(255.0f));
-        const __m256 y = _mm256_max_ps(mul(pixelByte(words, 1), splat(k1Over219)), _mm256_setzero_ps());
+        const __m256 y =
+            _mm256_max_ps(mul(pixelByte(words, 1), splat(k1Over219)), _mm256_setzero_ps());
         const __m256 cb = sub(pixelByte(words, 2), splat(128.0f));
         const __m256 cr = sub(pixelByte(words, 3), splat(128.0f));
         const __m256 red = clamp01(add(y, mul(splat(0.00625893f), cr)));
-        const __m256 green = clamp01(sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr)));
+        const __m256 green =
+            clamp01(sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr)));
         const __m256 blue = clamp01(add(y, mul(splat(0.00791071f), cb)));
         storePixels(r + 32 * k, red, green, blue, alpha);
     }
     const int done = 8 * blocks, skip = kPixelStride * done;
-    kAutoVectorisedKernels.r408ToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride, count - done);
+    kAutoVectorisedKernels.r408ToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride,
+                                     count - done);
 }
 
-
-void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const float* b, int stride,
-                          float* out, int count) {
+void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const float* b,
+                          int stride, float* out, int count) {
     const EncoderLayout layout = encoderLayout(r, g, b, stride);
     if (!layout.base || (a && a != layout.base + 3))
         return kAutoVectorisedKernels.rgbToR4fl(a, r, g, b, stride, out, count);
@@ -182,11 +197,14 @@ void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const 
     const __m256 k255 = splat(k1Over255);
     for (int k = 0; k < blocks; ++k) {
         const Channels px = loadPixels(layout.base + 32 * k);
-        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
+        const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1,
+                     blue = layout.bgr ? px.c0 : px.c2;
         const __m256 alpha = a ? px.c3 : splat(1.0f);
         const __m256 y = mul(mul(lumaSum(red, green, blue), splat(kLumaExcursion)), k255);
-        const __m256 cb = mul(add(mul(cbSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
-        const __m256 cr = mul(add(mul(crSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
+        const __m256 cb =
+            mul(add(mul(cbSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
+        const __m256 cr =
+            mul(add(mul(crSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
         storePixels(out + 32 * k, alpha, y, cb, cr);
     }
     const int done = 8 * blocks, skip = kPixelStride * done;
@@ -201,7 +219,7 @@ void convertR4flToRgbAvx2(const float* in, float* a, float* r, float* g, float* 
     const int blocks = count > 0 ? count / 8 : 0;
     const __m256 k255 = splat(255.0f), k128 = splat(128.0f);
     for (int k = 0; k < blocks; ++k) {
-        const Channels px = loadPixels(in + 32 * k);  // A, Y', Cb, Cr
+        const Channels px = loadPixels(in + 32 * k); // A, Y', Cb, Cr
         const __m256 y = mul(mul(px.c1, k255), splat(k1Over219));
         const __m256 cb = sub(mul(px.c2, k255), k128);
         const __m256 cr = sub(mul(px.c3, k255), k128);
@@ -211,7 +229,8 @@ void convertR4flToRgbAvx2(const float* in, float* a, float* r, float* g, float* 
         storePixels(r + 32 * k, red, green, blue, px.c0);
     }
     const int done = 8 * blocks, skip = kPixelStride * done;
-    kAutoVectorisedKernels.r4flToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride, count - done);
+    kAutoVectorisedKernels.r4flToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride,
+                                     count - done);
 }
 
 void convertFloatToShortAvx2(uint16_t* out, const float* in, int count, int bits, int outStride) {
@@ -223,8 +242,10 @@ void convertFloatToShortAvx2(uint16_t* out, const float* in, int count, int bits
         // clamp01 gives 0 for NaN and v <= 0 and the maximum for v >= 1; adding and removing
         // 2^23 rounds half to even like nearbyint for these values below 2^23.
         const __m256 scaled = mul(clamp01(_mm256_loadu_ps(in + 8 * k)), maximum);
-        const __m256i rounded = _mm256_cvttps_epi32(sub(add(scaled, splat(8388608.0f)), splat(8388608.0f)));
-        const __m128i shorts = _mm_packus_epi32(_mm256_castsi256_si128(rounded), _mm256_extracti128_si256(rounded, 1));
+        const __m256i rounded =
+            _mm256_cvttps_epi32(sub(add(scaled, splat(8388608.0f)), splat(8388608.0f)));
+        const __m128i shorts =
+            _mm_packus_epi32(_mm256_castsi256_si128(rounded), _mm256_extracti128_si256(rounded, 1));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8 * k), shorts);
     }
     const int done = 8 * blocks;

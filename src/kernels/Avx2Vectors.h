@@ -40,7 +40,8 @@ inline __m256 crSum(__m256 r, __m256 g, __m256 b) {
     return sub(sub(mul(splat(0.5f), r), mul(splat(0.41869f), g)), mul(splat(0.08131f), b));
 }
 inline __m256i chromaBytes(__m256 sum) {
-    return _mm256_cvttps_epi32(clampRange(add(mul(sum, splat(kChromaExcursion)), splat(128.5f)), 16.0f, 235.0f));
+    return _mm256_cvttps_epi32(
+        clampRange(add(mul(sum, splat(kChromaExcursion)), splat(128.5f)), 16.0f, 235.0f));
 }
 inline __m256 scaledLuma(__m256 r, __m256 g, __m256 b) {
     return add(mul(lumaSum(r, g, b), splat(kLumaExcursion)), splat(0.5f));

@@ -12,7 +12,8 @@ using namespace vectors;
 
 constexpr int kPixelStride = 4;
 
-void convertFloatToByteMasked(uint8_t* out, const float* in, int count, int inStride, int outStride) {
+void convertFloatToByteMasked(uint8_t* out, const float* in, int count, int inStride,
+                              int outStride) {
     const KernelTable& avx2Kernels = avx2::kernelTable();
     if (inStride != kPixelStride || outStride != kPixelStride)
         return avx2Kernels.floatToByte(out, in, count, inStride, outStride);
@@ -27,12 +28,16 @@ void convertFloatToByteMasked(uint8_t* out, const float* in, int count, int inSt
         // (128 + round-half-even(v * 65280)) >> 8; adding and removing 2^23 rounds like
         // nearbyint for these non-negative values below 2^23.
         const __m256 scaled = mul(clamp01(value), splat(65280.0f));
-        const __m256i rounded = _mm256_cvttps_epi32(sub(add(scaled, splat(8388608.0f)), splat(8388608.0f)));
-        const __m256i bytes = _mm256_srli_epi32(_mm256_add_epi32(rounded, _mm256_set1_epi32(128)), 8);
-        _mm256_mask_storeu_epi8(out + 32 * k, firstByteOfEachWord, _mm256_permutevar8x32_epi32(bytes, order));
+        const __m256i rounded =
+            _mm256_cvttps_epi32(sub(add(scaled, splat(8388608.0f)), splat(8388608.0f)));
+        const __m256i bytes =
+            _mm256_srli_epi32(_mm256_add_epi32(rounded, _mm256_set1_epi32(128)), 8);
+        _mm256_mask_storeu_epi8(out + 32 * k, firstByteOfEachWord,
+                                _mm256_permutevar8x32_epi32(bytes, order));
     }
     const int done = 8 * blocks;
-    avx2Kernels.floatToByte(out + kPixelStride * done, in + kPixelStride * done, count - done, inStride, outStride);
+    avx2Kernels.floatToByte(out + kPixelStride * done, in + kPixelStride * done, count - done,
+                            inStride, outStride);
 }
 
 } // namespace

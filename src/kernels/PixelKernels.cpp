@@ -41,7 +41,9 @@ const LevelEntry& entry(KernelLevel level) { return kLevels[static_cast<int>(lev
 
 } // namespace
 
-bool kernelLevelSupported(KernelLevel level) { return entry(level).table && entry(level).supported(); }
+bool kernelLevelSupported(KernelLevel level) {
+    return entry(level).table && entry(level).supported();
+}
 
 const KernelTable& kernelTable(KernelLevel level) {
     return entry(level).table ? entry(level).table() : baseline::kernelTable();

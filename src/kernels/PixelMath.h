@@ -20,7 +20,9 @@ inline constexpr float kChromaExcursion = 224.0f;
 
 // Weighted sums before scaling; callers apply the excursion and offset.
 inline float lumaSum(float r, float g, float b) { return (r * 0.299f + g * 0.587f) + b * 0.114f; }
-inline float cbSum(float r, float g, float b) { return ((-r) * 0.16874f - g * 0.33126f) + b * 0.5f; }
+inline float cbSum(float r, float g, float b) {
+    return ((-r) * 0.16874f - g * 0.33126f) + b * 0.5f;
+}
 inline float crSum(float r, float g, float b) { return (0.5f * r - 0.41869f * g) - 0.08131f * b; }
 
 // Upper bound first, so a NaN ends at the upper bound; written as selects so that

@@ -73,12 +73,14 @@ void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b,
         const float y0 = lumaFromByte(group[0], k1Over218);
         const float cb = yuvsCb(group[1]);
         const float cr = whole ? centredChroma(group[3]) : 0.0f;
-        storePixel(a, r, g, b, p, chromaToRgb(y0, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB));
+        storePixel(a, r, g, b, p,
+                   chromaToRgb(y0, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB));
         p += stride;
         if (!whole)
             break;
         const float y1 = lumaFromByte(group[2], k1Over218);
-        storePixel(a, r, g, b, p, chromaToRgb(y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB));
+        storePixel(a, r, g, b, p,
+                   chromaToRgb(y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB));
         p += stride;
     }
 }
@@ -91,12 +93,14 @@ void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b,
         const float cb = centredChroma(group[0]);
         const float y0 = lumaFromByte(group[1], set.lumaScale);
         const float cr = pos + 2 < byteCount ? centredChroma(group[2]) : 0.0f;
-        storePixel(a, r, g, b, p, chromaToRgb(y0, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB));
+        storePixel(a, r, g, b, p,
+                   chromaToRgb(y0, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB));
         p += stride;
         if (pos + 3 >= byteCount)
             break;
         const float y1 = lumaFromByte(group[3], set.lumaScale);
-        storePixel(a, r, g, b, p, chromaToRgb(y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB));
+        storePixel(a, r, g, b, p,
+                   chromaToRgb(y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB));
         p += stride;
     }
 }
@@ -136,7 +140,8 @@ void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, 
         if (v >= 1.0f)
             byte = 255;
         else if (v > 0.0f)
-            byte = static_cast<uint8_t>((128 + static_cast<int>(std::nearbyint(v * 65280.0f))) >> 8);
+            byte =
+                static_cast<uint8_t>((128 + static_cast<int>(std::nearbyint(v * 65280.0f))) >> 8);
         out[static_cast<long>(i) * outStride] = byte;
     }
 }

@@ -18,11 +18,11 @@ struct ChromaCoefficients {
 };
 
 // Used for movies whose codec is 'mp4v' or 'avc1'.
-inline constexpr ChromaCoefficients kVideo2vuyMpeg{
-    std::bit_cast<float>(0x3B964FDAu), 1.5883f, -0.391998f, -0.813202f, 2.0457f};
+inline constexpr ChromaCoefficients kVideo2vuyMpeg{std::bit_cast<float>(0x3B964FDAu), 1.5883f,
+                                                   -0.391998f, -0.813202f, 2.0457f};
 // Used for every other codec.
-inline constexpr ChromaCoefficients kVideo2vuyDefault{
-    std::bit_cast<float>(0x3B95A025u), 1.5966f, -0.391998f, -0.813202f, 2.0184f};
+inline constexpr ChromaCoefficients kVideo2vuyDefault{std::bit_cast<float>(0x3B95A025u), 1.5966f,
+                                                      -0.391998f, -0.813202f, 2.0184f};
 
 // Host channel pointers share one stride counted in floats (4 for interleaved pixels).
 // `count` is a number of pixels; `byteCount` a number of input bytes. A count of 0 or less
@@ -95,6 +95,6 @@ bool kernelLevelSupported(KernelLevel level);
 // The kernels built for `level`; only call them when kernelLevelSupported(level).
 const KernelTable& kernelTable(KernelLevel level);
 KernelLevel activeKernelLevel();
-const char* kernelLevelName(KernelLevel level);  // "baseline", "avx2", "avx512"
+const char* kernelLevelName(KernelLevel level); // "baseline", "avx2", "avx512"
 
 } // namespace Vantor::QuickTime

@@ -21,7 +21,8 @@ class FencedBuffer {
 public:
     explicit FencedBuffer(size_t size) : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
         length_ = ((size + page_ - 1) / page_ + 1) * page_;
-        void* m = mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* m =
+            mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         base_ = static_cast<uint8_t*>(m);
         mprotect(base_ + length_ - page_, page_, PROT_NONE);
         data_ = base_ + length_ - page_ - size;
@@ -49,7 +50,8 @@ TEST(KernelBoundsTest, DecodersReadNothingPastTheRow) {
         convertYuvsToRgb(in.as<uint8_t>(), px + 3, px, px + 1, px + 2, 4, byteCount);
         EXPECT_EQ(rgba[4 * pixels], kGuard) << byteCount;
         EXPECT_NE(pixels > 0 ? rgba[4 * pixels - 1] : 1.0f, kGuard) << byteCount;
-        convert2vuyToRgb(in.as<uint8_t>(), px + 3, px, px + 1, px + 2, 4, byteCount, kVideo2vuyMpeg);
+        convert2vuyToRgb(in.as<uint8_t>(), px + 3, px, px + 1, px + 2, 4, byteCount,
+                         kVideo2vuyMpeg);
         EXPECT_EQ(rgba[4 * pixels], kGuard) << byteCount;
     }
     for (int count : {1, 3, 17, 1920}) {
@@ -83,7 +85,7 @@ TEST(KernelBoundsTest, EncodersReadAndWriteOnlyTheirPixels) {
         convertFloatToShort(shorts.data(), values.as<float>(), count, 16, 1);
         EXPECT_EQ(shorts[count], 0xABCD);
         std::fill(bytes.begin(), bytes.end(), 0xAB);
-        convertFloatToByte(bytes.data() + 1, bgra + 1, count, 4, 4);  // one channel of ARGB
+        convertFloatToByte(bytes.data() + 1, bgra + 1, count, 4, 4); // one channel of ARGB
         for (int i = 0; i < 4 * count; ++i)
             ASSERT_EQ(bytes[i] == 0xAB, i % 4 != 1) << i;
     }

@@ -16,7 +16,7 @@ namespace {
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-using Pixel = std::array<float, 4>;  // host order B, G, R, A for the encoder
+using Pixel = std::array<float, 4>; // host order B, G, R, A for the encoder
 
 std::array<uint8_t, 4> toR408(Pixel bgra) {
     std::array<uint8_t, 4> out{};
@@ -86,7 +86,7 @@ TEST(KernelDecodeTest, YuvsCb128IsNotNeutral) {
     const uint8_t group[4] = {126, 128, 126, 128};
     std::array<float, 8> rgba{};
     convertYuvsToRgb(group, &rgba[3], &rgba[0], &rgba[1], &rgba[2], 4, 4);
-    EXPECT_GT(rgba[2], rgba[0]);  // blue above red: cb is 1/255
+    EXPECT_GT(rgba[2], rgba[0]); // blue above red: cb is 1/255
     EXPECT_LT(rgba[1], rgba[0]);
 }
 
@@ -113,8 +113,12 @@ TEST(KernelDecodeTest, NullAlphaLeavesAlphaUntouched) {
         +[](const uint8_t* in, float* r, float* g, float* b) {
             convert2vuyToRgb(in, nullptr, r, g, b, 4, 4, kVideo2vuyDefault);
         },
-        +[](const uint8_t* in, float* r, float* g, float* b) { convertYuvsToRgb(in, nullptr, r, g, b, 4, 4); },
-        +[](const uint8_t* in, float* r, float* g, float* b) { convertR408ToRgb(in, nullptr, r, g, b, 4, 2); },
+        +[](const uint8_t* in, float* r, float* g, float* b) {
+            convertYuvsToRgb(in, nullptr, r, g, b, 4, 4);
+        },
+        +[](const uint8_t* in, float* r, float* g, float* b) {
+            convertR408ToRgb(in, nullptr, r, g, b, 4, 2);
+        },
     };
     for (auto decode : decoders) {
         rgba.fill(-7.0f);
@@ -127,9 +131,9 @@ TEST(KernelDecodeTest, NullAlphaLeavesAlphaUntouched) {
 
 TEST(KernelIntegerTest, FloatToByteTable) {
     const std::vector<std::pair<float, int>> table = {
-        {0.5f, 128},    {0.25f, 64},  {0.75f, 191},   {0.998f, 254}, {0.999f, 255},
-        {1 / 510.0f, 1}, {0.0019f, 0}, {kNaN, 0},      {-0.5f, 0},    {-kInf, 0},
-        {1.0f, 255},    {7.0f, 255},  {kInf, 255},    {0.0f, 0},     {1e-40f, 0}};
+        {0.5f, 128},     {0.25f, 64},  {0.75f, 191}, {0.998f, 254}, {0.999f, 255},
+        {1 / 510.0f, 1}, {0.0019f, 0}, {kNaN, 0},    {-0.5f, 0},    {-kInf, 0},
+        {1.0f, 255},     {7.0f, 255},  {kInf, 255},  {0.0f, 0},     {1e-40f, 0}};
     for (const auto& [value, expected] : table) {
         for (int stride : {1, 4}) {
             std::vector<float> in(4, value);
@@ -144,13 +148,13 @@ TEST(KernelIntegerTest, FloatToShortRoundsHalfToEven) {
     const float in[6] = {0.5f, 1.0f, 2.0f, kNaN, -1.0f, 0.25f};
     uint16_t out[6];
     convertFloatToShort(out, in, 6, 16, 1);
-    EXPECT_EQ(out[0], 32768);  // 32767.5 rounds to even
+    EXPECT_EQ(out[0], 32768); // 32767.5 rounds to even
     EXPECT_EQ(out[1], 65535);
     EXPECT_EQ(out[2], 65535);
     EXPECT_EQ(out[3], 0);
     EXPECT_EQ(out[4], 0);
-    EXPECT_EQ(out[5], 16384);  // 16383.75
+    EXPECT_EQ(out[5], 16384); // 16383.75
     convertFloatToShort(out, in, 2, 8, 1);
-    EXPECT_EQ(out[0], 128);  // 127.5 rounds to even
+    EXPECT_EQ(out[0], 128); // 127.5 rounds to even
     EXPECT_EQ(out[1], 255);
 }

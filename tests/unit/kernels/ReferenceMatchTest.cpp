@@ -17,20 +17,34 @@ using namespace Vantor::QuickTime;
 
 namespace {
 
-const int kCounts[] = {0, -5, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 63, 64, 65, 130, 1921, 7683};
+const int kCounts[] = {0,  -5, 1,  2,  3,  4,  5,  7,   8,    9,   15,
+                       16, 17, 31, 33, 63, 64, 65, 130, 1921, 7683};
 
 float edgeOrRandom(std::mt19937& rng) {
-    static const float kEdges[] = {
-        std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::quiet_NaN(),
-        std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
-        0.0f, -0.0f, 1.0f, 0.5f, 1e-40f, -1e-40f, 1e30f, -1e30f, 1.0000001f, 0.99999994f,
-        0.5f / 65280.0f, 128.5f / 65280.0f, 0.5f / 65535.0f, 3.5f / 65535.0f};
+    static const float kEdges[] = {std::numeric_limits<float>::quiet_NaN(),
+                                   -std::numeric_limits<float>::quiet_NaN(),
+                                   std::numeric_limits<float>::infinity(),
+                                   -std::numeric_limits<float>::infinity(),
+                                   0.0f,
+                                   -0.0f,
+                                   1.0f,
+                                   0.5f,
+                                   1e-40f,
+                                   -1e-40f,
+                                   1e30f,
+                                   -1e30f,
+                                   1.0000001f,
+                                   0.99999994f,
+                                   0.5f / 65280.0f,
+                                   128.5f / 65280.0f,
+                                   0.5f / 65535.0f,
+                                   3.5f / 65535.0f};
     switch (rng() % 8) {
     case 0:
         return kEdges[rng() % std::size(kEdges)];
     case 1:
         return std::bit_cast<float>(static_cast<uint32_t>(rng()));
-    case 2:  // ties of the 8-bit and 16-bit roundings
+    case 2: // ties of the 8-bit and 16-bit roundings
         return (rng() % 2 ? (rng() % 65280 + 0.5f) / 65280.0f : (rng() % 65535 + 0.5f) / 65535.0f);
     default:
         return std::uniform_real_distribution<float>(-0.25f, 1.25f)(rng);
@@ -54,18 +68,18 @@ std::vector<uint8_t> randomBytes(std::mt19937& rng, size_t n) {
 // Where the four host channels of pixel 0 lie in a buffer, and their shared stride.
 struct Layout {
     const char* name;
-    int stride, r, g, b, a;  // a < 0: no alpha; a planar layout spaces channels by `plane`
+    int stride, r, g, b, a; // a < 0: no alpha; a planar layout spaces channels by `plane`
     bool planar;
 };
-const Layout kLayouts[] = {
-    {"rgba", 4, 0, 1, 2, 3, false}, {"rgb", 4, 0, 1, 2, -1, false}, {"bgra", 4, 2, 1, 0, 3, false},
-    {"stride5", 5, 1, 2, 3, 0, false}, {"stride3", 3, 0, 1, 2, -1, false},
-    {"planar", 1, 0, 1, 2, 3, true}};
+const Layout kLayouts[] = {{"rgba", 4, 0, 1, 2, 3, false},     {"rgb", 4, 0, 1, 2, -1, false},
+                           {"bgra", 4, 2, 1, 0, 3, false},     {"stride5", 5, 1, 2, 3, 0, false},
+                           {"stride3", 3, 0, 1, 2, -1, false}, {"planar", 1, 0, 1, 2, 3, true}};
 
 struct HostRow {
     std::vector<float> data;
     float *r, *g, *b, *a;
-    HostRow(const Layout& l, int pixels, std::vector<float> fill, int misalign) : data(std::move(fill)) {
+    HostRow(const Layout& l, int pixels, std::vector<float> fill, int misalign)
+        : data(std::move(fill)) {
         const int plane = l.planar ? pixels + 3 : 1;
         float* base = data.data() + misalign;
         r = base + l.r * plane;
@@ -79,8 +93,7 @@ size_t hostSize(int pixels) { return 5 * static_cast<size_t>(pixels + 4) + 8; }
 // Same bits, except that a NaN matches any NaN: which operand's NaN (sign and payload) an
 // operation passes on depends on the instruction's operand order, which the compiler may swap
 // for commutative operations, so no C++ code fixes it.
-template <typename T>
-bool sameResult(T x, T y) {
+template <typename T> bool sameResult(T x, T y) {
     if constexpr (std::is_floating_point_v<T>)
         if (x != x && y != y)
             return true;
@@ -88,12 +101,13 @@ bool sameResult(T x, T y) {
 }
 
 template <typename T>
-void expectSameBits(const std::vector<T>& expected, const std::vector<T>& actual, const std::string& what) {
+void expectSameBits(const std::vector<T>& expected, const std::vector<T>& actual,
+                    const std::string& what) {
     ASSERT_EQ(expected.size(), actual.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         if (!sameResult(expected[i], actual[i])) {
-            ADD_FAILURE() << what << ": first difference at element " << i << ": "
-                          << +expected[i] << " vs " << +actual[i];
+            ADD_FAILURE() << what << ": first difference at element " << i << ": " << +expected[i]
+                          << " vs " << +actual[i];
             return;
         }
     }
@@ -126,17 +140,20 @@ TEST_P(KernelMatchTest, EncodersMatchReference) {
                 const std::string name = caseName("", l, count, misalign);
 
                 std::vector<float> f0(4 * pixels + 9, -3.0f), f1 = f0;
-                reference::convertRgbToR4fl(in.a, in.r, in.g, in.b, l.stride, f0.data() + misalign, count);
+                reference::convertRgbToR4fl(in.a, in.r, in.g, in.b, l.stride, f0.data() + misalign,
+                                            count);
                 table().rgbToR4fl(in.a, in.r, in.g, in.b, l.stride, f1.data() + misalign, count);
                 expectSameBits(f0, f1, "r4fl" + name);
 
                 std::vector<uint8_t> b0(4 * pixels + 9, 0xAB), b1 = b0;
-                reference::convertRgbToR408(in.r, in.g, in.b, l.stride, b0.data() + misalign, count);
+                reference::convertRgbToR408(in.r, in.g, in.b, l.stride, b0.data() + misalign,
+                                            count);
                 table().rgbToR408(in.r, in.g, in.b, l.stride, b1.data() + misalign, count);
                 expectSameBits(b0, b1, "r408" + name);
 
                 std::vector<uint8_t> v0(4 * pixels + 9, 0xAB), v1 = v0;
-                reference::convertRgbTo2vuy(in.r, in.g, in.b, l.stride, v0.data() + misalign, count);
+                reference::convertRgbTo2vuy(in.r, in.g, in.b, l.stride, v0.data() + misalign,
+                                            count);
                 table().rgbTo2vuy(in.r, in.g, in.b, l.stride, v1.data() + misalign, count);
                 expectSameBits(v0, v1, "2vuy" + name);
             }
@@ -162,17 +179,21 @@ TEST_P(KernelMatchTest, DecodersMatchReference) {
                 };
                 // Byte counts cover whole groups and every kind of partial last group.
                 check("yuvs", [&](bool ref, HostRow& o) {
-                    (ref ? reference::convertYuvsToRgb : table().yuvsToRgb)(inBytes, o.a, o.r, o.g, o.b, l.stride, count * 2 + misalign % 2);
+                    (ref ? reference::convertYuvsToRgb : table().yuvsToRgb)(
+                        inBytes, o.a, o.r, o.g, o.b, l.stride, count * 2 + misalign % 2);
                 });
                 for (ChromaCoefficients set : {kVideo2vuyMpeg, kVideo2vuyDefault})
                     check("2vuy", [&](bool ref, HostRow& o) {
-                        (ref ? reference::convert2vuyToRgb : table().twoVuyToRgb)(inBytes, o.a, o.r, o.g, o.b, l.stride, count * 2 + misalign / 3, set);
+                        (ref ? reference::convert2vuyToRgb : table().twoVuyToRgb)(
+                            inBytes, o.a, o.r, o.g, o.b, l.stride, count * 2 + misalign / 3, set);
                     });
                 check("r408", [&](bool ref, HostRow& o) {
-                    (ref ? reference::convertR408ToRgb : table().r408ToRgb)(inBytes, o.a, o.r, o.g, o.b, l.stride, count);
+                    (ref ? reference::convertR408ToRgb : table().r408ToRgb)(inBytes, o.a, o.r, o.g,
+                                                                            o.b, l.stride, count);
                 });
                 check("r4fl", [&](bool ref, HostRow& o) {
-                    (ref ? reference::convertR4flToRgb : table().r4flToRgb)(floats.data() + misalign, o.a, o.r, o.g, o.b, l.stride, count);
+                    (ref ? reference::convertR4flToRgb : table().r4flToRgb)(
+                        floats.data() + misalign, o.a, o.r, o.g, o.b, l.stride, count);
                 });
             }
 }
@@ -183,23 +204,31 @@ TEST_P(KernelMatchTest, IntegerConvertersMatchReference) {
             for (int outStride : {1, 4, 2})
                 for (int misalign : {0, 1}) {
                     const int n = count > 0 ? count : 1;
-                    const std::vector<float> in = randomFloats(rng, static_cast<size_t>(n) * inStride + 8);
+                    const std::vector<float> in =
+                        randomFloats(rng, static_cast<size_t>(n) * inStride + 8);
                     const std::string name = " count " + std::to_string(count) + " strides " +
-                                             std::to_string(inStride) + "/" + std::to_string(outStride);
+                                             std::to_string(inStride) + "/" +
+                                             std::to_string(outStride);
                     std::vector<uint8_t> b0(static_cast<size_t>(n) * outStride + 8, 0xAB), b1 = b0;
-                    reference::convertFloatToByte(b0.data() + misalign, in.data() + misalign, count, inStride, outStride);
-                    table().floatToByte(b1.data() + misalign, in.data() + misalign, count, inStride, outStride);
+                    reference::convertFloatToByte(b0.data() + misalign, in.data() + misalign, count,
+                                                  inStride, outStride);
+                    table().floatToByte(b1.data() + misalign, in.data() + misalign, count, inStride,
+                                        outStride);
                     expectSameBits(b0, b1, "byte" + name);
 
                     for (int bits : {16, 8, 10, 1, 0, 20}) {
-                        std::vector<uint16_t> s0(static_cast<size_t>(n) * outStride + 8, 0xABCD), s1 = s0;
-                        reference::convertFloatToShort(s0.data() + misalign, in.data() + misalign, count, bits, outStride);
-                        table().floatToShort(s1.data() + misalign, in.data() + misalign, count, bits, outStride);
+                        std::vector<uint16_t> s0(static_cast<size_t>(n) * outStride + 8, 0xABCD),
+                            s1 = s0;
+                        reference::convertFloatToShort(s0.data() + misalign, in.data() + misalign,
+                                                       count, bits, outStride);
+                        table().floatToShort(s1.data() + misalign, in.data() + misalign, count,
+                                             bits, outStride);
                         expectSameBits(s0, s1, "short bits " + std::to_string(bits) + name);
                     }
                 }
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, KernelMatchTest,
-                         testing::Values(KernelLevel::kBaseline, KernelLevel::kAvx2, KernelLevel::kAvx512),
+                         testing::Values(KernelLevel::kBaseline, KernelLevel::kAvx2,
+                                         KernelLevel::kAvx512),
                          [](const auto& info) { return std::string(kernelLevelName(info.param)); });
