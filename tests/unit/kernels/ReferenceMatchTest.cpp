@@ -6,10 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <xmmintrin.h>
+
 #include <bit>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -113,14 +116,24 @@ void expectSameBits(const std::vector<T>& expected, const std::vector<T>& actual
     }
 }
 
-class KernelMatchTest : public testing::TestWithParam<KernelLevel> {
+// Parameters: the level, and whether denormals are flushed to zero (FTZ and DAZ in MXCSR), as
+// the settings tool runs.
+class KernelMatchTest : public testing::TestWithParam<std::tuple<KernelLevel, bool>> {
 protected:
     void SetUp() override {
-        if (!kernelLevelSupported(GetParam()))
+        if (!kernelLevelSupported(level()))
             GTEST_SKIP() << "instruction set not available";
+        if (std::get<1>(GetParam()))
+            _mm_setcsr(savedCsr_ | kFlushToZero | kDenormalsAreZero);
     }
-    const KernelTable& table() const { return kernelTable(GetParam()); }
+    void TearDown() override { _mm_setcsr(savedCsr_); }
+    KernelLevel level() const { return std::get<0>(GetParam()); }
+    const KernelTable& table() const { return kernelTable(level()); }
     std::mt19937 rng{1234};
+
+private:
+    static constexpr unsigned kFlushToZero = 0x8000, kDenormalsAreZero = 0x0040;
+    const unsigned savedCsr_ = _mm_getcsr();
 };
 
 std::string caseName(const char* kernel, const Layout& l, int count, int misalign) {
@@ -229,6 +242,10 @@ TEST_P(KernelMatchTest, IntegerConvertersMatchReference) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, KernelMatchTest,
-                         testing::Values(KernelLevel::kBaseline, KernelLevel::kAvx2,
-                                         KernelLevel::kAvx512),
-                         [](const auto& info) { return std::string(kernelLevelName(info.param)); });
+                         testing::Combine(testing::Values(KernelLevel::kBaseline,
+                                                          KernelLevel::kAvx2, KernelLevel::kAvx512),
+                                          testing::Bool()),
+                         [](const auto& info) {
+                             return std::string(kernelLevelName(std::get<0>(info.param))) +
+                                    (std::get<1>(info.param) ? "_flushToZero" : "");
+                         });
