@@ -64,6 +64,9 @@ TEST_F(ImageDialog, TypedFrameRatesAreReadAndGarbageBlocksOk) {
   ImageSettingsModel model = threeCodecModel();
   model.settings.frameRate = 24.0f;
   ImageSettingsDialog dialog(model);
+  dialog.show();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(&dialog));
+  control<QComboBox>(dialog, "frameRate")->lineEdit()->setFocus();
   auto* hint = control<QLabel>(dialog, "frameRateHint");
 
   typeFrameRate(dialog, "29.97");
@@ -74,6 +77,9 @@ TEST_F(ImageDialog, TypedFrameRatesAreReadAndGarbageBlocksOk) {
   EXPECT_FALSE(dialog.acceptEnabled());
   EXPECT_FALSE(hint->isHidden());
   EXPECT_EQ(dialog.settings().frameRate, 29.97f) << "a rejected text leaves the last good rate";
+
+  typeFrameRate(dialog, "2");
+  EXPECT_EQ(dialog.settings().frameRate, 2.0f) << "no completion into a preset that starts alike";
 
   typeFrameRate(dialog, "12.5");
   EXPECT_TRUE(dialog.acceptEnabled());

@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QSlider>
+#include <QSpinBox>
 #include <QTest>
 #include <QTimer>
 
@@ -68,6 +69,19 @@ TEST_F(RunDialog, OkWritesEveryChangeBack) {
   EXPECT_EQ(model.settings.keyFrameRate, 12);
   const std::map<std::string, std::string> proresOptions{{"profile", "422"}, {"bitDepth", "10"}};
   EXPECT_EQ(model.settings.codecOptions, proresOptions);
+}
+
+TEST_F(RunDialog, ReturnInTheKeyFrameFieldTakesTheTypedNumberAndAccepts) {
+  ImageSettingsModel model = threeCodecModel();
+  whenDialogOpens([](QWidget& dialog) {
+    QLineEdit* interval = control<QSpinBox>(dialog, "keyFrameInterval")->findChild<QLineEdit*>();
+    interval->setFocus();
+    interval->selectAll();
+    QTest::keyClicks(interval, QStringLiteral("48"));
+    press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(runImageSettingsDialog(model), DialogResult::Accepted);
+  EXPECT_EQ(model.settings.keyFrameRate, 48);
 }
 
 TEST_F(RunDialog, EscapeCancelsAndLeavesEverythingUnchanged) {

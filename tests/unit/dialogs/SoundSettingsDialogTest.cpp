@@ -40,15 +40,5 @@ TEST_F(SoundDialog, PresetValuesOutsideTheListsAreOfferedAsTheyAre) {
   EXPECT_EQ(dialog.settings(), model.settings);
 }
 
-TEST_F(SoundDialog, EmptyListsOfferTheCommonChoices) {
-  SoundSettingsModel model = soundModel();
-  model.sampleRates.clear();
-  model.channelCounts.clear();
-  SoundSettingsDialog dialog(model);
-  EXPECT_EQ(control<QComboBox>(dialog, "sampleRate")->count(), 9);
-  EXPECT_EQ(control<QComboBox>(dialog, "channels")->count(), 2);
-  EXPECT_EQ(dialog.settings(), model.settings);
-}
-
 }  // namespace
 }  // namespace vqt::dialogs::test

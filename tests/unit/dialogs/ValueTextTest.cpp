@@ -1,9 +1,8 @@
 // The value tables and texts behind the controls: quality words, frame-rate text and parsing,
-// sound labels, four-character codes.
+// sound labels.
 #include "FrameRateText.h"
 #include "QualityLevels.h"
 #include "SoundChoices.h"
-#include "vqt/dialogs/ImageSettingsModel.h"
 
 #include <gtest/gtest.h>
 
@@ -60,12 +59,6 @@ TEST(DialogSoundLabels, RatesAndChannels) {
   EXPECT_EQ(channelsText(1), "Mono");
   EXPECT_EQ(channelsText(2), "Stereo");
   EXPECT_EQ(channelsText(6), "6 channels");
-}
-
-TEST(DialogFourCCText, PrintableCharactersOnly) {
-  EXPECT_EQ(fourCCText('apcn'), "apcn");
-  EXPECT_EQ(fourCCText('png '), "png ");
-  EXPECT_EQ(fourCCText(0x00416263), "?Abc");
 }
 
 }  // namespace

@@ -97,6 +97,8 @@ QLayout* ImageSettingsDialog::buildControls() {
   frameRate_->setObjectName(QStringLiteral("frameRate"));
   frameRate_->setEditable(true);
   frameRate_->setInsertPolicy(QComboBox::NoInsert);
+  // Inline completion would turn a typed "2" into "23.976" and Return would accept that.
+  frameRate_->setCompleter(nullptr);
   frameRate_->addItem(text(frameRateText(0.0f)), 0.0f);
   for (float rate : frameRatePresets()) frameRate_->addItem(text(frameRateText(rate)), rate);
   frameRateHint_ = new QLabel(tr("Type a rate from 0 to %1 frames per second, or choose one.").arg(double(kMaxTypedFrameRate)));
