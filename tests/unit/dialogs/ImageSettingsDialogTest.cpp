@@ -53,11 +53,18 @@ TEST_F(ImageDialog, QualityBetweenLevelsIsKeptExactly) {
   slider->setValue(0x17F);
   EXPECT_EQ(dialog.settings().spatialQuality, 0x17Fu);
   EXPECT_EQ(control<QLabel>(dialog, "qualityWord")->text(), "Low Quality");
-  slider->setValue(0x3FF);
+  slider->setValue(0x2F0);
+  QTest::keyClick(slider, Qt::Key_PageUp);
+  EXPECT_EQ(dialog.settings().spatialQuality, 0x300u);
+  QTest::keyClick(slider, Qt::Key_PageUp);
+  EXPECT_EQ(dialog.settings().spatialQuality, 0x3FFu);
   EXPECT_EQ(control<QLabel>(dialog, "qualityWord")->text(), "Maximum Quality");
-  QTest::keyClick(slider, Qt::Key_End);
+  QTest::keyClick(slider, Qt::Key_PageUp);
   EXPECT_EQ(dialog.settings().spatialQuality, 0x400u);
   EXPECT_EQ(control<QLabel>(dialog, "qualityWord")->text(), "Lossless");
+  QTest::keyClick(slider, Qt::Key_Up);
+  QTest::keyClick(slider, Qt::Key_PageDown);
+  EXPECT_EQ(dialog.settings().spatialQuality, 0x3FFu);
 }
 
 TEST_F(ImageDialog, TypedFrameRatesAreReadAndGarbageBlocksOk) {

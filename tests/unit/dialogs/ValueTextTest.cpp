@@ -23,6 +23,16 @@ TEST(DialogQualityWords, NamedLevelsAndValuesBetweenThem) {
   EXPECT_EQ(nearestQualityLevel(0xFFFFFFFF).word, "Lossless");
 }
 
+TEST(DialogQualityWords, PageStepsVisitEveryLevel) {
+  EXPECT_EQ(adjacentQualityLevel(0x2A0, true), 0x300u);
+  EXPECT_EQ(adjacentQualityLevel(0x300, true), 0x3FFu);
+  EXPECT_EQ(adjacentQualityLevel(0x3FF, true), 0x400u);
+  EXPECT_EQ(adjacentQualityLevel(0x400, true), 0x400u);
+  EXPECT_EQ(adjacentQualityLevel(0x400, false), 0x3FFu);
+  EXPECT_EQ(adjacentQualityLevel(0x2A0, false), 0x200u);
+  EXPECT_EQ(adjacentQualityLevel(0x000, false), 0x000u);
+}
+
 TEST(DialogFrameRateText, ShowsSixSignificantDigitsAndCurrentForZero) {
   EXPECT_EQ(frameRateText(29.97f), "29.97");
   EXPECT_EQ(frameRateText(23.976f), "23.976");

@@ -132,6 +132,13 @@ QLayout* ImageSettingsDialog::buildControls() {
 
   connect(codec_, &QComboBox::currentIndexChanged, this, &ImageSettingsDialog::chooseCodec);
   connect(quality_, &QSlider::valueChanged, this, &ImageSettingsDialog::setQuality);
+  // Page steps (Page Up/Down, a click on the groove) go from level to level: 0x3FF and 0x400
+  // lie one step apart and could not be told apart by dragging.
+  connect(quality_, &QSlider::actionTriggered, this, [this](int action) {
+    if (action == QAbstractSlider::SliderPageStepAdd || action == QAbstractSlider::SliderPageStepSub)
+      quality_->setSliderPosition(
+          int(adjacentQualityLevel(std::uint32_t(quality_->value()), action == QAbstractSlider::SliderPageStepAdd)));
+  });
   connect(frameRate_, &QComboBox::editTextChanged, this, &ImageSettingsDialog::readFrameRateText);
   connect(keyFrameMode_, &QComboBox::currentIndexChanged, this, &ImageSettingsDialog::readKeyFrameControls);
   connect(keyFrameInterval_, &QSpinBox::valueChanged, this, &ImageSettingsDialog::readKeyFrameControls);

@@ -28,4 +28,15 @@ const QualityLevel& nearestQualityLevel(std::uint32_t quality) {
   return *best;
 }
 
+std::uint32_t adjacentQualityLevel(std::uint32_t quality, bool upwards) {
+  if (upwards) {
+    for (const QualityLevel& level : kLevels)
+      if (level.value > quality) return level.value;
+    return kLevels.back().value;
+  }
+  for (auto level = kLevels.rbegin(); level != kLevels.rend(); ++level)
+    if (level->value < quality) return level->value;
+  return kLevels.front().value;
+}
+
 }  // namespace vqt::dialogs

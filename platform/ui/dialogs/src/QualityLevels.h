@@ -17,4 +17,8 @@ std::span<const QualityLevel> qualityLevels();
 // The level closest to `quality` (the lower one on a tie); values above the top count as it.
 const QualityLevel& nearestQualityLevel(std::uint32_t quality);
 
+// The next level strictly above (or below) `quality`, or the top (bottom) level when there is
+// none; page steps of the slider move by these, so every level is reachable by keyboard.
+std::uint32_t adjacentQualityLevel(std::uint32_t quality, bool upwards);
+
 }  // namespace vqt::dialogs
