@@ -145,6 +145,10 @@ TEST_F(ImageDialog, UnknownPresetCodecIsShownAndItsOptionsKept) {
   ImageSettingsDialog dialog(model);
   EXPECT_EQ(control<QComboBox>(dialog, "codec")->currentText(), "xyz1 (not available)");
   EXPECT_EQ(dialog.settings(), model.settings);
+
+  model.settings.codecType = 0;
+  ImageSettingsDialog noneChosen(model);
+  EXPECT_EQ(control<QComboBox>(noneChosen, "codec")->currentText(), "None");
 }
 
 TEST_F(ImageDialog, PresetOptionsOutsideTheAllowedValuesAreReplaced) {

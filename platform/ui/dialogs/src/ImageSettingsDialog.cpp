@@ -157,7 +157,7 @@ void ImageSettingsDialog::presetFromSettings() {
       blockInterval(keyFrameInterval_);
 
   selectOrAdd(codec_, QVariant::fromValue<uint>(settings_.codecType),
-              tr("%1 (not available)").arg(text(fourCCText(settings_.codecType))));
+              unlistedCodeLabel(settings_.codecType));
   rebuildCodecOptions(settings_.codecOptions);
 
   quality_->setValue(int(std::min(settings_.spatialQuality, kLosslessQuality)));

@@ -35,7 +35,7 @@ SoundSettingsDialog::SoundSettingsDialog(const SoundSettingsModel& model, QWidge
   for (int count : counts) channels_->addItem(QString::fromStdString(channelsText(count)), count);
 
   selectOrAdd(format_, QVariant::fromValue<uint>(settings_.format),
-              tr("%1 (not available)").arg(QString::fromStdString(fourCCText(settings_.format))));
+              unlistedCodeLabel(settings_.format));
   selectOrAdd(sampleRate_, settings_.sampleRate, QString::fromStdString(sampleRateText(settings_.sampleRate)));
   selectOrAdd(channels_, settings_.channels, QString::fromStdString(channelsText(settings_.channels)));
 
