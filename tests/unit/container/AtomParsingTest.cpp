@@ -28,7 +28,7 @@ std::vector<std::uint8_t> fullHeader(std::uint8_t version = 0) { return {version
 
 } // namespace
 
-TEST(AtomFraming, SizeZeroExtendsToParentEndAnd64BitSizesAreRead) {
+TEST(ContainerAtomFraming, SizeZeroExtendsToParentEndAnd64BitSizesAreRead) {
     auto child = be32(0) + be32('free') + std::vector<std::uint8_t>{1, 2, 3};
     std::unique_ptr<Atom> atom;
     ASSERT_EQ(parseOne(atomBytes('moov', child), atom), Error::none);
@@ -40,7 +40,7 @@ TEST(AtomFraming, SizeZeroExtendsToParentEndAnd64BitSizesAreRead) {
     EXPECT_EQ(dynamic_cast<const RawAtom*>(atom.get())->payload, (std::vector<std::uint8_t>{9, 9, 9, 9}));
 }
 
-TEST(AtomFraming, ChildLargerThanParentOrSmallerThanHeaderIsRefused) {
+TEST(ContainerAtomFraming, ChildLargerThanParentOrSmallerThanHeaderIsRefused) {
     std::unique_ptr<Atom> atom;
     auto lying = be32(4096) + be32('trak');
     EXPECT_EQ(parseOne(atomBytes('moov', lying), atom), Error::badAtomSize);
@@ -50,14 +50,14 @@ TEST(AtomFraming, ChildLargerThanParentOrSmallerThanHeaderIsRefused) {
     EXPECT_EQ(parseOne(atomBytes('moov', wideLie), atom), Error::badAtomSize);
 }
 
-TEST(AtomFraming, DeepNestingStopsWithAnError) {
+TEST(ContainerAtomFraming, DeepNestingStopsWithAnError) {
     std::vector<std::uint8_t> bytes = atomBytes('free', {});
     for (int i = 0; i < 40; ++i) bytes = atomBytes('trak', bytes);
     std::unique_ptr<Atom> atom;
     EXPECT_EQ(parseOne(bytes, atom), Error::nestingTooDeep);
 }
 
-TEST(AtomFraming, UnknownAtomsAndTrailingTerminatorRoundTrip) {
+TEST(ContainerAtomFraming, UnknownAtomsAndTrailingTerminatorRoundTrip) {
     auto item = atomBytes('Xyz1', {1, 2, 3, 4, 5});
     auto udta = atomBytes('udta', item + be32(0));
     std::unique_ptr<Atom> atom;
@@ -66,7 +66,7 @@ TEST(AtomFraming, UnknownAtomsAndTrailingTerminatorRoundTrip) {
     EXPECT_EQ(rewrite(*atom), udta);
 }
 
-TEST(TableAtoms, CountsBeyondTheAtomAreRefusedBeforeAllocation) {
+TEST(ContainerTableAtoms, CountsBeyondTheAtomAreRefusedBeforeAllocation) {
     std::unique_ptr<Atom> atom;
     for (FourCC type : {'stts', 'ctts', 'stss', 'stsc', 'stco', 'co64', 'elst', 'dref', 'stsd', 'keys'}) {
         auto bytes = atomBytes(type, fullHeader() + be32(0x7FFFFFFF) + be32(1) + be32(1));
@@ -78,7 +78,7 @@ TEST(TableAtoms, CountsBeyondTheAtomAreRefusedBeforeAllocation) {
     EXPECT_EQ(parseOne(truncated, atom), Error::truncated);
 }
 
-TEST(TableAtoms, CompactSizesInFourBitsAndVersionedEditListsRoundTrip) {
+TEST(ContainerTableAtoms, CompactSizesInFourBitsAndVersionedEditListsRoundTrip) {
     auto stz2 = atomBytes('stz2', fullHeader() + std::vector<std::uint8_t>{0, 0, 0, 4} + be32(3) +
                                        std::vector<std::uint8_t>{0x12, 0x30});
     std::unique_ptr<Atom> atom;
@@ -95,7 +95,7 @@ TEST(TableAtoms, CompactSizesInFourBitsAndVersionedEditListsRoundTrip) {
     EXPECT_EQ(rewrite(*atom), elst1);
 }
 
-TEST(SampleDescriptions, VideoSoundAndTimecodeEntriesKeepTheirExtensions) {
+TEST(ContainerSampleDescriptions, VideoSoundAndTimecodeEntriesKeepTheirExtensions) {
     SyntheticMovie movie;
     SyntheticTrack video;
     video.durations = {100};
@@ -127,7 +127,7 @@ TEST(SampleDescriptions, VideoSoundAndTimecodeEntriesKeepTheirExtensions) {
     EXPECT_NE(dump.str().find("frameDuration = 1001"), std::string::npos);
 }
 
-TEST(SampleDescriptions, SoundVersionTwoFieldsAreRead) {
+TEST(ContainerSampleDescriptions, SoundVersionTwoFieldsAreRead) {
     ByteWriter entry;
     entry.zeros(6);
     entry.u16(1);
@@ -154,7 +154,7 @@ TEST(SampleDescriptions, SoundVersionTwoFieldsAreRead) {
     EXPECT_EQ(rewrite(*atom), stsd);
 }
 
-TEST(CompressedHeader, InflatesAndRefusesLiesAboutItsSize) {
+TEST(ContainerCompressedHeader, InflatesAndRefusesLiesAboutItsSize) {
     SyntheticMovie movie;
     SyntheticTrack video;
     video.durations = {100, 100};
@@ -185,7 +185,7 @@ TEST(CompressedHeader, InflatesAndRefusesLiesAboutItsSize) {
     EXPECT_EQ(parseOne(damaged, atom), Error::decompressionFailed);
 }
 
-TEST(Metadata, KeysItemsAndBothMetaShapesRoundTrip) {
+TEST(ContainerMetadata, KeysItemsAndBothMetaShapesRoundTrip) {
     auto hdlr = atomBytes('hdlr', fullHeader() + be32(0) + be32('mdta') + be32(0) + be32(0) + be32(0) + std::vector<std::uint8_t>{0});
     auto keys = atomBytes('keys', fullHeader() + be32(1) + be32(13) + be32('mdta') + std::vector<std::uint8_t>{'r', 'e', 'e', 'l', '1'});
     auto data = atomBytes('data', be32(21) + be32(0) + be32(42));

@@ -31,7 +31,7 @@ SyntheticTrack tenFrames() {
 
 } // namespace
 
-TEST(MovieModel, OpensTracksAndReadsSampleBytes) {
+TEST(ContainerMovieModel, OpensTracksAndReadsSampleBytes) {
     SyntheticMovie spec;
     spec.tracks = {tenFrames()};
     auto movie = openBytes(buildMovieFile(spec));
@@ -48,7 +48,7 @@ TEST(MovieModel, OpensTracksAndReadsSampleBytes) {
     EXPECT_EQ(bytes, std::vector<std::uint8_t>(8, 7)); // sample 8 is filled with its index 7
 }
 
-TEST(MovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
+TEST(ContainerMovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
     SyntheticMovie spec;
     SyntheticTrack t = tenFrames();
     t.hasEditList = true;
@@ -75,7 +75,7 @@ TEST(MovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
     EXPECT_EQ(track.nextSampleChange(60, false, false), std::nullopt);
 }
 
-TEST(MovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
+TEST(ContainerMovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
     SyntheticMovie spec;
     spec.tracks = {tenFrames()};
     spec.metadata = {{"title", 1, {'H', 'i'}}, {"count", 21, {0, 0, 0, 42}}};
@@ -90,7 +90,7 @@ TEST(MovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
     }
 }
 
-TEST(MovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
+TEST(ContainerMovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
     Error error = Error::none;
     SyntheticMovie spec;
     spec.tracks = {tenFrames()};
@@ -108,7 +108,7 @@ TEST(MovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
     EXPECT_EQ(error, Error::badAtomSize);
 }
 
-TEST(MovieModel, EveryTruncationOfAValidFileFailsCleanly) {
+TEST(ContainerMovieModel, EveryTruncationOfAValidFileFailsCleanly) {
     SyntheticMovie spec;
     SyntheticTrack t = tenFrames();
     t.compositionOffsets = {100, 300, 0, 0, 300, 0, 0, 100, 0, 0};
@@ -123,7 +123,7 @@ TEST(MovieModel, EveryTruncationOfAValidFileFailsCleanly) {
     }
 }
 
-TEST(Timecode, DropFrameLabelsSkipTheFirstFramesOfMostMinutes) {
+TEST(ContainerTimecode, DropFrameLabelsSkipTheFirstFramesOfMostMinutes) {
     const std::uint32_t drop = TimecodeFlags::dropFrame;
     EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(1800, drop, 30), drop), "00:01:00;02");
     EXPECT_EQ(formatTimecode(timecodeFromFrameNumber(17982, drop, 30), drop), "00:10:00;00");

@@ -61,7 +61,7 @@ SyntheticTrack dropFrameTimecode() {
     return t;
 }
 
-class MovieToolbox : public ::testing::Test {
+class ContainerMovieToolbox : public ::testing::Test {
 protected:
     void open(const SyntheticMovie& spec) {
         ASSERT_EQ(openPath(writeFile("toolbox.mov", buildMovieFile(spec)), &movie), noErr);
@@ -75,7 +75,7 @@ protected:
 
 } // namespace
 
-TEST(MovieToolboxErrors, OpeningFailuresSetTheLastAndStickyErrors) {
+TEST(ContainerMovieToolboxErrors, OpeningFailuresSetTheLastAndStickyErrors) {
     ClearMoviesStickyError();
     Movie movie = nullptr;
     EXPECT_EQ(openPath("/nonexistent/file.mov", &movie), fnfErr);
@@ -106,7 +106,7 @@ TEST(MovieToolboxErrors, OpeningFailuresSetTheLastAndStickyErrors) {
     ClearMoviesStickyError();
 }
 
-TEST_F(MovieToolbox, SampleQueriesAnswerMinusOneOutsideTheMedia) {
+TEST_F(ContainerMovieToolbox, SampleQueriesAnswerMinusOneOutsideTheMedia) {
     SyntheticMovie spec;
     spec.tracks = {bFrameTrack()};
     open(spec);
@@ -135,7 +135,7 @@ TEST_F(MovieToolbox, SampleQueriesAnswerMinusOneOutsideTheMedia) {
     EXPECT_EQ(GetMoviesError(), noErr);
 }
 
-TEST_F(MovieToolbox, MediaSamplesAreReadWithTheirFlagsAndChunkNeighbours) {
+TEST_F(ContainerMovieToolbox, MediaSamplesAreReadWithTheirFlagsAndChunkNeighbours) {
     SyntheticMovie spec;
     spec.tracks = {bFrameTrack()};
     open(spec);
@@ -164,7 +164,7 @@ TEST_F(MovieToolbox, MediaSamplesAreReadWithTheirFlagsAndChunkNeighbours) {
                               nullptr), invalidTime);
 }
 
-TEST(MovieToolboxUserData, ListsKeepTypesInOrderAndTextsByLanguage) {
+TEST(ContainerMovieToolboxUserData, ListsKeepTypesInOrderAndTextsByLanguage) {
     UserData list = nullptr;
     ASSERT_EQ(NewUserData(&list), noErr);
     Handle text = NewHandle(0);
@@ -190,7 +190,7 @@ TEST(MovieToolboxUserData, ListsKeepTypesInOrderAndTextsByLanguage) {
     EXPECT_EQ(DisposeUserData(list), paramErr); // already gone
 }
 
-TEST_F(MovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
+TEST_F(ContainerMovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
     SyntheticMovie spec;
     spec.tracks = {bFrameTrack()};
     spec.metadata = {{"a", 1, {'x', 'y', 'z'}}, {"n", 21, {0xFF, 0xFF, 0xFF, 0xFE}}, {"a", 1, {'w'}}};
@@ -226,7 +226,7 @@ TEST_F(MovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
     EXPECT_EQ(QTMetaDataRelease(metadata), noErr);
 }
 
-TEST_F(MovieToolbox, TimecodeHandlerReadsTheCurrentTimecodeAndItsSource) {
+TEST_F(ContainerMovieToolbox, TimecodeHandlerReadsTheCurrentTimecodeAndItsSource) {
     SyntheticMovie spec;
     spec.tracks = {bFrameTrack(), dropFrameTimecode()};
     open(spec);

@@ -44,7 +44,7 @@ void fillBFrameTables(Tables& t) {
 
 } // namespace
 
-TEST(SampleTable, DecodeTimesAndSamplesMapBothWays) {
+TEST(ContainerSampleTable, DecodeTimesAndSamplesMapBothWays) {
     Tables t;
     fillBFrameTables(t);
     SampleTable table;
@@ -63,7 +63,7 @@ TEST(SampleTable, DecodeTimesAndSamplesMapBothWays) {
     EXPECT_EQ(table.decodeTime(8, time, duration), Error::badSampleNumber);
 }
 
-TEST(SampleTable, DisplayTimesFollowCompositionOffsets) {
+TEST(ContainerSampleTable, DisplayTimesFollowCompositionOffsets) {
     Tables t;
     fillBFrameTables(t);
     SampleTable table;
@@ -90,7 +90,7 @@ TEST(SampleTable, DisplayTimesFollowCompositionOffsets) {
     EXPECT_EQ(table.displayEnd(), 800);
 }
 
-TEST(SampleTable, SyncSearchGoesBothWays) {
+TEST(ContainerSampleTable, SyncSearchGoesBothWays) {
     Tables t;
     fillBFrameTables(t);
     SampleTable table;
@@ -106,7 +106,7 @@ TEST(SampleTable, SyncSearchGoesBothWays) {
     EXPECT_EQ(table.syncAtOrBefore(4), 4u);
 }
 
-TEST(SampleTable, SamplesResolveToChunksAndFileOffsets) {
+TEST(ContainerSampleTable, SamplesResolveToChunksAndFileOffsets) {
     Tables t;
     fillBFrameTables(t);
     SampleTable table;
@@ -122,7 +122,7 @@ TEST(SampleTable, SamplesResolveToChunksAndFileOffsets) {
     EXPECT_EQ(table.location(8, where), Error::badSampleNumber);
 }
 
-TEST(SampleTable, DisagreeingTablesAreClampedToWhatAllOfThemCover) {
+TEST(ContainerSampleTable, DisagreeingTablesAreClampedToWhatAllOfThemCover) {
     Tables t;
     fillBFrameTables(t);
     t.stts.entries = {{0xFFFFFFFF, 1}};      // claims far more samples than sizes
