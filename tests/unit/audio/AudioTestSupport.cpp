@@ -25,11 +25,13 @@ const std::vector<std::pair<Fixture, std::string>>& fixtures() {
       {{"ulaw.wav", "-c:a pcm_mulaw", 1, 44100}, kMono44},
       {{"mono.aiff", "-c:a pcm_s16be", 1, 44100}, kMono44},
       {{"s24.aiff", "-c:a pcm_s24be", 2, 48000}, kStereo48},
+      {{"sowt.aiff", "-c:a pcm_s16le", 1, 44100}, kMono44},  // AIFF-C with 'sowt' samples
       {{"tone.mp3", "-c:a libmp3lame -b:a 128k", 1, 44100}, kMono44},
       {{"aac.m4a", "-c:a aac -b:a 128k", 2, 48000}, kStereo48},
       {{"mono_aac.m4a", "-c:a aac -b:a 64k", 1, 44100}, kMono44},
       {{"alac.m4a", "-c:a alac", 2, 48000}, kStereo48},
       {{"tone.caf", "-c:a pcm_s24le", 2, 48000}, kStereo48},
+      {{"alac.caf", "-c:a alac", 1, 44100}, kMono44},
   };
   return all;
 }

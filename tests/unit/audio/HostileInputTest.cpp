@@ -30,7 +30,7 @@ Status createWith(const SoundFormat& format) {
   return status;
 }
 
-TEST(HostileFormats, ImpossibleChannelsAndRatesAreBadFormats) {
+TEST(AudioHostileFormats, ImpossibleChannelsAndRatesAreBadFormats) {
   for (std::uint32_t channels : {0u, 65u, 0xFFFFFFFFu}) {
     SoundFormat format = sowtStereo();
     format.channels = channels;
@@ -43,7 +43,7 @@ TEST(HostileFormats, ImpossibleChannelsAndRatesAreBadFormats) {
   }
 }
 
-TEST(HostileFormats, UnknownCodecsAndMissingOrCorruptConfigurations) {
+TEST(AudioHostileFormats, UnknownCodecsAndMissingOrCorruptConfigurations) {
   SoundFormat format = sowtStereo();
   format.format = 'abcd';
   EXPECT_EQ(createWith(format), Status::unsupported);
@@ -63,7 +63,7 @@ TEST(HostileFormats, UnknownCodecsAndMissingOrCorruptConfigurations) {
   EXPECT_EQ(createWith(format), Status::ok);
 }
 
-TEST(HostileSources, LyingSizesAndFailedReadsKeepTheTimelineAsSilence) {
+TEST(AudioHostileSources, LyingSizesAndFailedReadsKeepTheTimelineAsSilence) {
   auto source = std::make_unique<MemoryPacketSource>();
   MemoryPacketSource* lies = source.get();
   for (int i = 0; i < 4; ++i) {
@@ -90,7 +90,7 @@ TEST(HostileSources, LyingSizesAndFailedReadsKeepTheTimelineAsSilence) {
   EXPECT_EQ(out[0], 0.0f);
 }
 
-TEST(HostileSources, NegativePacketCountIsRefused) {
+TEST(AudioHostileSources, NegativePacketCountIsRefused) {
   class Negative final : public PacketSource {
     std::int64_t packetCount() const override { return -5; }
     PacketInfo packet(std::int64_t) const override { return {}; }
@@ -102,9 +102,9 @@ TEST(HostileSources, NegativePacketCountIsRefused) {
 }
 
 // Real compressed tracks with every packet cut in half, or replaced by noise.
-class DamagedPackets : public ::testing::TestWithParam<std::string> {};
+class AudioDamagedPackets : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(DamagedPackets, DecodeToTheFullLengthWithoutCrashing) {
+TEST_P(AudioDamagedPackets, DecodeToTheFullLengthWithoutCrashing) {
   ImportedSound sound;
   ASSERT_EQ(importSoundFile(fixturePath(GetParam()), sound), Status::ok);
   auto original = sound.openPackets();
@@ -133,7 +133,7 @@ TEST_P(DamagedPackets, DecodeToTheFullLengthWithoutCrashing) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, DamagedPackets, ::testing::Values("aac.m4a", "alac.m4a", "tone.mp3"),
+INSTANTIATE_TEST_SUITE_P(Codecs, AudioDamagedPackets, ::testing::Values("aac.m4a", "alac.m4a", "tone.mp3"),
                          [](const auto& info) {
                            std::string name = info.param;
                            std::replace(name.begin(), name.end(), '.', '_');
@@ -153,7 +153,7 @@ std::string prefixOf(const std::string& fixtureName, double fraction) {
   return all.substr(0, static_cast<std::size_t>(all.size() * fraction));
 }
 
-TEST(HostileFiles, MissingEmptyAndForeignFilesAreRefused) {
+TEST(AudioHostileFiles, MissingEmptyAndForeignFilesAreRefused) {
   ImportedSound sound;
   EXPECT_EQ(importSoundFile("/nonexistent/tone.wav", sound), Status::ioError);
   EXPECT_EQ(importSoundFile(writeFile("empty.wav", ""), sound), Status::unsupported);
@@ -162,7 +162,7 @@ TEST(HostileFiles, MissingEmptyAndForeignFilesAreRefused) {
   EXPECT_NE(importSoundFile(writeFile("cut.m4a", prefixOf("aac.m4a", 0.5)), sound), Status::ok);
 }
 
-TEST(HostileFiles, ATruncatedWaveImportsWhatIsThere) {
+TEST(AudioHostileFiles, ATruncatedWaveImportsWhatIsThere) {
   ImportedSound sound;
   ASSERT_EQ(importSoundFile(writeFile("cut.wav", prefixOf("s16.wav", 0.5) + "x"), sound), Status::ok);
   EXPECT_GT(sound.totalFrames, 20000);
@@ -174,7 +174,7 @@ TEST(HostileFiles, ATruncatedWaveImportsWhatIsThere) {
   EXPECT_EQ(maxAbsDifference(head.data(), reference.data(), head.size()), 0.0f);
 }
 
-TEST(HostileMixes, NoTracksOrBadPlacementsAreRefused) {
+TEST(AudioHostileMixes, NoTracksOrBadPlacementsAreRefused) {
   std::unique_ptr<Mixer> mixer;
   EXPECT_EQ(Mixer::create({}, mixer), Status::badFormat);
   std::vector<MixerInput> nullTrack(1);

@@ -21,9 +21,9 @@ std::ostream& operator<<(std::ostream& out, const ImportCase& c) { return out <<
 
 constexpr std::uint32_t kSignedPacked = lpcmFlags::isSignedInteger | lpcmFlags::isPacked;
 
-class ImportDecodeTest : public ::testing::TestWithParam<ImportCase> {};
+class AudioImport : public ::testing::TestWithParam<ImportCase> {};
 
-TEST_P(ImportDecodeTest, DescribesTheFileAsAQuickTimeSoundTrack) {
+TEST_P(AudioImport, DescribesTheFileAsAQuickTimeSoundTrack) {
   const ImportCase& c = GetParam();
   const Fixture& tone = fixture(c.file);
   ImportedSound sound;
@@ -49,7 +49,7 @@ TEST_P(ImportDecodeTest, DescribesTheFileAsAQuickTimeSoundTrack) {
   }
 }
 
-TEST_P(ImportDecodeTest, DecodesTheSameFloatsAsFfmpeg) {
+TEST_P(AudioImport, DecodesTheSameFloatsAsFfmpeg) {
   const ImportCase& c = GetParam();
   ImportedSound sound;
   auto decoder = openImported(c.file, &sound);
@@ -68,7 +68,7 @@ TEST_P(ImportDecodeTest, DecodesTheSameFloatsAsFfmpeg) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Files, ImportDecodeTest,
+    Files, AudioImport,
     ::testing::Values(ImportCase{"s16.wav", formats::littleEndianSigned, 0, 0, 0, 0.0f},
                       ImportCase{"s24.wav", formats::linearPcm, 2, kSignedPacked, 0, 0.0f},
                       ImportCase{"f32.wav", formats::linearPcm, 2, lpcmFlags::isFloat | lpcmFlags::isPacked, 0, 0.0f},
@@ -76,7 +76,9 @@ INSTANTIATE_TEST_SUITE_P(
                       ImportCase{"ulaw.wav", formats::muLaw, 0, 0, 0, 0.0f},
                       ImportCase{"mono.aiff", formats::bigEndianSigned, 0, 0, 0, 0.0f},
                       ImportCase{"s24.aiff", formats::linearPcm, 2, kSignedPacked | lpcmFlags::isBigEndian, 0, 0.0f},
+                      ImportCase{"sowt.aiff", formats::littleEndianSigned, 0, 0, 0, 0.0f},
                       ImportCase{"tone.caf", formats::linearPcm, 2, kSignedPacked, 0, 0.0f},
+                      ImportCase{"alac.caf", formats::appleLossless, 1, 0, 0, 0.0f},
                       ImportCase{"alac.m4a", formats::appleLossless, 1, 0, 0, 0.0f},
                       ImportCase{"aac.m4a", formats::aac, 1, 0, 1024, 0.0f},
                       ImportCase{"mono_aac.m4a", formats::aac, 1, 0, 1024, 0.0f},
@@ -87,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
-TEST(ImportCookies, CarryTheConfigurationAMovieFileWould) {
+TEST(AudioImportCookies, CarryTheConfigurationAMovieFileWould) {
   ImportedSound aac, alac;
   ASSERT_EQ(importSoundFile(fixturePath("aac.m4a"), aac), Status::ok);
   ASSERT_EQ(importSoundFile(fixturePath("alac.m4a"), alac), Status::ok);

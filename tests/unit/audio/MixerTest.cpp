@@ -21,7 +21,7 @@ std::unique_ptr<Mixer> mix(std::vector<std::pair<std::string, TrackPlacement>> t
   return mixer;
 }
 
-TEST(Mixer, OneTrackAtItsOwnRateIsTheTrackUnchanged) {
+TEST(AudioMixer, OneTrackAtItsOwnRateIsTheTrackUnchanged) {
   auto mixer = mix({{"s24.wav", {}}});
   ASSERT_TRUE(mixer);
   EXPECT_EQ(mixer->channels(), 2);
@@ -35,7 +35,7 @@ TEST(Mixer, OneTrackAtItsOwnRateIsTheTrackUnchanged) {
 
 // Stereo 48 kHz with mono 44.1 kHz: the mix is stereo 48 kHz; the mono track, resampled,
 // is in both channels at full level and lines up in time with its source.
-TEST(Mixer, HighestRateAndMostChannelsWithMonoInBothSides) {
+TEST(AudioMixer, HighestRateAndMostChannelsWithMonoInBothSides) {
   auto mixer = mix({{"s16.wav", {}}, {"mono.aiff", {}}});
   ASSERT_TRUE(mixer);
   EXPECT_EQ(mixer->channels(), 2);
@@ -59,7 +59,7 @@ TEST(Mixer, HighestRateAndMostChannelsWithMonoInBothSides) {
   RecordProperty("resampled_sine_error", std::to_string(worstSine));
 }
 
-TEST(Mixer, RandomRangesMatchOneSequentialFill) {
+TEST(AudioMixer, RandomRangesMatchOneSequentialFill) {
   auto mixer = mix({{"aac.m4a", {}}, {"tone.mp3", {}}, {"u8.wav", {0, 0, -1, 0.5f}}});
   ASSERT_TRUE(mixer);
   const std::int64_t total = mixer->frameCount();
@@ -77,7 +77,7 @@ TEST(Mixer, RandomRangesMatchOneSequentialFill) {
   }
 }
 
-TEST(Mixer, LengthIsTheLongestTrackAndFillsEndShort) {
+TEST(AudioMixer, LengthIsTheLongestTrackAndFillsEndShort) {
   auto mixer = mix({{"s16.wav", {}}, {"mono.aiff", {.leadingSilence = 4410}}});
   ASSERT_TRUE(mixer);
   // 4410 + 44100 frames at 44.1 kHz end at 52800 frames at 48 kHz.
@@ -99,7 +99,7 @@ TEST(Mixer, LengthIsTheLongestTrackAndFillsEndShort) {
   EXPECT_EQ(delivered, 100);
 }
 
-TEST(Mixer, PlacementAndGainFollowTheEdit) {
+TEST(AudioMixer, PlacementAndGainFollowTheEdit) {
   auto plain = openImported("s16.wav");
   const std::vector<float> source = readFrames(*plain, 0, 48000);
   auto mixer = mix({{"s16.wav", {.leadingSilence = 1000, .mediaStart = 500, .mediaLength = 2000, .gain = 0.5f}}});
@@ -113,7 +113,7 @@ TEST(Mixer, PlacementAndGainFollowTheEdit) {
 
 // AAC keeps its priming on the media timeline; an edit that starts after it lines the
 // sound up with ffmpeg's decode, which skips it.
-TEST(Mixer, AnEditSkipsAacPriming) {
+TEST(AudioMixer, AnEditSkipsAacPriming) {
   auto mixer = mix({{"aac.m4a", {.mediaStart = 1024, .mediaLength = 48000}}});
   ASSERT_TRUE(mixer);
   EXPECT_EQ(mixer->frameCount(), 48000);

@@ -30,9 +30,9 @@ SoundFormat lpcm(std::uint32_t bits, std::uint32_t flags) {
   return format;
 }
 
-class PcmDecodeTest : public ::testing::TestWithParam<PcmCase> {};
+class AudioPcmLayouts : public ::testing::TestWithParam<PcmCase> {};
 
-TEST_P(PcmDecodeTest, DecodesKnownValues) {
+TEST_P(AudioPcmLayouts, DecodesKnownValues) {
   const PcmCase& c = GetParam();
   auto decoder = decoderFor(c.format, {c.bytes}, {2});
   ASSERT_TRUE(decoder);
@@ -46,7 +46,7 @@ constexpr std::uint32_t kSigned = lpcmFlags::isSignedInteger;
 constexpr std::uint32_t kBig = lpcmFlags::isBigEndian;
 
 INSTANTIATE_TEST_SUITE_P(
-    Layouts, PcmDecodeTest,
+    Layouts, AudioPcmLayouts,
     ::testing::Values(
         PcmCase{"twos16", classic('twos', 16), {0x40, 0x00, 0xC0, 0x00}, 0.5f, -0.5f},
         PcmCase{"twos8", classic('twos', 8), {0x40, 0xC0}, 0.5f, -0.5f},
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // QuickTime stores PCM as one media sample per frame; a track of single-frame packets
 // decodes as one stream and seeks to any frame.
-TEST(PcmPackets, SingleFramePacketsDecodeAndSeekExactly) {
+TEST(AudioPcmPackets, SingleFramePacketsDecodeAndSeekExactly) {
   SoundFormat format = classic('sowt', 16);
   format.channels = 2;
   std::vector<std::vector<std::uint8_t>> packets;
@@ -96,7 +96,7 @@ TEST(PcmPackets, SingleFramePacketsDecodeAndSeekExactly) {
   EXPECT_EQ(part[0], 12345 / 32768.0f);
 }
 
-TEST(PcmFormatsForImport, ClassicCodesWhereVersion0CanSayIt) {
+TEST(AudioPcmImportFormats, ClassicCodesWhereVersion0CanSayIt) {
   const PcmLayout s16le{PcmKind::signedInteger, 16, false, formats::littleEndianSigned};
   EXPECT_EQ(pcmSoundFormat(s16le, 2, 48000).format, formats::littleEndianSigned);
   // Version 0 keeps the rate in 16.16, which 96 kHz overflows.

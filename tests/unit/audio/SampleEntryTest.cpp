@@ -77,7 +77,7 @@ Bytes version2(FourCC format, double rate, int channels, int bits, std::uint32_t
   return out;
 }
 
-TEST(SampleEntry, Version0TwosIsBigEndianSigned) {
+TEST(AudioSampleEntry, Version0TwosIsBigEndianSigned) {
   SoundFormat format;
   ASSERT_EQ(parseSoundSampleEntry(entry('twos', 0, 2, 16, 44100), format), Status::ok);
   EXPECT_EQ(format.format, formats::bigEndianSigned);
@@ -90,7 +90,7 @@ TEST(SampleEntry, Version0TwosIsBigEndianSigned) {
   EXPECT_TRUE(layout->bigEndian);
 }
 
-TEST(SampleEntry, EndaInsideWaveMakesIn24LittleEndian) {
+TEST(AudioSampleEntry, EndaInsideWaveMakesIn24LittleEndian) {
   const Bytes wave = atom('wave', atom('frma', {'i', 'n', '2', '4'}) + atom('enda', {0, 1}) + Bytes{0, 0, 0, 8, 0, 0, 0, 0});
   SoundFormat format;
   ASSERT_EQ(parseSoundSampleEntry(entry('in24', 1, 2, 24, 48000, wave), format), Status::ok);
@@ -104,7 +104,7 @@ TEST(SampleEntry, EndaInsideWaveMakesIn24LittleEndian) {
   EXPECT_TRUE(pcmLayoutOf(withoutEnda)->bigEndian);
 }
 
-TEST(SampleEntry, Version2LpcmTakesItsLayoutFromTheFlags) {
+TEST(AudioSampleEntry, Version2LpcmTakesItsLayoutFromTheFlags) {
   SoundFormat format;
   ASSERT_EQ(parseSoundSampleEntry(version2('lpcm', 96000.0, 6, 32, lpcmFlags::isFloat | lpcmFlags::isPacked, 24), format),
             Status::ok);
@@ -125,7 +125,7 @@ TEST(SampleEntry, Version2LpcmTakesItsLayoutFromTheFlags) {
   EXPECT_FALSE(pcmLayoutOf(format));
 }
 
-TEST(SampleEntry, AacCookieIsTheEsdsPayloadWhereverItSits) {
+TEST(AudioSampleEntry, AacCookieIsTheEsdsPayloadWhereverItSits) {
   const Bytes config = {0x12, 0x10};  // AAC-LC, 44.1 kHz, stereo
   const Bytes esds = buildEsds({0x40, config}, 128000, 128000, 0);
   SoundFormat inWave, direct;
@@ -140,7 +140,7 @@ TEST(SampleEntry, AacCookieIsTheEsdsPayloadWhereverItSits) {
   EXPECT_EQ(parsed->decoderSpecificInfo, config);
 }
 
-TEST(SampleEntry, AlacCookieIsTheWholeConfigurationAtomAndChanIsKept) {
+TEST(AudioSampleEntry, AlacCookieIsTheWholeConfigurationAtomAndChanIsKept) {
   const Bytes alacAtom = atom('alac', Bytes(28, 0));
   const Bytes chan = atom('chan', Bytes{0, 0, 0, 0, 0, 0x65, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0});
   SoundFormat format;
@@ -150,7 +150,7 @@ TEST(SampleEntry, AlacCookieIsTheWholeConfigurationAtomAndChanIsKept) {
   EXPECT_EQ(format.channelLayout[1], 0x65);
 }
 
-TEST(SampleEntry, HostileEntriesAreRefusedOrIgnoredNeverOverread) {
+TEST(AudioSampleEntry, HostileEntriesAreRefusedOrIgnoredNeverOverread) {
   SoundFormat format;
   Bytes full = entry('twos', 1, 2, 16, 44100);
   EXPECT_EQ(parseSoundSampleEntry(std::span(full).first(40), format), Status::badFormat);

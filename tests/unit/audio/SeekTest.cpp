@@ -10,9 +10,9 @@
 namespace vqt::audio::test {
 namespace {
 
-class SeekTest : public ::testing::TestWithParam<std::string> {};
+class AudioSeek : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(SeekTest, RandomRangesMatchOneSequentialRead) {
+TEST_P(AudioSeek, RandomRangesMatchOneSequentialRead) {
   auto decoder = openImported(GetParam());
   ASSERT_TRUE(decoder);
   const int channels = decoder->channels();
@@ -32,7 +32,7 @@ TEST_P(SeekTest, RandomRangesMatchOneSequentialRead) {
   }
 }
 
-TEST_P(SeekTest, ManySmallReadsEqualOneLargeRead) {
+TEST_P(AudioSeek, ManySmallReadsEqualOneLargeRead) {
   auto decoder = openImported(GetParam());
   ASSERT_TRUE(decoder);
   const int channels = decoder->channels();
@@ -53,7 +53,7 @@ TEST_P(SeekTest, ManySmallReadsEqualOneLargeRead) {
   EXPECT_EQ(0, std::memcmp(pieces.data(), once.data(), once.size() * sizeof(float)));
 }
 
-TEST_P(SeekTest, EndsAreShortThenEmpty) {
+TEST_P(AudioSeek, EndsAreShortThenEmpty) {
   auto decoder = openImported(GetParam());
   ASSERT_TRUE(decoder);
   const std::int64_t total = decoder->frameCount();
@@ -64,7 +64,7 @@ TEST_P(SeekTest, EndsAreShortThenEmpty) {
   EXPECT_EQ(decoder->position(), total);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, SeekTest,
+INSTANTIATE_TEST_SUITE_P(Codecs, AudioSeek,
                          ::testing::Values("s16.wav", "ulaw.wav", "s24.aiff", "alac.m4a", "aac.m4a", "tone.mp3"),
                          [](const auto& info) {
                            std::string name = info.param;

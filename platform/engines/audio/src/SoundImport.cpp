@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 extern "C" {
@@ -127,6 +128,41 @@ bool packetIsInFile(std::FILE* file, const AVPacket& packet, std::vector<std::ui
          std::memcmp(scratch.data(), packet.data, scratch.size()) == 0;
 }
 
+struct CafFrameCounts {
+  std::int64_t valid = 0, priming = 0, remainder = 0;
+};
+
+// The counts in a CAF packet table ('pakt'), which libavformat does not pass on: the
+// last packet of a compressed CAF stream is only partly sound.
+std::optional<CafFrameCounts> readCafFrameCounts(std::FILE* file) {
+  std::uint8_t header[12];
+  if (fseeko(file, 0, SEEK_SET) != 0 || std::fread(header, 1, 8, file) != 8 || std::memcmp(header, "caff", 4) != 0)
+    return std::nullopt;
+  for (int chunk = 0; chunk < 64 && std::fread(header, 1, 12, file) == 12; ++chunk) {
+    const std::int64_t size = static_cast<std::int64_t>(AV_RB64(header + 4));
+    if (std::memcmp(header, "pakt", 4) == 0) {
+      std::uint8_t table[24];
+      if (size < 24 || std::fread(table, 1, 24, file) != 24) return std::nullopt;
+      return CafFrameCounts{static_cast<std::int64_t>(AV_RB64(table + 8)), AV_RB32(table + 16), AV_RB32(table + 20)};
+    }
+    if (size < 0 || fseeko(file, size, SEEK_CUR) != 0) return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+// An ALAC packet may state its own sample count: after the element type (3 bits), tag
+// (4) and 12 unused bits comes a has-size flag, two bits of shift, a compression flag,
+// and then, if flagged, the count in 32 bits. Used for the short last packet of files
+// whose container does not give packet durations.
+std::optional<std::uint32_t> alacPacketFrames(std::span<const std::uint8_t> packet) {
+  if (packet.size() < 7) return std::nullopt;
+  std::uint8_t head[8] = {};
+  std::copy_n(packet.begin(), std::min<std::size_t>(8, packet.size()), head);
+  const std::uint64_t bits = AV_RB64(head);
+  if (!((bits >> (63 - 19)) & 1)) return std::nullopt;
+  return static_cast<std::uint32_t>((bits >> (64 - 23 - 32)) & 0xFFFFFFFFu);
+}
+
 }  // namespace
 
 std::uint32_t ImportedSound::pcmBytesPerFrame() const {
@@ -161,6 +197,8 @@ Status importSoundFile(const std::string& path, ImportedSound& sound) {
   std::vector<std::uint8_t> scratch;
   std::int64_t discardAtEnd = 0;
   bool firstPacket = true;
+  bool lastPacketHasDefaultLength = false;
+  std::vector<std::uint8_t> lastPacketBytes;
   int result = 0;
   while ((result = av_read_frame(context.get(), packet.get())) >= 0) {
     if (packet->stream_index == streamIndex && packet->size > 0) {
@@ -169,8 +207,10 @@ Status importSoundFile(const std::string& path, ImportedSound& sound) {
       if (pcmFrameBytes) {
         frames = packet->size / pcmFrameBytes;  // a torn frame at the end of a cut file is dropped
       } else {
+        lastPacketHasDefaultLength = packet->duration <= 0;
         frames = packet->duration > 0 ? av_rescale_q(packet->duration, stream.time_base, frameBase)
                                       : sound.format.framesPerPacket;
+        if (stream.codecpar->codec_id == AV_CODEC_ID_ALAC) lastPacketBytes.assign(packet->data, packet->data + packet->size);
       }
       if (frames > 0 && frames <= UINT32_MAX) {
         sound.packets.push_back({packet->pos, static_cast<std::uint32_t>(pcmFrameBytes ? frames * pcmFrameBytes : packet->size),
@@ -189,6 +229,25 @@ Status importSoundFile(const std::string& path, ImportedSound& sound) {
   if (result != AVERROR_EOF) return Status::badData;
   if (sound.packets.empty()) return Status::badData;
 
+  if (lastPacketHasDefaultLength && stream.codecpar->codec_id == AV_CODEC_ID_ALAC) {
+    const auto frames = alacPacketFrames(lastPacketBytes);
+    ImportedPacket& last = sound.packets.back();
+    if (frames && *frames > 0 && *frames < last.frames) {
+      sound.totalFrames -= last.frames - *frames;
+      last.frames = *frames;
+    }
+  }
+  if (std::string_view(context->iformat->name) == "caf" && !sound.pcmBytesPerFrame()) {
+    if (const auto counts = readCafFrameCounts(file.get())) {
+      ImportedPacket& last = sound.packets.back();
+      if (counts->remainder > 0 && counts->remainder < last.frames) {
+        last.frames -= static_cast<std::uint32_t>(counts->remainder);
+        sound.totalFrames -= counts->remainder;
+      }
+      sound.primingFrames = counts->priming;
+      discardAtEnd = std::max<std::int64_t>(0, sound.totalFrames - counts->priming - counts->valid);
+    }
+  }
   sound.primingFrames = std::clamp<std::int64_t>(sound.primingFrames, 0, sound.totalFrames);
   sound.playableFrames = std::max<std::int64_t>(0, sound.totalFrames - sound.primingFrames - discardAtEnd);
   // An edit list gives the exact length (the padding of the last AAC packet is no sound).
