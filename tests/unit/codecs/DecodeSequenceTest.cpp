@@ -35,7 +35,7 @@ class LongGopSequence : public ::testing::Test {
     for (const Picture& picture : pictures) {
       displayOrder_.push_back(picture.sampleId());
       TestImage image(kPixelFormat2vuy, kWidth, kHeight);
-      decoder->convert(picture, image.view());
+      decoder->convert(picture, test::viewOf(image));
       reference_[picture.sampleId()] = std::move(image.bytes);
     }
   }
@@ -61,7 +61,7 @@ class LongGopSequence : public ::testing::Test {
     if (pictures.size() != 1) return {};
     EXPECT_EQ(pictures[0].sampleId(), target);
     TestImage image(kPixelFormat2vuy, kWidth, kHeight);
-    EXPECT_EQ(sequence.decoder().convert(pictures[0], image.view()), Status::ok);
+    EXPECT_EQ(sequence.decoder().convert(pictures[0], test::viewOf(image)), Status::ok);
     return image.bytes;
   }
 
@@ -134,7 +134,7 @@ TEST(DecodeSequenceIntra, ConsecutiveIntraSamplesAreDecodedOnceEach) {
   ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
   std::vector<EncodedFrame> frames;
   for (int i = 0; i < 6; ++i)
-    ASSERT_EQ(encoder->encode(test::makeArgbPattern(128, 96, i).constView(), i, 1, frames), Status::ok);
+    ASSERT_EQ(encoder->encode(test::constViewOf(test::makeArgbPattern(128, 96, i)), i, 1, frames), Status::ok);
   ASSERT_EQ(encoder->finish(frames), Status::ok);
   ASSERT_EQ(frames.size(), 6u);
 

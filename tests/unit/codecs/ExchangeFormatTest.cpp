@@ -25,7 +25,7 @@ TestImage decodeOne(const DecoderConfig& config, const std::vector<std::uint8_t>
   EXPECT_EQ(decoder->releaseHeldPictures(pictures), Status::ok);
   EXPECT_EQ(pictures.size(), 1u);
   if (!pictures.empty()) {
-    EXPECT_EQ(decoder->convert(pictures[0], image.view()), Status::ok);
+    EXPECT_EQ(decoder->convert(pictures[0], test::viewOf(image)), Status::ok);
   }
   return image;
 }
@@ -41,7 +41,7 @@ class ExchangeFormats : public ::testing::Test {
     std::unique_ptr<Encoder> encoder;
     ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
     std::vector<EncodedFrame> frames;
-    ASSERT_EQ(encoder->encode(source_.constView(), 0, 1, frames), Status::ok);
+    ASSERT_EQ(encoder->encode(test::constViewOf(source_), 0, 1, frames), Status::ok);
     ASSERT_EQ(encoder->finish(frames), Status::ok);
     ASSERT_EQ(frames.size(), 1u);
     sample_ = frames[0].data;

@@ -120,7 +120,7 @@ TEST(EncoderSettings, ReorderingOffGivesDecodeOrderEqualToDisplayOrder) {
     ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
     std::vector<EncodedFrame> frames;
     for (int i = 0; i < 24; ++i)
-      ASSERT_EQ(encoder->encode(test::makeArgbPattern(160, 120, i).constView(), i * 100, 100, frames), Status::ok);
+      ASSERT_EQ(encoder->encode(test::constViewOf(test::makeArgbPattern(160, 120, i)), i * 100, 100, frames), Status::ok);
     ASSERT_EQ(encoder->finish(frames), Status::ok);
     ASSERT_EQ(frames.size(), 24u);
     int reordered = 0, sinceSync = 0;
@@ -159,7 +159,7 @@ TEST(EncoderSettings, HigherQualityMakesLargerProResFrames) {
       luma += static_cast<float>(state >> 24) / 1024.0f;
       std::memcpy(image.bytes.data() + i, &luma, 4);
     }
-    EXPECT_EQ(encoder->encode(image.constView(), 0, 100, frames), Status::ok);
+    EXPECT_EQ(encoder->encode(test::constViewOf(image), 0, 100, frames), Status::ok);
     EXPECT_EQ(encoder->finish(frames), Status::ok);
     return frames.empty() ? 0 : frames[0].data.size();
   };

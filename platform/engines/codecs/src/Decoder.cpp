@@ -204,6 +204,9 @@ Status Decoder::send(std::span<const std::uint8_t> sample, std::int64_t sampleId
   if (!sample.empty()) std::memcpy(pkt->data, sample.data(), sample.size());
   pkt->pts = sampleId;
   pkt->dts = AV_NOPTS_VALUE;
+  // Every sample of an intra-only codec stands alone (PNG would otherwise take
+  // a sample without the key flag for a difference from the previous picture).
+  if (!impl_->entry->temporal) pkt->flags |= AV_PKT_FLAG_KEY;
   ++impl_->samplesDecoded;
   ++impl_->owed;
   const Status status = impl_->sendPacket(pkt, out);

@@ -1,0 +1,5 @@
+// Core Video umbrella: pixel buffers and pixel format codes.
+#pragma once
+
+#include <CoreVideo/CVPixelBuffer.h>
+#include <CoreVideo/CVPixelFormatTypes.h>

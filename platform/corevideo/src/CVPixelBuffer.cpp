@@ -1,0 +1,153 @@
+#include <CoreVideo/CVPixelBuffer.h>
+
+#include <atomic>
+#include <cstdint>
+#include <new>
+#include <cstdlib>
+#include <cstring>
+
+// Not a Core Foundation object here: reference counting goes through the
+// CVPixelBuffer calls, which is all QuickTime code uses on pixel buffers.
+struct __CVBuffer {
+  std::atomic<CFIndex> retainCount{1};
+  std::atomic<long> lockCount{0};
+  size_t width = 0;
+  size_t height = 0;
+  size_t bytesPerRow = 0;
+  OSType pixelFormat = 0;
+  void* baseAddress = nullptr;
+  CVPixelBufferReleaseBytesCallback releaseCallback = nullptr;
+  void* releaseRefCon = nullptr;
+  bool ownsMemory = false;
+};
+
+namespace {
+
+std::atomic<long> liveBuffers{0};
+constexpr CFTypeID kPixelBufferTypeID = 0x4356;  // 'CV'
+
+size_t alignmentFrom(CFDictionaryRef attributes) {
+  if (attributes == nullptr) return 16;
+  auto value = static_cast<CFNumberRef>(CFDictionaryGetValue(attributes, kCVPixelBufferBytesPerRowAlignmentKey));
+  SInt32 alignment = 0;
+  if (value == nullptr || !CFNumberGetValue(value, kCFNumberSInt32Type, &alignment) || alignment <= 0) return 16;
+  return static_cast<size_t>(alignment);
+}
+
+}  // namespace
+
+const CFStringRef kCVPixelBufferWidthKey = CFSTR("Width");
+const CFStringRef kCVPixelBufferHeightKey = CFSTR("Height");
+const CFStringRef kCVPixelBufferPixelFormatTypeKey = CFSTR("PixelFormatType");
+const CFStringRef kCVPixelBufferBytesPerRowAlignmentKey = CFSTR("BytesPerRowAlignment");
+
+CFTypeID CVPixelBufferGetTypeID() { return kPixelBufferTypeID; }
+
+size_t VqtCVPixelFormatMinimumBytesPerRow(OSType format, size_t width) {
+  switch (format) {
+    case kCVPixelFormatType_32ARGB:
+    case kCVPixelFormatType_32BGRA:
+    case kCVPixelFormatType_4444YpCbCrA8R: return width * 4;
+    case kCVPixelFormatType_24RGB: return width * 3;
+    case kCVPixelFormatType_48RGB: return width * 6;
+    case kCVPixelFormatType_64ARGB: return width * 8;
+    case kCVPixelFormatType_4444AYpCbCrFloat32: return width * 16;
+    case kCVPixelFormatType_422YpCbCr8:
+    case kCVPixelFormatType_422YpCbCr8_yuvs: return (width + 1) / 2 * 4;
+    case kCVPixelFormatType_422YpCbCr10: return (width + 47) / 48 * 128;
+    default: return 0;
+  }
+}
+
+CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
+                                      void* baseAddress, size_t bytesPerRow,
+                                      CVPixelBufferReleaseBytesCallback releaseCallback, void* releaseRefCon,
+                                      CFDictionaryRef, CVPixelBufferRef* pixelBufferOut) {
+  if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
+  *pixelBufferOut = nullptr;
+  if (width == 0 || height == 0) return kCVReturnInvalidSize;
+  if (baseAddress == nullptr) return kCVReturnInvalidArgument;
+  const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
+  if (minimum != 0 && bytesPerRow < minimum) return kCVReturnInvalidArgument;
+  auto* buffer = new (std::nothrow) __CVBuffer;
+  if (buffer == nullptr) return kCVReturnAllocationFailed;
+  buffer->width = width;
+  buffer->height = height;
+  buffer->bytesPerRow = bytesPerRow;
+  buffer->pixelFormat = pixelFormatType;
+  buffer->baseAddress = baseAddress;
+  buffer->releaseCallback = releaseCallback;
+  buffer->releaseRefCon = releaseRefCon;
+  ++liveBuffers;
+  *pixelBufferOut = buffer;
+  return kCVReturnSuccess;
+}
+
+CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
+                             CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut) {
+  if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
+  *pixelBufferOut = nullptr;
+  if (width == 0 || height == 0) return kCVReturnInvalidSize;
+  const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
+  if (minimum == 0) return kCVReturnInvalidPixelFormat;
+  const size_t alignment = alignmentFrom(pixelBufferAttributes);
+  const size_t bytesPerRow = (minimum + alignment - 1) / alignment * alignment;
+  if (height > SIZE_MAX / bytesPerRow) return kCVReturnInvalidSize;
+  void* memory = std::calloc(height, bytesPerRow);
+  if (memory == nullptr) return kCVReturnAllocationFailed;
+  auto* buffer = new (std::nothrow) __CVBuffer;
+  if (buffer == nullptr) {
+    std::free(memory);
+    return kCVReturnAllocationFailed;
+  }
+  buffer->width = width;
+  buffer->height = height;
+  buffer->bytesPerRow = bytesPerRow;
+  buffer->pixelFormat = pixelFormatType;
+  buffer->baseAddress = memory;
+  buffer->ownsMemory = true;
+  ++liveBuffers;
+  *pixelBufferOut = buffer;
+  return kCVReturnSuccess;
+}
+
+CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef buffer) {
+  if (buffer != nullptr) buffer->retainCount.fetch_add(1);
+  return buffer;
+}
+
+void CVPixelBufferRelease(CVPixelBufferRef buffer) {
+  if (buffer == nullptr || buffer->retainCount.fetch_sub(1) != 1) return;
+  if (buffer->ownsMemory) {
+    std::free(buffer->baseAddress);
+  } else if (buffer->releaseCallback != nullptr) {
+    buffer->releaseCallback(buffer->releaseRefCon, buffer->baseAddress);
+  }
+  --liveBuffers;
+  delete buffer;
+}
+
+CFIndex CVPixelBufferGetRetainCount(CVPixelBufferRef buffer) { return buffer ? buffer->retainCount.load() : 0; }
+
+CVReturn CVPixelBufferLockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) {
+  if (buffer == nullptr) return kCVReturnInvalidArgument;
+  ++buffer->lockCount;
+  return kCVReturnSuccess;
+}
+
+CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) {
+  if (buffer == nullptr) return kCVReturnInvalidArgument;
+  if (buffer->lockCount.load() <= 0) return kCVReturnError;
+  --buffer->lockCount;
+  return kCVReturnSuccess;
+}
+
+long VqtCVPixelBufferGetLockCount(CVPixelBufferRef buffer) { return buffer ? buffer->lockCount.load() : 0; }
+void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) { return buffer ? buffer->baseAddress : nullptr; }
+size_t CVPixelBufferGetBytesPerRow(CVPixelBufferRef buffer) { return buffer ? buffer->bytesPerRow : 0; }
+size_t CVPixelBufferGetWidth(CVPixelBufferRef buffer) { return buffer ? buffer->width : 0; }
+size_t CVPixelBufferGetHeight(CVPixelBufferRef buffer) { return buffer ? buffer->height : 0; }
+size_t CVPixelBufferGetDataSize(CVPixelBufferRef buffer) { return buffer ? buffer->bytesPerRow * buffer->height : 0; }
+OSType CVPixelBufferGetPixelFormatType(CVPixelBufferRef buffer) { return buffer ? buffer->pixelFormat : 0; }
+Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) { return false; }
+long VqtCVPixelBufferLiveCount() { return liveBuffers.load(); }

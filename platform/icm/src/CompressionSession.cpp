@@ -1,0 +1,287 @@
+#include <QuickTime/ImageCompression.h>
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "CompressionOptions.h"
+#include "SessionResults.h"
+#include "vqt/codecs/CodecTable.h"
+#include "vqt/codecs/Encoder.h"
+
+namespace codecs = vqt::codecs;
+
+namespace {
+
+// The Movie Toolbox's sample flags.
+constexpr MediaSampleFlags kSampleNotSync = 1u << 0;
+constexpr MediaSampleFlags kSampleIsNotDependedOnByOthers = 1u << 27;
+
+bool isDeepFormat(OSType format) {
+  return format == k64ARGBPixelFormat || format == k48RGBPixelFormat || format == k4444YpCbCrA32RPixelFormat;
+}
+
+}  // namespace
+
+struct OpaqueICMCompressionSession {
+  std::atomic<long> references{1};
+  ICMEncodedFrameOutputRecord output{};
+  codecs::EncoderConfig config;
+  const codecs::CodecEntry* entry = nullptr;
+  std::unique_ptr<codecs::Encoder> encoder;
+  ImageDescriptionHandle description = nullptr;
+  bool framesSubmitted = false;  // since the encoder was made
+  bool drained = false;
+  TimeValue64 nextDisplayTime = 0;
+  TimeValue64 lastDuration = 1;
+
+  ~OpaqueICMCompressionSession() { DisposeHandle(reinterpret_cast<Handle>(description)); }
+  OSStatus makeEncoder(OSType sourceFormat);
+  OSStatus deliver(std::vector<codecs::EncodedFrame>& frames);
+};
+
+struct OpaqueICMEncodedFrame {
+  std::atomic<long> references{1};
+  ICMCompressionSessionRef session = nullptr;  // retained: the description lives there
+  codecs::EncodedFrame frame;
+
+  ~OpaqueICMEncodedFrame() { ICMCompressionSessionRelease(session); }
+};
+
+OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
+  config.sourceFormat = sourceFormat;
+  encoder.reset();
+  if (const codecs::Status s = codecs::Encoder::create(config, encoder); s != codecs::Status::ok) return vqtICMResultOf(s);
+  framesSubmitted = false;
+  drained = false;
+
+  ImageDescriptionHandle desc = VqtNewImageDescription(config.codecType, static_cast<SInt16>(config.width),
+                                                       static_cast<SInt16>(config.height));
+  if (desc == nullptr) return memFullErr;
+  ImageDescription& d = **desc;
+  d.vendor = static_cast<SInt32>(codecs::kManufacturerCode);
+  d.spatialQuality = config.quality;
+  d.temporalQuality = entry->temporal ? config.quality : 0;
+  d.depth = (config.depth == 32 && !entry->encodeAlphaLayout.empty()) ? 32 : 24;
+  const std::size_t nameLength = std::min<std::size_t>(entry->name.size(), sizeof(Str31) - 1);
+  d.name[0] = static_cast<unsigned char>(nameLength);
+  std::memcpy(d.name + 1, entry->name.data(), nameLength);
+  if (encoder->configAtomType() != 0) {
+    const std::vector<std::uint8_t>& atom = encoder->configAtom();
+    Handle extension = nullptr;
+    if (PtrToHand(atom.data(), &extension, static_cast<long>(atom.size())) != noErr) {
+      DisposeHandle(reinterpret_cast<Handle>(desc));
+      return memFullErr;
+    }
+    const OSErr added = AddImageDescriptionExtension(desc, extension, static_cast<long>(encoder->configAtomType()));
+    DisposeHandle(extension);
+    if (added != noErr) {
+      DisposeHandle(reinterpret_cast<Handle>(desc));
+      return added;
+    }
+  }
+  DisposeHandle(reinterpret_cast<Handle>(description));
+  description = desc;
+  return noErr;
+}
+
+OSStatus OpaqueICMCompressionSession::deliver(std::vector<codecs::EncodedFrame>& frames) {
+  OSStatus result = noErr;
+  for (codecs::EncodedFrame& encoded : frames) {
+    auto* frame = new (std::nothrow) OpaqueICMEncodedFrame;
+    if (frame == nullptr) return memFullErr;
+    frame->session = ICMCompressionSessionRetain(this);
+    frame->frame = std::move(encoded);
+    if (output.encodedFrameOutputCallback != nullptr) {
+      const OSStatus err = output.encodedFrameOutputCallback(output.encodedFrameOutputRefCon, this, noErr, frame, nullptr);
+      if (result == noErr) result = err;
+    }
+    ICMEncodedFrameRelease(frame);
+  }
+  frames.clear();
+  return result;
+}
+
+OSStatus ICMCompressionSessionCreate(CFAllocatorRef, int width, int height, CodecType cType, TimeScale timescale,
+                                     ICMCompressionSessionOptionsRef options, CFDictionaryRef sourcePixelBufferAttributes,
+                                     ICMEncodedFrameOutputRecord* encodedFrameOutputRecord,
+                                     ICMCompressionSessionRef* compressionSessionOut) {
+  if (compressionSessionOut == nullptr) return paramErr;
+  *compressionSessionOut = nullptr;
+  if (width <= 0 || height <= 0 || width > 0x7FFF || height > 0x7FFF || timescale <= 0) return paramErr;
+
+  Component compressor = options ? options->compressor : nullptr;
+  if (compressor == nullptr) {
+    ComponentDescription looking{compressorComponentType, cType, 0, 0, cmpIsMissing};
+    compressor = FindNextComponent(nullptr, &looking);
+  }
+  ComponentDescription cd{};
+  if (compressor == nullptr || GetComponentInfo(compressor, &cd, nullptr, nullptr, nullptr) != noErr ||
+      cd.componentType != compressorComponentType || cd.componentSubType != cType)
+    return noCodecErr;
+  const codecs::CodecEntry* entry = codecs::findCodec(cType);
+  if (entry == nullptr) return noCodecErr;
+
+  auto session = std::unique_ptr<OpaqueICMCompressionSession>(new (std::nothrow) OpaqueICMCompressionSession);
+  if (!session) return memFullErr;
+  session->entry = entry;
+  codecs::EncoderConfig& config = session->config;
+  config.codecType = cType;
+  config.width = width;
+  config.height = height;
+  config.timeScale = timescale;
+  if (options != nullptr) {
+    config.depth = static_cast<int>(options->depth);
+    config.quality = options->quality;
+    config.allowTemporal = options->allowTemporalCompression;
+    config.allowReordering = options->allowFrameReordering;
+    config.keyFrameInterval = options->maxKeyFrameInterval;
+    config.frameRate = options->expectedFrameRate / 65536.0;
+    config.threads = options->threads;
+  } else {
+    config.allowTemporal = false;  // QuickTime's default: every frame a key frame
+    config.allowReordering = false;
+  }
+  SInt32 sourceFormat = 0;
+  if (sourcePixelBufferAttributes != nullptr) {
+    auto number = static_cast<CFNumberRef>(
+        CFDictionaryGetValue(sourcePixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey));
+    if (number != nullptr) CFNumberGetValue(number, kCFNumberSInt32Type, &sourceFormat);
+  }
+  if (const OSStatus err = session->makeEncoder(static_cast<OSType>(sourceFormat)); err != noErr) return err;
+  if (encodedFrameOutputRecord != nullptr) session->output = *encodedFrameOutputRecord;
+  *compressionSessionOut = session.release();
+  return noErr;
+}
+
+OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPixelBufferRef pixelBuffer,
+                                          TimeValue64 displayTimeStamp, TimeValue64 displayDuration,
+                                          ICMValidTimeFlags validTimeFlags, ICMCompressionFrameOptionsRef,
+                                          ICMSourceTrackingCallbackRecord* sourceTrackingCallback,
+                                          void* sourceFrameRefCon) {
+  if (session == nullptr || pixelBuffer == nullptr) return paramErr;
+  const OSType format = CVPixelBufferGetPixelFormatType(pixelBuffer);
+  if (static_cast<int>(CVPixelBufferGetWidth(pixelBuffer)) != session->config.width ||
+      static_cast<int>(CVPixelBufferGetHeight(pixelBuffer)) != session->config.height ||
+      !codecs::isExchangeFormat(format))
+    return paramErr;
+  // A 16-bit source picks the deep layout of codecs that have one (PNG), if no frame went in yet.
+  const bool wantDeep = isDeepFormat(format) && !session->entry->deepLayout.empty() &&
+                        !isDeepFormat(session->config.sourceFormat);
+  if (session->drained || (wantDeep && !session->framesSubmitted)) {
+    if (const OSStatus err = session->makeEncoder(format); err != noErr) return err;
+  }
+  if (!(validTimeFlags & kICMValidTime_DisplayDurationIsValid)) displayDuration = session->lastDuration;
+  if (!(validTimeFlags & kICMValidTime_DisplayTimeStampIsValid)) displayTimeStamp = session->nextDisplayTime;
+  session->lastDuration = displayDuration;
+  session->nextDisplayTime = displayTimeStamp + displayDuration;
+
+  CVPixelBufferLockBaseAddress(pixelBuffer, 0);
+  const codecs::ConstImageView view{format, session->config.width, session->config.height,
+                                    static_cast<std::ptrdiff_t>(CVPixelBufferGetBytesPerRow(pixelBuffer)),
+                                    static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(pixelBuffer))};
+  std::vector<codecs::EncodedFrame> frames;
+  const codecs::Status status = session->encoder->encode(view, displayTimeStamp, displayDuration, frames);
+  CVPixelBufferUnlockBaseAddress(pixelBuffer, 0);
+  session->framesSubmitted = true;
+  // The pixels were copied into the codec's own frame: the buffer is free again.
+  if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr) {
+    const UInt32 flags = kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer |
+                         (status == codecs::Status::ok ? kICMSourceTracking_FrameWasEncoded
+                                                       : kICMSourceTracking_FrameWasDropped);
+    sourceTrackingCallback->sourceTrackingCallback(sourceTrackingCallback->sourceTrackingRefCon, flags,
+                                                   sourceFrameRefCon, nullptr);
+  }
+  const OSStatus delivered = session->deliver(frames);
+  return status != codecs::Status::ok ? vqtICMResultOf(status) : delivered;
+}
+
+OSStatus ICMCompressionSessionCompleteFrames(ICMCompressionSessionRef session, Boolean, TimeValue64, TimeValue64) {
+  if (session == nullptr) return paramErr;
+  // Completing always completes every frame; the next frame starts a new key frame.
+  if (!session->framesSubmitted || session->drained) return noErr;
+  std::vector<codecs::EncodedFrame> frames;
+  const codecs::Status status = session->encoder->finish(frames);
+  session->drained = true;
+  const OSStatus delivered = session->deliver(frames);
+  return status != codecs::Status::ok ? vqtICMResultOf(status) : delivered;
+}
+
+ICMCompressionSessionRef ICMCompressionSessionRetain(ICMCompressionSessionRef session) {
+  if (session != nullptr) ++session->references;
+  return session;
+}
+
+void ICMCompressionSessionRelease(ICMCompressionSessionRef session) {
+  if (session != nullptr && --session->references == 0) delete session;
+}
+
+OSStatus ICMCompressionSessionGetImageDescription(ICMCompressionSessionRef session, ImageDescriptionHandle* imageDescOut) {
+  if (session == nullptr || imageDescOut == nullptr) return paramErr;
+  *imageDescOut = session->description;
+  return noErr;
+}
+
+TimeScale ICMCompressionSessionGetTimeScale(ICMCompressionSessionRef session) {
+  return session ? session->config.timeScale : 0;
+}
+
+ICMEncodedFrameRef ICMEncodedFrameRetain(ICMEncodedFrameRef frame) {
+  if (frame != nullptr) ++const_cast<OpaqueICMEncodedFrame*>(frame)->references;
+  return frame;
+}
+
+void ICMEncodedFrameRelease(ICMEncodedFrameRef frame) {
+  if (frame != nullptr && --const_cast<OpaqueICMEncodedFrame*>(frame)->references == 0) delete frame;
+}
+
+UInt8* ICMEncodedFrameGetDataPtr(ICMEncodedFrameRef frame) {
+  return frame ? const_cast<UInt8*>(frame->frame.data.data()) : nullptr;
+}
+ByteCount ICMEncodedFrameGetDataSize(ICMEncodedFrameRef frame) {
+  return frame ? static_cast<ByteCount>(frame->frame.data.size()) : 0;
+}
+ByteCount ICMEncodedFrameGetBufferSize(ICMEncodedFrameRef frame) { return ICMEncodedFrameGetDataSize(frame); }
+TimeValue64 ICMEncodedFrameGetDecodeTimeStamp(ICMEncodedFrameRef frame) { return frame ? frame->frame.decodeTime : 0; }
+TimeValue64 ICMEncodedFrameGetDecodeDuration(ICMEncodedFrameRef frame) {
+  return frame ? frame->frame.decodeDuration : 0;
+}
+TimeValue64 ICMEncodedFrameGetDisplayTimeStamp(ICMEncodedFrameRef frame) {
+  return frame ? frame->frame.displayTime : 0;
+}
+TimeValue64 ICMEncodedFrameGetDisplayDuration(ICMEncodedFrameRef frame) {
+  return frame ? frame->frame.displayDuration : 0;
+}
+TimeValue64 ICMEncodedFrameGetDisplayOffset(ICMEncodedFrameRef frame) {
+  return frame ? frame->frame.displayTime - frame->frame.decodeTime : 0;
+}
+ICMValidTimeFlags ICMEncodedFrameGetValidTimeFlags(ICMEncodedFrameRef frame) {
+  return frame ? kICMValidTime_DisplayTimeStampIsValid | kICMValidTime_DisplayDurationIsValid |
+                     kICMValidTime_DecodeTimeStampIsValid | kICMValidTime_DecodeDurationIsValid
+               : 0;
+}
+TimeScale ICMEncodedFrameGetTimeScale(ICMEncodedFrameRef frame) {
+  return frame ? frame->session->config.timeScale : 0;
+}
+
+MediaSampleFlags ICMEncodedFrameGetMediaSampleFlags(ICMEncodedFrameRef frame) {
+  if (frame == nullptr) return 0;
+  MediaSampleFlags flags = frame->frame.sync ? 0 : kSampleNotSync;
+  if (frame->frame.droppable) flags |= kSampleIsNotDependedOnByOthers;
+  return flags;
+}
+
+// The codec reports key frames and droppable frames; a droppable frame that is
+// not a key frame is taken for a B-frame.
+ICMFrameType ICMEncodedFrameGetFrameType(ICMEncodedFrameRef frame) {
+  if (frame == nullptr) return kICMFrameType_Unknown;
+  if (frame->frame.sync) return kICMFrameType_I;
+  return frame->frame.droppable ? kICMFrameType_B : kICMFrameType_P;
+}
+
+OSStatus ICMEncodedFrameGetImageDescription(ICMEncodedFrameRef frame, ImageDescriptionHandle* imageDescOut) {
+  if (frame == nullptr || imageDescOut == nullptr) return paramErr;
+  *imageDescOut = frame->session->description;
+  return noErr;
+}

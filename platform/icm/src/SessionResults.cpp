@@ -1,0 +1,45 @@
+#include "SessionResults.h"
+
+#include <cstring>
+
+#include "vqt/codecs/CodecTable.h"
+
+OSStatus vqtICMResultOf(vqt::codecs::Status status) {
+  using vqt::codecs::Status;
+  switch (status) {
+    case Status::ok: return noErr;
+    case Status::noCodec: return noCodecErr;
+    case Status::unsupportedFormat: return codecUnimpErr;
+    case Status::badData: return codecBadDataErr;
+    case Status::outOfMemory: return memFullErr;
+    case Status::failed: return codecErr;
+  }
+  return codecErr;
+}
+
+vqt::codecs::DecoderConfig vqtDecoderConfigFrom(ImageDescriptionHandle desc) {
+  vqt::codecs::DecoderConfig config;
+  const ImageDescription& d = **desc;
+  config.codecType = d.cType;
+  config.width = d.width;
+  config.height = d.height;
+  config.depth = d.depth;
+  if (const vqt::codecs::CodecEntry* entry = vqt::codecs::findCodec(d.cType); entry && entry->configAtom != 0) {
+    Handle extension = nullptr;
+    if (GetImageDescriptionExtension(desc, &extension, static_cast<long>(entry->configAtom), 1) == noErr &&
+        extension != nullptr) {
+      const auto size = static_cast<std::size_t>(GetHandleSize(extension));
+      config.configAtomType = entry->configAtom;
+      config.configAtom.assign(reinterpret_cast<const UInt8*>(*extension),
+                               reinterpret_cast<const UInt8*>(*extension) + size);
+      DisposeHandle(extension);
+    }
+  }
+  NCLCColorInfoImageDescriptionExtension nclc{};
+  if (ICMImageDescriptionGetProperty(desc, kQTPropertyClass_ImageDescription,
+                                     kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof nclc, &nclc,
+                                     nullptr) == noErr) {
+    config.matrix = vqt::codecs::colourMatrixFromNclc(nclc.matrix);
+  }
+  return config;
+}

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include "IcmTestSupport.h"
+
+namespace vqt::icm::test {
+namespace {
+
+struct SessionRoundTrip {
+  const char* label;
+  CodecType codec;
+  OSType input;  // 32 or 'r4fl'
+  double floor;  // dB over R, G, B of the decoded 32-bit ARGB
+  UInt32 depth = 24;
+};
+
+std::ostream& operator<<(std::ostream& out, const SessionRoundTrip& c) { return out << c.label; }
+
+class CompressionRoundTrip : public ::testing::TestWithParam<SessionRoundTrip> {};
+
+TEST_P(CompressionRoundTrip, FramesComeBackThroughBothSessions) {
+  const SessionRoundTrip& c = GetParam();
+  const long buffers = VqtCVPixelBufferLiveCount();
+  std::vector<TestImage> sources, inputs;
+  // DV has one frame size; DNxHR needs at least 256 x 120.
+  const int width = c.codec == 'dvcp' ? 720 : 256;
+  const int height = c.codec == 'dvcp' ? 576 : 144;
+  for (int i = 0; i < 5; ++i) {
+    sources.push_back(makeArgbPattern(width, height, i));
+    inputs.push_back(c.input == 32 ? sources.back() : argbToYCbCr(sources.back(), c.input));
+  }
+  CompressionSettings settings{c.codec, 3, true};
+  settings.depth = c.depth;
+  Compressed compressed = compress(settings, inputs);
+  ASSERT_EQ(compressed.result, noErr);
+  ASSERT_EQ(compressed.frames.size(), sources.size());
+  ASSERT_NE(compressed.description, nullptr);
+  EXPECT_EQ((**compressed.description).cType, c.codec);
+  EXPECT_EQ((**compressed.description).width, width);
+  {
+    DecompressionRecorder recorder(compressed.description);
+    ASSERT_EQ(recorder.created(), noErr);
+    for (std::size_t i = 0; i < compressed.frames.size(); ++i)
+      ASSERT_EQ(recorder.decode(compressed.frames, i, icmFrameTimeDecodeImmediately), noErr);
+    ASSERT_EQ(ICMDecompressionSessionFlush(recorder.session()), noErr);
+    ASSERT_EQ(recorder.calls.size(), sources.size());
+    for (std::size_t i = 0; i < recorder.calls.size(); ++i) {
+      // Emitted in display order.
+      EXPECT_GE(psnrArgb(recorder.calls[i].pixels, sources[i]), c.floor) << "frame " << i;
+    }
+  }
+  DisposeHandle(reinterpret_cast<Handle>(compressed.description));
+  EXPECT_EQ(VqtCVPixelBufferLiveCount(), buffers);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(WritableCodecs, CompressionRoundTrip, ::testing::Values(
+  SessionRoundTrip{"ProResProxy", 'apco', 'r4fl', 45},
+  SessionRoundTrip{"ProResLT", 'apcs', 'r4fl', 48},
+  SessionRoundTrip{"ProRes422", 'apcn', 'r4fl', 50},
+  SessionRoundTrip{"ProResHQ", 'apch', 'r4fl', 50},
+  SessionRoundTrip{"ProRes4444", 'ap4h', 'r4fl', 52, 32},
+  SessionRoundTrip{"ProRes4444XQ", 'ap4x', 'r4fl', 52},
+  SessionRoundTrip{"H264", 'avc1', 32, 38},
+  SessionRoundTrip{"Mpeg4", 'mp4v', 32, 36},
+  SessionRoundTrip{"PhotoJpeg", 'jpeg', 32, 40},
+  SessionRoundTrip{"Png", 'png ', 32, 99},
+  SessionRoundTrip{"Animation", 'rle ', 32, 99},
+  SessionRoundTrip{"Raw", 'raw ', 32, 99, 32},
+  SessionRoundTrip{"TwoVuy", '2vuy', 32, 40},
+  SessionRoundTrip{"V210", 'v210', 'r4fl', 50},
+  SessionRoundTrip{"Dnxhr", 'AVdn', 32, 40},
+  SessionRoundTrip{"DvPal", 'dvcp', 32, 40}
+), [](const auto& info) { return std::string(info.param.label); });
+// clang-format on
+
+struct FrameLog {
+  std::vector<TimeValue64> offsets;
+  std::vector<MediaSampleFlags> flags;
+  std::vector<TimeValue64> decodeDurations;
+  long avcCCount = -1;
+  OSStatus paspResult = -1;
+};
+
+OSStatus logFrame(void* refCon, ICMCompressionSessionRef, OSStatus, ICMEncodedFrameRef frame, void*) {
+  auto* log = static_cast<FrameLog*>(refCon);
+  log->offsets.push_back(ICMEncodedFrameGetDisplayOffset(frame));
+  log->flags.push_back(ICMEncodedFrameGetMediaSampleFlags(frame));
+  log->decodeDurations.push_back(ICMEncodedFrameGetDecodeDuration(frame));
+  ImageDescriptionHandle description = nullptr;
+  ICMEncodedFrameGetImageDescription(frame, &description);
+  CountImageDescriptionExtensionType(description, 'avcC', &log->avcCCount);
+  const PixelAspectRatioImageDescriptionExtension pasp{2000, 1000};
+  log->paspResult = ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
+                                                   kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof pasp, &pasp);
+  return noErr;
+}
+
+FrameLog encodeH264(bool reordering) {
+  FrameLog log;
+  ICMCompressionSessionOptionsRef options = nullptr;
+  ICMCompressionSessionOptionsCreate(nullptr, &options);
+  ICMCompressionSessionOptionsSetAllowTemporalCompression(options, true);
+  ICMCompressionSessionOptionsSetAllowFrameReordering(options, reordering);
+  ICMCompressionSessionOptionsSetMaxKeyFrameInterval(options, 10);
+  const Fixed rate = 24 << 16;
+  EXPECT_EQ(ICMCompressionSessionOptionsSetProperty(options, kQTPropertyClass_ICMCompressionSessionOptions,
+                                                    kICMCompressionSessionOptionsPropertyID_ExpectedFrameRate, 4, &rate),
+            noErr);
+  ICMEncodedFrameOutputRecord record{logFrame, &log, nullptr};
+  ICMCompressionSessionRef session = nullptr;
+  EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 128, 96, 'avc1', 2400, options, nullptr, &record, &session), noErr);
+  ICMCompressionSessionOptionsRelease(options);
+  for (int i = 0; i < 20; ++i) {
+    CVPixelBufferRef buffer = pixelBufferFrom(makeArgbPattern(128, 96, i));
+    EXPECT_EQ(ICMCompressionSessionEncodeFrame(session, buffer, i * 100, 100, 3, nullptr, nullptr, nullptr), noErr);
+    CVPixelBufferRelease(buffer);
+  }
+  EXPECT_EQ(ICMCompressionSessionCompleteFrames(session, true, 0, 0), noErr);
+  ICMCompressionSessionRelease(session);
+  return log;
+}
+
+TEST(CompressionSession, EncodedFramesReportReorderingSyncAndTheirDescription) {
+  const FrameLog reordered = encodeH264(true);
+  ASSERT_EQ(reordered.offsets.size(), 20u);
+  EXPECT_EQ(reordered.flags[0] & 1u, 0u) << "the first frame is a sync sample";
+  int notSync = 0;
+  for (MediaSampleFlags flags : reordered.flags) notSync += flags & 1u;
+  EXPECT_GT(notSync, 10);
+  EXPECT_NE(*std::min_element(reordered.offsets.begin(), reordered.offsets.end()),
+            *std::max_element(reordered.offsets.begin(), reordered.offsets.end()))
+      << "B-frames give different display offsets";
+  for (TimeValue64 duration : reordered.decodeDurations) EXPECT_EQ(duration, 100);
+  EXPECT_EQ(reordered.avcCCount, 1);
+  EXPECT_EQ(reordered.paspResult, noErr);
+
+  const FrameLog inOrder = encodeH264(false);
+  ASSERT_EQ(inOrder.offsets.size(), 20u);
+  for (TimeValue64 offset : inOrder.offsets) EXPECT_EQ(offset, 0);
+}
+
+TEST(CompressionSession, DepthThirtyTwoKeepsAlphaOnlyWhereTheCodecCan) {
+  for (auto [codec, expected] : {std::pair{CodecType{'ap4h'}, 32}, std::pair{CodecType{'apcn'}, 24}}) {
+    CompressionSettings settings{codec};
+    settings.depth = 32;
+    Compressed compressed = compress(settings, {argbToYCbCr(makeArgbPattern(64, 32, 0, true), 'r4fl')});
+    ASSERT_EQ(compressed.result, noErr);
+    EXPECT_EQ((**compressed.description).depth, expected);
+    DisposeHandle(reinterpret_cast<Handle>(compressed.description));
+  }
+}
+
+TEST(CompressionSession, RefusesCodecsWithoutACompressorAndBadFrames) {
+  ICMCompressionSessionRef session = nullptr;
+  EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'hvc1', 600, nullptr, nullptr, nullptr, &session), noCodecErr);
+  EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'zzzz', 600, nullptr, nullptr, nullptr, &session), noCodecErr);
+  EXPECT_EQ(session, nullptr);
+  ASSERT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'png ', 600, nullptr, nullptr, nullptr, &session), noErr);
+  CVPixelBufferRef wrongSize = pixelBufferFrom(makeArgbPattern(32, 32));
+  EXPECT_EQ(ICMCompressionSessionEncodeFrame(session, wrongSize, 0, 1, 3, nullptr, nullptr, nullptr), paramErr);
+  CVPixelBufferRelease(wrongSize);
+  // Released with a frame never completed: nothing leaks, nothing is called.
+  CVPixelBufferRef frame = pixelBufferFrom(makeArgbPattern(64, 64));
+  EXPECT_EQ(ICMCompressionSessionEncodeFrame(session, frame, 0, 1, 3, nullptr, nullptr, nullptr), noErr);
+  CVPixelBufferRelease(frame);
+  ICMCompressionSessionRelease(session);
+}
+
+}  // namespace
+}  // namespace vqt::icm::test
