@@ -10,8 +10,10 @@ using namespace vqt::movies;
 namespace {
 
 // The path of a data-location property: a CFString POSIX path or a CFURL.
+// The value is always a CFTypeRef; a size of 4 (a pointer's size in a 32-bit
+// process) is accepted from callers that state it so.
 bool pathFromLocation(const QTNewMoviePropertyElement& element, std::string& path) {
-    if (element.propValueSize < sizeof(CFTypeRef) || !element.propValueAddress) return false;
+    if (element.propValueSize < 4 || !element.propValueAddress) return false;
     CFTypeRef value = *static_cast<const CFTypeRef*>(element.propValueAddress);
     if (!value) return false;
     CFStringRef text = nullptr;

@@ -1,6 +1,7 @@
 #include "MovieState.h"
 
 #include <climits>
+#include <mutex>
 #include <unordered_set>
 
 namespace vqt::movies {
@@ -12,14 +13,22 @@ struct ErrorState {
     OSErr sticky = noErr;
 };
 
+// Each thread has its own error state, as each QuickTime client thread did.
 ErrorState& errorState() {
-    static ErrorState state;
+    thread_local ErrorState state;
     return state;
 }
 
-std::unordered_set<const void*>& liveObjects() {
-    static std::unordered_set<const void*> objects;
-    return objects;
+// Movies may be used on several threads (one movie per thread at a time), so
+// the registry they all share is locked.
+struct LiveObjects {
+    std::mutex lock;
+    std::unordered_set<const void*> objects;
+};
+
+LiveObjects& liveObjects() {
+    static LiveObjects live;
+    return live;
 }
 
 struct ErrorMapping {
@@ -74,9 +83,23 @@ OSErr toMoviesError(engine::Error error) {
     return invalidMovie;
 }
 
-void registerLive(const void* object) { liveObjects().insert(object); }
-void unregisterLive(const void* object) { liveObjects().erase(object); }
-bool isLive(const void* object) { return liveObjects().count(object) != 0; }
+void registerLive(const void* object) {
+    LiveObjects& live = liveObjects();
+    std::lock_guard guard(live.lock);
+    live.objects.insert(object);
+}
+
+void unregisterLive(const void* object) {
+    LiveObjects& live = liveObjects();
+    std::lock_guard guard(live.lock);
+    live.objects.erase(object);
+}
+
+bool isLive(const void* object) {
+    LiveObjects& live = liveObjects();
+    std::lock_guard guard(live.lock);
+    return live.objects.count(object) != 0;
+}
 
 MovieObject* movieFrom(Movie movie) { return resolve<MovieObject>(movie, invalidMovie); }
 TrackObject* trackFrom(Track track) { return resolve<TrackObject>(track, invalidTrack); }
