@@ -15,6 +15,10 @@ namespace {
 const std::string kStereo48 =
     "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t)|0.25*sin(2*PI*1500*t):s=48000:d=1\"";
 const std::string kMono44 = "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t):s=44100:d=1\"";
+// Long enough for the decoders' restarts every 64 packets to happen several times.
+const std::string kLongStereo48 =
+    "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t)*sin(2*PI*0.5*t)|0.25*sin(2*PI*1500*t):s=48000:d=5\"";
+const std::string kLongMono44 = "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t)*sin(2*PI*0.5*t):s=44100:d=5\"";
 
 const std::vector<std::pair<Fixture, std::string>>& fixtures() {
   static const std::vector<std::pair<Fixture, std::string>> all = {
@@ -30,6 +34,8 @@ const std::vector<std::pair<Fixture, std::string>>& fixtures() {
       {{"aac.m4a", "-c:a aac -b:a 128k", 2, 48000}, kStereo48},
       {{"mono_aac.m4a", "-c:a aac -b:a 64k", 1, 44100}, kMono44},
       {{"alac.m4a", "-c:a alac", 2, 48000}, kStereo48},
+      {{"long_aac.m4a", "-c:a aac -b:a 96k", 2, 48000, 5}, kLongStereo48},
+      {{"long.mp3", "-c:a libmp3lame -b:a 64k", 1, 44100, 5}, kLongMono44},
       {{"tone.caf", "-c:a pcm_s24le", 2, 48000}, kStereo48},
       {{"alac.caf", "-c:a alac", 1, 44100}, kMono44},
   };

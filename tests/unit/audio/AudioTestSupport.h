@@ -19,6 +19,7 @@ struct Fixture {
   std::string encode;     // ffmpeg output options
   int channels;
   int sampleRate;
+  int seconds = 1;
 };
 
 const Fixture& fixture(const std::string& name);

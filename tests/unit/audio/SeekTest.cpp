@@ -65,7 +65,8 @@ TEST_P(AudioSeek, EndsAreShortThenEmpty) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, AudioSeek,
-                         ::testing::Values("s16.wav", "ulaw.wav", "s24.aiff", "alac.m4a", "aac.m4a", "tone.mp3"),
+                         ::testing::Values("s16.wav", "ulaw.wav", "s24.aiff", "alac.m4a", "aac.m4a", "tone.mp3",
+                                           "long_aac.m4a", "long.mp3"),
                          [](const auto& info) {
                            std::string name = info.param;
                            std::replace(name.begin(), name.end(), '.', '_');
