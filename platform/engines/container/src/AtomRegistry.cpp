@@ -32,6 +32,8 @@ constexpr std::array kRegistry{
     Registration{'hdlr', make<HandlerAtom>},
     Registration{'vmhd', make<VideoMediaHeaderAtom>},
     Registration{'smhd', make<SoundMediaHeaderAtom>},
+    Registration{'gmin', make<BaseMediaInfoAtom>},
+    Registration{'tcmi', make<TimecodeMediaInfoAtom>},
     Registration{'elst', make<EditListAtom>},
     Registration{'tref', make<TrackReferenceAtom>},
     Registration{'dref', make<DataReferenceAtom>},

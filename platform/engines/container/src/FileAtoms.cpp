@@ -215,4 +215,57 @@ void SoundMediaHeaderAtom::writePayload(ByteWriter& out) const {
 
 void SoundMediaHeaderAtom::dumpFields(Dumper& out) const { out.field("balance", balance); }
 
+Error BaseMediaInfoAtom::parse(ByteReader& in, ParseContext&) {
+    readVersionAndFlags(in);
+    graphicsMode = in.u16();
+    for (auto& c : opColor) c = in.u16();
+    balance = in.s16();
+    in.skip(2);
+    return finish(in);
+}
+
+void BaseMediaInfoAtom::writePayload(ByteWriter& out) const {
+    writeVersionAndFlags(out);
+    out.u16(graphicsMode);
+    for (auto c : opColor) out.u16(c);
+    out.s16(balance);
+    out.zeros(2);
+}
+
+void BaseMediaInfoAtom::dumpFields(Dumper& out) const {
+    out.field("graphicsMode", graphicsMode);
+    out.field("balance", balance);
+}
+
+Error TimecodeMediaInfoAtom::parse(ByteReader& in, ParseContext&) {
+    readVersionAndFlags(in);
+    textFont = in.u16();
+    textFace = in.u16();
+    textSize = in.u16();
+    in.skip(2);
+    for (auto& c : textColor) c = in.u16();
+    for (auto& c : backgroundColor) c = in.u16();
+    auto rest = in.rest();
+    fontName.assign(rest.begin(), rest.end());
+    return finish(in);
+}
+
+void TimecodeMediaInfoAtom::writePayload(ByteWriter& out) const {
+    writeVersionAndFlags(out);
+    out.u16(textFont);
+    out.u16(textFace);
+    out.u16(textSize);
+    out.zeros(2);
+    for (auto c : textColor) out.u16(c);
+    for (auto c : backgroundColor) out.u16(c);
+    out.bytes(fontName);
+}
+
+void TimecodeMediaInfoAtom::dumpFields(Dumper& out) const {
+    out.field("textFont", textFont);
+    out.field("textFace", textFace);
+    out.field("textSize", textSize);
+    out.bytes("fontName", fontName);
+}
+
 } // namespace vqt::container

@@ -105,4 +105,32 @@ public:
     void dumpFields(Dumper& out) const override;
 };
 
+// 'gmin' in the base media header of 'gmhd' (timecode and other non-video,
+// non-sound media).
+class BaseMediaInfoAtom final : public FullAtom {
+public:
+    BaseMediaInfoAtom() : FullAtom('gmin') {}
+    std::uint16_t graphicsMode = 0x40;
+    std::array<std::uint16_t, 3> opColor{0x8000, 0x8000, 0x8000};
+    std::int16_t balance = 0;
+
+    Error parse(ByteReader& in, ParseContext&) override;
+    void writePayload(ByteWriter& out) const override;
+    void dumpFields(Dumper& out) const override;
+};
+
+// 'tcmi' inside the 'tmcd' atom of 'gmhd': how a timecode track's text is shown.
+class TimecodeMediaInfoAtom final : public FullAtom {
+public:
+    TimecodeMediaInfoAtom() : FullAtom('tcmi') {}
+    std::uint16_t textFont = 0, textFace = 0, textSize = 12;
+    std::array<std::uint16_t, 3> textColor{0, 0, 0};
+    std::array<std::uint16_t, 3> backgroundColor{0xFFFF, 0xFFFF, 0xFFFF};
+    std::vector<std::uint8_t> fontName; // Pascal string as stored
+
+    Error parse(ByteReader& in, ParseContext&) override;
+    void writePayload(ByteWriter& out) const override;
+    void dumpFields(Dumper& out) const override;
+};
+
 } // namespace vqt::container
