@@ -169,5 +169,37 @@ TEST(AudioSampleEntry, HostileEntriesAreRefusedOrIgnoredNeverOverread) {
   EXPECT_FALSE(parseEsds(Bytes{0, 0, 0, 0, 0x03, 0x80, 0x80, 0x80, 0x80, 0x80}));
 }
 
+// What import describes must come back unchanged through the entry a movie stores.
+TEST(AudioSampleEntry, WrittenEntriesReadBackAsTheSameFormat) {
+  for (const char* file : {"s16.wav", "s24.aiff", "f32.wav", "u8.wav", "ulaw.wav", "aac.m4a", "alac.m4a", "tone.mp3"}) {
+    ImportedSound sound;
+    ASSERT_EQ(importSoundFile(fixturePath(file), sound), Status::ok) << file;
+    SoundFormat back;
+    ASSERT_EQ(parseSoundSampleEntry(writeSoundSampleEntry(sound.format), back), Status::ok) << file;
+    EXPECT_TRUE(back == sound.format) << file;
+  }
+  SoundFormat in24;
+  in24.format = formats::int24;
+  in24.version = 1;
+  in24.channels = 2, in24.bitsPerChannel = 24, in24.sampleRate = 48000;
+  in24.framesPerPacket = 1, in24.bytesPerPacket = 3, in24.bytesPerFrame = 6, in24.bytesPerSample = 3;
+  in24.littleEndianAtom = true;
+  in24.channelLayout = {0, 0x65, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0};
+  SoundFormat back;
+  ASSERT_EQ(parseSoundSampleEntry(writeSoundSampleEntry(in24), back), Status::ok);
+  EXPECT_TRUE(back == in24);
+  EXPECT_FALSE(pcmLayoutOf(back)->bigEndian);
+}
+
+TEST(AudioSampleEntry, AacEntryKeepsItsEsdsInsideWave) {
+  ImportedSound sound;
+  ASSERT_EQ(importSoundFile(fixturePath("aac.m4a"), sound), Status::ok);
+  const Bytes bytes = writeSoundSampleEntry(sound.format);
+  ASSERT_GT(bytes.size(), 52u + 8u);
+  EXPECT_EQ(std::string(bytes.begin() + 56, bytes.begin() + 60), "wave");
+  EXPECT_EQ(std::string(bytes.begin() + 64, bytes.begin() + 68), "frma");
+  EXPECT_EQ(bytes[0] << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3], static_cast<int>(bytes.size()));
+}
+
 }  // namespace
 }  // namespace vqt::audio::test

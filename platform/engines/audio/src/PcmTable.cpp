@@ -104,9 +104,6 @@ SoundFormat pcmSoundFormat(const PcmLayout& layout, std::uint32_t channels, doub
   format.channels = channels;
   format.sampleRate = sampleRate;
   format.bitsPerChannel = layout.bitsPerSample;
-  format.framesPerPacket = 1;
-  format.bytesPerFrame = channels * layout.bytesPerSample();
-  format.bytesPerPacket = format.bytesPerFrame;
   const PcmRow* row = findRow(layout.kind, layout.bitsPerSample, layout.bigEndian);
   const FourCC classicCode = row ? row->classicFormat : 0;
   // Version 0 holds the rate in 16.16, so only rates below 65536 Hz fit it; wider
@@ -117,6 +114,10 @@ SoundFormat pcmSoundFormat(const PcmLayout& layout, std::uint32_t channels, doub
     format.format = classicCode;
     return format;
   }
+  // Version 2 states the frame size: a packet is one frame.
+  format.framesPerPacket = 1;
+  format.bytesPerFrame = channels * layout.bytesPerSample();
+  format.bytesPerPacket = format.bytesPerFrame;
   if (layout.kind == PcmKind::muLaw || layout.kind == PcmKind::aLaw) {
     format.version = 2;
     format.format = classicCode;

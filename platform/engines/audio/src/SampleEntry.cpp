@@ -60,7 +60,96 @@ void readExtensions(std::span<const std::uint8_t> bytes, SoundFormat& format, in
   }
 }
 
+class Writer {
+ public:
+  std::vector<std::uint8_t> bytes;
+  void u16(std::uint32_t value) {
+    bytes.push_back(static_cast<std::uint8_t>(value >> 8));
+    bytes.push_back(static_cast<std::uint8_t>(value));
+  }
+  void u32(std::uint32_t value) {
+    u16(value >> 16);
+    u16(value & 0xFFFF);
+  }
+  void append(std::span<const std::uint8_t> data) { bytes.insert(bytes.end(), data.begin(), data.end()); }
+  void atom(FourCC type, std::span<const std::uint8_t> payload) {
+    u32(static_cast<std::uint32_t>(payload.size() + 8));
+    u32(type);
+    append(payload);
+  }
+  void patchSize(std::size_t at) {
+    const auto size = static_cast<std::uint32_t>(bytes.size() - at);
+    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+  }
+};
+
+// 16.16 rate of versions 0 and 1; rates that do not fit saturate (the media time scale
+// then carries the rate).
+std::uint32_t fixedRate(double rate) {
+  if (!(rate > 0)) return 0;
+  if (rate >= 65535.0) return 0xFFFF0000u;
+  return static_cast<std::uint32_t>(rate * 65536.0);
+}
+
+void writeExtensions(const SoundFormat& format, Writer& out) {
+  const bool hasCookie = !format.magicCookie.empty();
+  const bool alacAtom = format.format == formats::appleLossless && hasCookie;
+  if (format.version == 1 && (hasCookie || format.littleEndianAtom)) {
+    Writer wave;
+    const std::uint8_t code[4] = {std::uint8_t(format.format >> 24), std::uint8_t(format.format >> 16),
+                                  std::uint8_t(format.format >> 8), std::uint8_t(format.format)};
+    wave.atom('frma', code);
+    if (format.format == formats::aac) wave.atom('mp4a', std::vector<std::uint8_t>(4, 0));
+    if (format.littleEndianAtom) wave.atom('enda', std::vector<std::uint8_t>{0, 1});
+    if (alacAtom) wave.append(format.magicCookie);
+    else if (hasCookie) wave.atom('esds', format.magicCookie);
+    wave.atom(0, {});  // terminator
+    out.atom('wave', wave.bytes);
+  } else if (alacAtom) {
+    out.append(format.magicCookie);
+  } else if (hasCookie) {
+    out.atom('esds', format.magicCookie);
+  }
+  if (!format.channelLayout.empty()) {
+    std::vector<std::uint8_t> chan(4, 0);  // version and flags
+    chan.insert(chan.end(), format.channelLayout.begin(), format.channelLayout.end());
+    out.atom('chan', chan);
+  }
+}
+
 }  // namespace
+
+std::vector<std::uint8_t> writeSoundSampleEntry(const SoundFormat& format) {
+  Writer out;
+  out.u32(0);  // size, patched below
+  out.u32(format.format);
+  for (int i = 0; i < 3; ++i) out.u16(0);
+  out.u16(1);  // data reference index
+  out.u16(static_cast<std::uint32_t>(format.version));
+  out.u16(0);
+  out.u32(0);
+  if (format.version == 2) {
+    out.u16(3), out.u16(16), out.u16(0xFFFE), out.u16(0);
+    out.u32(65536), out.u32(static_cast<std::uint32_t>(kVersion2Size));
+    const auto rate = std::bit_cast<std::uint64_t>(format.sampleRate);
+    out.u32(static_cast<std::uint32_t>(rate >> 32)), out.u32(static_cast<std::uint32_t>(rate));
+    out.u32(format.channels), out.u32(0x7F000000), out.u32(format.bitsPerChannel);
+    out.u32(format.lpcmFormatFlags), out.u32(format.bytesPerPacket), out.u32(format.framesPerPacket);
+  } else {
+    const bool compressed = !isPcm(format);
+    out.u16(format.channels), out.u16(format.bitsPerChannel);
+    out.u16(format.version == 1 && compressed ? 0xFFFE : 0);  // compression ID: variable
+    out.u16(0);
+    out.u32(fixedRate(format.sampleRate));
+    if (format.version == 1) {
+      out.u32(format.framesPerPacket), out.u32(format.bytesPerPacket);
+      out.u32(format.bytesPerFrame), out.u32(format.bytesPerSample);
+    }
+  }
+  writeExtensions(format, out);
+  out.patchSize(0);
+  return out.bytes;
+}
 
 Status parseSoundSampleEntry(std::span<const std::uint8_t> entry, SoundFormat& format) {
   format = SoundFormat{};

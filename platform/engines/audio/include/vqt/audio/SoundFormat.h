@@ -76,9 +76,10 @@ struct SoundFormat {
   std::vector<std::uint8_t> magicCookie;
 
   // The 'chan' atom's AudioChannelLayout (after its version and flags), big-endian;
-  // empty if none.
-  // Kept for the movies layer; mixing uses channel order only.
+  // empty if none. Kept for the movies layer; mixing uses channel order only.
   std::vector<std::uint8_t> channelLayout;
+
+  friend bool operator==(const SoundFormat&, const SoundFormat&) = default;
 };
 
 enum class PcmKind { signedInteger, unsignedInteger, floatingPoint, muLaw, aLaw };
