@@ -89,7 +89,11 @@ Error RawAtom::parse(ByteReader& in, ParseContext&) {
     return Error::none;
 }
 
-Error ContainerAtom::parse(ByteReader& in, ParseContext& context) { return parseAtoms(in, context, items); }
+Error ContainerAtom::parse(ByteReader& in, ParseContext& context) {
+    // Each media starts without a handler type, so one track's never leaks into the next.
+    if (type() == 'mdia') context.handlerType = 0;
+    return parseAtoms(in, context, items);
+}
 
 void ContainerAtom::writePayload(ByteWriter& out) const {
     for (const auto& child : items) child->write(out);

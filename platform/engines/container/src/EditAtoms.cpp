@@ -84,9 +84,9 @@ void TrackReferenceAtom::dumpFields(Dumper& out) const {
     out.outdent();
 }
 
-bool DataReferenceAtom::isSelfContained(std::uint32_t index) const {
+bool DataReferenceAtom::isExternal(std::uint32_t index) const {
     if (index == 0 || index > entries.size()) return false;
-    return (entries[index - 1].flags & kSelfContained) != 0;
+    return (entries[index - 1].flags & kSelfContained) == 0;
 }
 
 Error DataReferenceAtom::parse(ByteReader& in, ParseContext&) {

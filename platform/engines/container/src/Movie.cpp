@@ -94,7 +94,7 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
         for (const auto& entry : descriptions->entries) {
             // Only data in this file can be read; a reference elsewhere is refused
             // at open so that no later call meets it by surprise.
-            if (references && !references->isSelfContained(entry->dataReferenceIndex))
+            if (references && references->isExternal(entry->dataReferenceIndex))
                 return Error::externalDataReference;
             media.descriptions.push_back(entry.get());
         }

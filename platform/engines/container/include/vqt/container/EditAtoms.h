@@ -59,7 +59,9 @@ public:
     };
     std::vector<Entry> entries;
 
-    bool isSelfContained(std::uint32_t index) const; // 1-based, as sample descriptions count
+    // True for an existing entry (1-based, as sample descriptions count) that
+    // points at another file. An index without an entry is taken as this file.
+    bool isExternal(std::uint32_t index) const;
     Error parse(ByteReader& in, ParseContext&) override;
     void writePayload(ByteWriter& out) const override;
     void dumpFields(Dumper& out) const override;
