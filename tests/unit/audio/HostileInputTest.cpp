@@ -90,6 +90,39 @@ TEST(AudioHostileSources, LyingSizesAndFailedReadsKeepTheTimelineAsSilence) {
   EXPECT_EQ(out[0], 0.0f);
 }
 
+// A packet claiming four billion frames is that much silence, delivered without
+// allocating it; empty packets are silence too and do not stop the decoder.
+TEST(AudioHostileSources, HugeAndEmptyPacketsAreSilenceWithoutAllocation) {
+  ImportedSound sound;
+  ASSERT_EQ(importSoundFile(fixturePath("aac.m4a"), sound), Status::ok);
+  auto real = sound.openPackets();
+  for (const SoundFormat& format : {sowtStereo(), sound.format}) {
+    auto source = std::make_unique<MemoryPacketSource>();
+    for (int i = 0; i < 8; ++i) {
+      std::vector<std::uint8_t> bytes(isPcm(format) ? 4096 : real->packet(i).byteSize, 0x10);
+      if (!isPcm(format)) {
+        ASSERT_EQ(real->read(i, bytes), Status::ok);
+      }
+      source->info.push_back({static_cast<std::uint32_t>(bytes.size()), 1024});
+      source->bytes.push_back(std::move(bytes));
+    }
+    source->info[2] = {0, 1024};
+    source->info[5].frames = 0xFFFFFFFF;
+    std::unique_ptr<TrackDecoder> decoder;
+    ASSERT_EQ(TrackDecoder::create(format, std::move(source), decoder), Status::ok);
+    EXPECT_EQ(decoder->frameCount(), 7 * 1024 + 0xFFFFFFFFll);
+    std::vector<float> out(2 * 1024 * 8);
+    std::int64_t delivered = 0;
+    decoder->read(out, delivered);
+    EXPECT_EQ(delivered, 8 * 1024);
+    EXPECT_EQ(*std::max_element(out.begin() + 2 * 2048, out.begin() + 2 * 3072), 0.0f);  // the empty packet
+    EXPECT_GT(*std::max_element(out.begin() + 2 * 3072, out.begin() + 2 * 4096), 0.01f);  // decoding went on
+    ASSERT_EQ(decoder->seek(decoder->frameCount() - 1024), Status::ok);
+    EXPECT_EQ(decoder->read(out, delivered), Status::ok);
+    EXPECT_EQ(delivered, 1024);
+  }
+}
+
 TEST(AudioHostileSources, NegativePacketCountIsRefused) {
   class Negative final : public PacketSource {
     std::int64_t packetCount() const override { return -5; }

@@ -38,9 +38,11 @@ class TrackDecoder::Impl {
   Status read(std::span<float> out, std::int64_t& delivered);
 
  private:
-  std::int64_t pendingFrames() const {
+  std::int64_t decodedFrames() const {
     return static_cast<std::int64_t>(pending_.size() - pendingOffset_) / channels_;
   }
+  std::int64_t pendingFrames() const { return decodedFrames() + pendingSilence_; }
+  void dropPending(std::int64_t frames);
   bool keepsState() const { return setup_.prerollPackets > 0; }
   Status openCodec();
   Status restartSegment(std::int64_t segment);
@@ -68,8 +70,12 @@ class TrackDecoder::Impl {
   std::int64_t segment_ = 0;        // the segment whose restart the decoder's state comes from
   std::int64_t discardBefore_ = 0;  // packets before it are preroll: decoded, not delivered
   std::int64_t skipFrames_ = 0;   // frames of the first wanted packet before the position
-  std::vector<float> pending_;    // decoded, not yet delivered
+  // Decoded but not yet delivered: floats, then frames of silence (a failed packet, or
+  // one whose decoder gave less than its duration), counted rather than stored so a
+  // packet claiming billions of frames costs nothing.
+  std::vector<float> pending_;
   std::size_t pendingOffset_ = 0;
+  std::int64_t pendingSilence_ = 0;
   std::vector<float> unit_;       // one decoder call's output, in the track's channels
   std::vector<float> converted_;  // one decoded frame as interleaved floats
   std::vector<std::uint8_t> scratch_;
@@ -126,13 +132,14 @@ Status TrackDecoder::Impl::seek(std::int64_t frame) {
   if (frame == position_) return Status::ok;
   // Forward within what is already decoded.
   if (frame > position_ && frame - position_ <= pendingFrames()) {
-    pendingOffset_ += static_cast<std::size_t>(frame - position_) * channels_;
+    dropPending(frame - position_);
     position_ = frame;
     return Status::ok;
   }
   const std::int64_t packet = timeline_.packetAt(frame);
   pending_.clear();
   pendingOffset_ = 0;
+  pendingSilence_ = 0;
   discardBefore_ = packet;
   skipFrames_ = frame - timeline_.packetStart(packet);
   position_ = frame;
@@ -156,11 +163,19 @@ Status TrackDecoder::Impl::read(std::span<float> out, std::int64_t& delivered) {
   const std::int64_t wanted = static_cast<std::int64_t>(out.size()) / channels_;
   Status result = Status::ok;
   while (delivered < wanted) {
-    if (const std::int64_t available = pendingFrames(); available > 0) {
+    if (const std::int64_t available = decodedFrames(); available > 0) {
       const std::int64_t count = std::min(available, wanted - delivered);
       const std::size_t floats = static_cast<std::size_t>(count) * channels_;
       std::copy_n(pending_.begin() + pendingOffset_, floats, out.begin() + delivered * channels_);
       pendingOffset_ += floats;
+      delivered += count;
+      position_ += count;
+      continue;
+    }
+    if (pendingSilence_ > 0) {
+      const std::int64_t count = std::min(pendingSilence_, wanted - delivered);
+      std::fill_n(out.begin() + delivered * channels_, count * channels_, 0.0f);
+      pendingSilence_ -= count;
       delivered += count;
       position_ += count;
       continue;
@@ -181,7 +196,8 @@ Status TrackDecoder::Impl::gatherUnit(std::int64_t first, std::int64_t& last, st
 
   if (!setup_.pcmBytesPerFrame) {
     const PacketInfo info = source_->packet(first);
-    if (info.byteSize == 0 || info.byteSize > kMaxPacketBytes) return Status::badData;
+    if (info.byteSize == 0) return Status::ok;  // an empty packet: its frames are silence
+    if (info.byteSize > kMaxPacketBytes) return Status::badData;
     if (av_new_packet(packet_.get(), static_cast<int>(info.byteSize)) < 0) return Status::outOfMemory;
     return source_->read(first, {packet_->data, info.byteSize});
   }
@@ -224,24 +240,28 @@ Status TrackDecoder::Impl::decodeNextUnit() {
   std::int64_t frames = 0;
   unit_.clear();
   Status status = gatherUnit(first, last, frames);
-  if (status == Status::ok) status = runDecoder();
+  if (status == Status::ok && packet_->size > 0) status = runDecoder();  // an empty packet would drain
   nextPacket_ = last;
 
-  // The timeline is the packets' durations, whatever the decoder made of them: short
-  // output is padded with silence, long output cut, and a failed unit is all silence.
-  const std::size_t unitFloats = static_cast<std::size_t>(frames) * channels_;
+  // The timeline is the packets' durations, whatever the decoder made of them: long
+  // output is cut, short output is followed by silence, a failed unit is all silence.
   if (status != Status::ok) unit_.clear();
-  unit_.resize(unitFloats, 0.0f);
+  const std::int64_t decoded = std::min<std::int64_t>(frames, static_cast<std::int64_t>(unit_.size()) / channels_);
   if (first < discardBefore_) return Status::ok;  // preroll: its faults do not reach the caller
 
-  const std::size_t skip = std::min(unitFloats, static_cast<std::size_t>(skipFrames_) * channels_);
+  pending_.clear();
+  pendingOffset_ = 0;
+  pending_.insert(pending_.end(), unit_.begin(), unit_.begin() + decoded * channels_);
+  pendingSilence_ = frames - decoded;
+  dropPending(std::min(skipFrames_, frames));
   skipFrames_ = 0;
-  if (pendingOffset_ == pending_.size()) {
-    pending_.clear();
-    pendingOffset_ = 0;
-  }
-  pending_.insert(pending_.end(), unit_.begin() + skip, unit_.end());
   return status;
+}
+
+void TrackDecoder::Impl::dropPending(std::int64_t frames) {
+  const std::int64_t fromDecoded = std::min(frames, decodedFrames());
+  pendingOffset_ += static_cast<std::size_t>(fromDecoded) * channels_;
+  pendingSilence_ -= frames - fromDecoded;
 }
 
 Status TrackDecoder::Impl::runDecoder() {
