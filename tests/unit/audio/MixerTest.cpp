@@ -111,6 +111,27 @@ TEST(AudioMixer, PlacementAndGainFollowTheEdit) {
   for (int i = 0; i < 4000; ++i) ASSERT_EQ(mixed[2000 + i], 0.5f * source[1000 + i]) << i;
 }
 
+// The classic 22254.545 Hz rate is reported as it is, and a track at the mix rate is
+// not resampled.
+TEST(AudioMixer, FractionalRateIsReportedExactlyAndPassesThrough) {
+  SoundFormat format;
+  format.format = formats::bigEndianSigned;
+  format.channels = 1;
+  format.bitsPerChannel = 8;
+  format.sampleRate = 22254.545;
+  std::vector<std::uint8_t> bytes(5000);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7);
+  std::vector<MixerInput> inputs;
+  inputs.push_back({decoderFor(format, {bytes}, {5000}), {}});
+  std::unique_ptr<Mixer> mixer;
+  ASSERT_EQ(Mixer::create(std::move(inputs), mixer), Status::ok);
+  EXPECT_EQ(mixer->sampleRate(), 22254.545);
+  EXPECT_EQ(mixer->channels(), 1);
+  const std::vector<float> mixed = fillFrames(*mixer, 0, 5000);
+  ASSERT_EQ(mixed.size(), 5000u);
+  for (std::size_t i = 0; i < bytes.size(); ++i) ASSERT_EQ(mixed[i], static_cast<std::int8_t>(bytes[i]) / 128.0f);
+}
+
 // AAC keeps its priming on the media timeline; an edit that starts after it lines the
 // sound up with ffmpeg's decode, which skips it.
 TEST(AudioMixer, AnEditSkipsAacPriming) {

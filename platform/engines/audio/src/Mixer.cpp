@@ -11,7 +11,7 @@ class Mixer::Impl {
  public:
   Status init(std::vector<MixerInput> inputs);
   int channels() const { return channels_; }
-  int sampleRate() const { return sampleRate_; }
+  double sampleRate() const { return sampleRate_; }
   std::int64_t frameCount() const { return frameCount_; }
   std::int64_t position() const { return position_; }
   Status seek(std::int64_t frame);
@@ -20,7 +20,7 @@ class Mixer::Impl {
  private:
   std::vector<ResampledTrack> tracks_;
   int channels_ = 0;
-  int sampleRate_ = 0;
+  double sampleRate_ = 0.0;
   std::int64_t frameCount_ = 0;
   std::int64_t position_ = 0;
 };
@@ -32,12 +32,13 @@ Status Mixer::Impl::init(std::vector<MixerInput> inputs) {
     if (!input.decoder || place.leadingSilence < 0 || place.mediaStart < 0 || !std::isfinite(place.gain))
       return Status::badFormat;
     channels_ = std::max(channels_, input.decoder->channels());
-    sampleRate_ = std::max(sampleRate_, static_cast<int>(std::lround(input.decoder->sampleRate())));
+    sampleRate_ = std::max(sampleRate_, input.decoder->sampleRate());
   }
   tracks_.reserve(inputs.size());
+  const int outputRate = static_cast<int>(std::lround(sampleRate_));
   for (MixerInput& input : inputs) {
     const int rate = static_cast<int>(std::lround(input.decoder->sampleRate()));
-    tracks_.emplace_back(PlacedTrack(std::move(input.decoder), input.placement), rate, sampleRate_);
+    tracks_.emplace_back(PlacedTrack(std::move(input.decoder), input.placement), rate, outputRate);
     if (Status status = tracks_.back().init(channels_); status != Status::ok) return status;
     frameCount_ = std::max(frameCount_, tracks_.back().length());
   }
@@ -77,7 +78,7 @@ Status Mixer::create(std::vector<MixerInput> inputs, std::unique_ptr<Mixer>& mix
 }
 
 int Mixer::channels() const { return impl_->channels(); }
-int Mixer::sampleRate() const { return impl_->sampleRate(); }
+double Mixer::sampleRate() const { return impl_->sampleRate(); }
 std::int64_t Mixer::frameCount() const { return impl_->frameCount(); }
 std::int64_t Mixer::position() const { return impl_->position(); }
 Status Mixer::seek(std::int64_t frame) { return impl_->seek(frame); }

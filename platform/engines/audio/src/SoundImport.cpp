@@ -51,8 +51,8 @@ class FilePacketSource final : public PacketSource {
     return {packets_[index].byteSize, packets_[index].frames};
   }
   Status read(std::int64_t index, std::span<std::uint8_t> buffer) override {
-    if (!file_ || index < 0 || index >= packetCount() || buffer.size() != packets_[index].byteSize)
-      return Status::badData;
+    if (!file_) return Status::ioError;
+    if (index < 0 || index >= packetCount() || buffer.size() != packets_[index].byteSize) return Status::badData;
     if (fseeko(file_.get(), packets_[index].fileOffset, SEEK_SET) != 0) return Status::ioError;
     return std::fread(buffer.data(), 1, buffer.size(), file_.get()) == buffer.size() ? Status::ok : Status::ioError;
   }

@@ -36,7 +36,10 @@ class Mixer {
   Mixer& operator=(const Mixer&) = delete;
 
   int channels() const;
-  int sampleRate() const;
+  // The highest track rate as the tracks state it (22254.545 stays fractional); tracks
+  // are resampled between rates rounded to whole hertz, so a track at this rate passes
+  // through unchanged.
+  double sampleRate() const;
   std::int64_t frameCount() const;  // the longest track, in output frames
   std::int64_t position() const;
 
