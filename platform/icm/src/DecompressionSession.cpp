@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "FramePool.h"
 #include "SessionResults.h"
 #include "vqt/codecs/DecodeSequence.h"
 
@@ -33,6 +34,11 @@ struct OpaqueICMDecompressionSession {
   std::unique_ptr<codecs::DecodeSequence> sequence;
   std::vector<Frame> frames;  // given since the last flush, in decode order
   std::int64_t lastSample = 0;
+  FramePool* pool = FramePool::create();
+
+  ~OpaqueICMDecompressionSession() {
+    if (pool != nullptr) pool->close();
+  }
 
   void report(OSStatus result, ICMDecompressionTrackingFlags flags, CVPixelBufferRef buffer, const Frame& frame) {
     if (tracking.decompressionTrackingCallback == nullptr) return;
@@ -45,8 +51,6 @@ struct OpaqueICMDecompressionSession {
 };
 
 namespace {
-
-void freeFrameMemory(void*, const void* baseAddress) { std::free(const_cast<void*>(baseAddress)); }
 
 // Reads an SInt32 attribute; false when absent or not a number.
 bool attribute(CFDictionaryRef attributes, CFStringRef key, SInt32& value) {
@@ -61,15 +65,15 @@ CVPixelBufferRef OpaqueICMDecompressionSession::render(const codecs::Picture& pi
   const auto width = static_cast<std::size_t>(picture.width());
   const auto height = static_cast<std::size_t>(picture.height());
   const std::size_t bytesPerRow = (VqtCVPixelFormatMinimumBytesPerRow(pixelFormat, width) + 15) / 16 * 16;
-  void* memory = std::malloc(bytesPerRow * height);
+  void* memory = pool != nullptr ? pool->take(bytesPerRow * height) : nullptr;
   if (memory == nullptr) {
     result = memFullErr;
     return nullptr;
   }
   CVPixelBufferRef buffer = nullptr;
-  if (CVPixelBufferCreateWithBytes(nullptr, width, height, pixelFormat, memory, bytesPerRow, freeFrameMemory, nullptr,
+  if (CVPixelBufferCreateWithBytes(nullptr, width, height, pixelFormat, memory, bytesPerRow, FramePool::giveBack, pool,
                                    nullptr, &buffer) != kCVReturnSuccess) {
-    std::free(memory);
+    FramePool::giveBack(pool, memory);
     result = memFullErr;
     return nullptr;
   }
@@ -201,6 +205,10 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef, ImageDescriptionHandle de
 
   auto* session = new (std::nothrow) OpaqueICMDecompressionSession;
   if (session == nullptr) return memFullErr;
+  if (session->pool == nullptr) {
+    delete session;
+    return memFullErr;
+  }
   session->pixelFormat = static_cast<OSType>(format);
   session->sequence = std::make_unique<codecs::DecodeSequence>(std::move(decoder));
   if (trackingCallbackRecord != nullptr) session->tracking = *trackingCallbackRecord;

@@ -156,6 +156,7 @@ Status Decoder::create(const DecoderConfig& config, std::unique_ptr<Decoder>& de
   const AVCodec* codec = avcodec_find_decoder_by_name(std::string(entry->decoder).c_str());
   if (codec == nullptr) return Status::noCodec;
 
+  silenceFfmpegLogging();
   auto impl = std::make_unique<Impl>();
   impl->config = config;
   impl->entry = entry;

@@ -109,6 +109,7 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   if (codec == nullptr) return Status::noCodec;
   if (config.width <= 0 || config.height <= 0 || config.timeScale <= 0) return Status::unsupportedFormat;
 
+  silenceFfmpegLogging();
   auto impl = std::make_unique<Impl>();
   impl->config = config;
   impl->entry = entry;

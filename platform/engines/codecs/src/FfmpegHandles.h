@@ -2,10 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/frame.h>
+#include <libavutil/log.h>
 #include <libswscale/swscale.h>
 }
 
@@ -28,6 +30,13 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
 using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 using SwsPtr = std::unique_ptr<SwsContext, SwsDeleter>;
+
+// FFmpeg logs to standard error by default (x264 prints statistics at every
+// close). A library must not: results travel as Status values instead.
+inline void silenceFfmpegLogging() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
 
 // FFmpeg's codec_tag: the four characters in file order, first in the low byte.
 inline unsigned int codecTagFromFourCC(unsigned int fourcc) {

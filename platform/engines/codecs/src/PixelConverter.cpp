@@ -114,6 +114,12 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
     return Status::ok;
   }
 
+  if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
+      isPlanarYuv(frame)) {
+    convertPlanarYuvToRgb16(frame, matrix, isFullRange(frame), destination);
+    return Status::ok;
+  }
+
   const AVPixelFormat packed = swscaleFormatOf(destination.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
   Planes to{packed, {destination.data}, {static_cast<int>(destination.bytesPerRow)}, false};

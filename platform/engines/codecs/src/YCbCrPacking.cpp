@@ -29,57 +29,147 @@ PlaneLayout layoutOf(const AVFrame& frame) {
   return {d->comp[0].depth, d->log2_chroma_w, d->log2_chroma_h, (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0};
 }
 
-float sampleAt(const AVFrame& frame, int plane, int depth, int x, int y) {
-  const std::uint8_t* row = frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
-  if (depth <= 8) return row[x];
-  std::uint16_t value;
-  std::memcpy(&value, row + 2 * x, 2);
-  return static_cast<float>(value);
+template <typename Sample>
+const Sample* planeRow(const AVFrame& frame, int plane, int y) {
+  return reinterpret_cast<const Sample*>(frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane]);
 }
 
-void storeAt(AVFrame& frame, int plane, int depth, int x, int y, float value8) {
-  const float maximum = static_cast<float>((1 << depth) - 1);
-  const float scaled = std::clamp(std::nearbyint(value8 * static_cast<float>(1 << (depth - 8))), 0.0f, maximum);
-  std::uint8_t* row = frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
-  if (depth <= 8) {
-    row[x] = static_cast<std::uint8_t>(scaled);
-  } else {
-    const auto value = static_cast<std::uint16_t>(scaled);
-    std::memcpy(row + 2 * x, &value, 2);
+template <typename Sample>
+Sample* planeRow(AVFrame& frame, int plane, int y) {
+  return reinterpret_cast<Sample*>(frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane]);
+}
+
+// Rounds a non-negative value to the nearest integer no larger than `maximum`.
+inline int roundClamped(float value, float maximum) {
+  return static_cast<int>(std::min(std::max(value, 0.0f), maximum) + 0.5f);
+}
+
+// One row of planar samples (8-bit units, chroma repeated) to packed 'r4fl' or 'r408'.
+template <typename Sample, bool ToFloat>
+void packRows(const AVFrame& frame, const ImageView& out, const PlaneLayout& layout, int width, int height) {
+  const float unit = 1.0f / static_cast<float>(1 << (layout.depth - 8));
+  const float alphaScale = 1.0f / static_cast<float>((1 << layout.depth) - 1);
+  constexpr float kInverse255 = 1.0f / 255.0f;
+  for (int y = 0; y < height; ++y) {
+    const Sample* luma = planeRow<Sample>(frame, 0, y);
+    const Sample* cb = planeRow<Sample>(frame, 1, y >> layout.chromaShiftY);
+    const Sample* cr = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
+    const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+    std::uint8_t* row = out.data + y * out.bytesPerRow;
+    for (int x = 0; x < width; ++x) {
+      const int cx = x >> layout.chromaShiftX;
+      const float a = alpha ? alpha[x] * alphaScale : 1.0f;
+      if constexpr (ToFloat) {
+        const float pixel[4] = {a, (luma[x] * unit - 16.0f) * kInverse255, cb[cx] * unit * kInverse255,
+                                cr[cx] * unit * kInverse255};
+        std::memcpy(row + 16 * x, pixel, 16);
+      } else {
+        row[4 * x] = static_cast<std::uint8_t>(roundClamped(a * 255.0f, 255.0f));
+        row[4 * x + 1] = static_cast<std::uint8_t>(roundClamped(luma[x] * unit - 16.0f, 255.0f));
+        row[4 * x + 2] = static_cast<std::uint8_t>(roundClamped(cb[cx] * unit, 255.0f));
+        row[4 * x + 3] = static_cast<std::uint8_t>(roundClamped(cr[cx] * unit, 255.0f));
+      }
+    }
   }
 }
 
-Yuva readPacked(const ConstImageView& image, int x, int y) {
-  const std::uint8_t* row = image.data + y * image.bytesPerRow;
-  if (image.pixelFormat == kPixelFormatR4fl) {
-    float v[4];
-    std::memcpy(v, row + 16 * x, 16);
-    return {v[1] * 255.0f + 16.0f, v[2] * 255.0f, v[3] * 255.0f, v[0]};
-  }
-  const std::uint8_t* p = row + 4 * x;
-  return {p[1] + 16.0f, static_cast<float>(p[2]), static_cast<float>(p[3]), p[0] / 255.0f};
-}
-
-void writePacked(const ImageView& image, int x, int y, const Yuva& v) {
-  std::uint8_t* row = image.data + y * image.bytesPerRow;
-  if (image.pixelFormat == kPixelFormatR4fl) {
-    const float out[4] = {v.a, (v.y - 16.0f) / 255.0f, v.cb / 255.0f, v.cr / 255.0f};
-    std::memcpy(row + 16 * x, out, 16);
-    return;
-  }
-  auto toByte = [](float value) {
-    return static_cast<std::uint8_t>(std::clamp(std::nearbyint(value), 0.0f, 255.0f));
+// Packed 'r4fl' or 'r408' to planar samples; each chroma sample is the mean of the pixels it covers.
+template <typename Sample, bool FromFloat>
+void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& layout, int width, int height) {
+  const float scale = static_cast<float>(1 << (layout.depth - 8));
+  const float maximum = static_cast<float>((1 << layout.depth) - 1);
+  auto read = [&](int x, int y) {
+    const std::uint8_t* p = in.data + y * in.bytesPerRow;
+    if constexpr (FromFloat) {
+      float v[4];
+      std::memcpy(v, p + 16 * x, 16);
+      return Yuva{v[1] * 255.0f + 16.0f, v[2] * 255.0f, v[3] * 255.0f, v[0]};
+    } else {
+      p += 4 * x;
+      return Yuva{p[1] + 16.0f, static_cast<float>(p[2]), static_cast<float>(p[3]), p[0] * (1.0f / 255.0f)};
+    }
   };
-  std::uint8_t* p = row + 4 * x;
-  p[0] = toByte(v.a * 255.0f);
-  p[1] = toByte(v.y - 16.0f);
-  p[2] = toByte(v.cb);
-  p[3] = toByte(v.cr);
+  auto store = [&](float value8) { return static_cast<Sample>(roundClamped(value8 * scale, maximum)); };
+  const int blockW = 1 << layout.chromaShiftX;
+  const int blockH = 1 << layout.chromaShiftY;
+  for (int y = 0; y < height; ++y) {
+    Sample* luma = planeRow<Sample>(frame, 0, y);
+    Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+    for (int x = 0; x < width; ++x) {
+      const Yuva v = read(x, y);
+      luma[x] = store(v.y);
+      if (alpha) alpha[x] = store(v.a * 255.0f);
+    }
+  }
+  for (int cy = 0; cy * blockH < height; ++cy) {
+    Sample* cbRow = planeRow<Sample>(frame, 1, cy);
+    Sample* crRow = planeRow<Sample>(frame, 2, cy);
+    const int yEnd = std::min(height, (cy + 1) * blockH);
+    for (int cx = 0; cx * blockW < width; ++cx) {
+      const int xEnd = std::min(width, (cx + 1) * blockW);
+      float cb = 0, cr = 0;
+      int count = 0;
+      for (int y = cy * blockH; y < yEnd; ++y) {
+        for (int x = cx * blockW; x < xEnd; ++x) {
+          const Yuva v = read(x, y);
+          cb += v.cb;
+          cr += v.cr;
+          ++count;
+        }
+      }
+      const float mean = 1.0f / static_cast<float>(count);
+      cbRow[cx] = store(cb * mean);
+      crRow[cx] = store(cr * mean);
+    }
+  }
+}
+
+template <typename Sample>
+void rgb16Rows(const AVFrame& frame, const PlaneLayout& layout, ColourMatrix matrix, bool fullRange,
+               const ImageView& out, int width, int height) {
+  double kr = 0.299, kb = 0.114;  // BT.601
+  if (matrix == ColourMatrix::bt709) kr = 0.2126, kb = 0.0722;
+  if (matrix == ColourMatrix::bt2020) kr = 0.2627, kb = 0.0593;
+  const double kg = 1.0 - kr - kb;
+  const float crToR = static_cast<float>(2.0 * (1.0 - kr));
+  const float cbToB = static_cast<float>(2.0 * (1.0 - kb));
+  const float cbToG = static_cast<float>(2.0 * kb * (1.0 - kb) / kg);
+  const float crToG = static_cast<float>(2.0 * kr * (1.0 - kr) / kg);
+  // Samples to 0..1 luma and -0.5..0.5 chroma, then to 0..65535.
+  const float unit = 1.0f / static_cast<float>(1 << (layout.depth - 8));
+  const float lumaScale = unit / (fullRange ? 255.0f : 219.0f);
+  const float lumaOffset = fullRange ? 0.0f : 16.0f / 219.0f;
+  const float chromaScale = unit / (fullRange ? 255.0f : 224.0f);
+  const float chromaOffset = 128.0f / (fullRange ? 255.0f : 224.0f);
+  const float alphaScale = 65535.0f / static_cast<float>((1 << layout.depth) - 1);
+  const bool withAlpha = out.pixelFormat == kPixelFormatB64a;
+  auto word = [](float value) { return static_cast<std::uint16_t>(roundClamped(value * 65535.0f, 65535.0f)); };
+  for (int y = 0; y < height; ++y) {
+    const Sample* luma = planeRow<Sample>(frame, 0, y);
+    const Sample* cbRow = planeRow<Sample>(frame, 1, y >> layout.chromaShiftY);
+    const Sample* crRow = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
+    const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+    std::uint8_t* row = out.data + y * out.bytesPerRow;
+    for (int x = 0; x < width; ++x) {
+      const int cx = x >> layout.chromaShiftX;
+      const float l = luma[x] * lumaScale - lumaOffset;
+      const float cb = cbRow[cx] * chromaScale - chromaOffset;
+      const float cr = crRow[cx] * chromaScale - chromaOffset;
+      std::uint16_t words[4] = {0xFFFF, word(l + crToR * cr), word(l - cbToG * cb - crToG * cr), word(l + cbToB * cb)};
+      if (alpha) words[0] = static_cast<std::uint16_t>(roundClamped(alpha[x] * alphaScale, 65535.0f));
+      const std::uint16_t* first = withAlpha ? words : words + 1;
+      std::uint8_t* p = row + (withAlpha ? 8 : 6) * x;
+      for (int c = 0; c < (withAlpha ? 4 : 3); ++c) {
+        p[2 * c] = static_cast<std::uint8_t>(first[c] >> 8);
+        p[2 * c + 1] = static_cast<std::uint8_t>(first[c]);
+      }
+    }
+  }
 }
 
 }  // namespace
 
-bool isDirectPlanarYuv(const AVFrame& frame) {
+bool isPlanarYuv(const AVFrame& frame) {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   if (d == nullptr || d->nb_components < 3) return false;
   if (d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BE | AV_PIX_FMT_FLAG_BITSTREAM |
@@ -89,27 +179,37 @@ bool isDirectPlanarYuv(const AVFrame& frame) {
   for (int c = 0; c < d->nb_components; ++c) {
     if (d->comp[c].plane != c || d->comp[c].shift != 0 || d->comp[c].depth != d->comp[0].depth) return false;
   }
-  if (d->comp[0].depth < 8 || d->comp[0].depth > 16) return false;
+  return d->comp[0].depth >= 8 && d->comp[0].depth <= 16;
+}
+
+void convertPlanarYuvToRgb16(const AVFrame& frame, ColourMatrix matrix, bool fullRange, const ImageView& destination) {
+  const PlaneLayout layout = layoutOf(frame);
+  const int width = std::min(destination.width, frame.width);
+  const int height = std::min(destination.height, frame.height);
+  if (layout.depth > 8) {
+    rgb16Rows<std::uint16_t>(frame, layout, matrix, fullRange, destination, width, height);
+  } else {
+    rgb16Rows<std::uint8_t>(frame, layout, matrix, fullRange, destination, width, height);
+  }
+}
+
+bool isDirectPlanarYuv(const AVFrame& frame) {
   const bool fullRange = frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P ||
                          frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
-  return !fullRange;
+  return isPlanarYuv(frame) && !fullRange;
 }
 
 void packPlanarYuv(const AVFrame& frame, const ImageView& destination) {
   const PlaneLayout layout = layoutOf(frame);
-  const float unit = 1.0f / static_cast<float>(1 << (layout.depth - 8));
-  const float alphaScale = 1.0f / static_cast<float>((1 << layout.depth) - 1);
   const int width = std::min(destination.width, frame.width);
   const int height = std::min(destination.height, frame.height);
-  for (int y = 0; y < height; ++y) {
-    const int cy = y >> layout.chromaShiftY;
-    for (int x = 0; x < width; ++x) {
-      const int cx = x >> layout.chromaShiftX;
-      Yuva v{sampleAt(frame, 0, layout.depth, x, y) * unit, sampleAt(frame, 1, layout.depth, cx, cy) * unit,
-             sampleAt(frame, 2, layout.depth, cx, cy) * unit,
-             layout.hasAlpha ? sampleAt(frame, 3, layout.depth, x, y) * alphaScale : 1.0f};
-      writePacked(destination, x, y, v);
-    }
+  const bool toFloat = destination.pixelFormat == kPixelFormatR4fl;
+  if (layout.depth > 8) {
+    toFloat ? packRows<std::uint16_t, true>(frame, destination, layout, width, height)
+            : packRows<std::uint16_t, false>(frame, destination, layout, width, height);
+  } else {
+    toFloat ? packRows<std::uint8_t, true>(frame, destination, layout, width, height)
+            : packRows<std::uint8_t, false>(frame, destination, layout, width, height);
   }
 }
 
@@ -117,31 +217,13 @@ void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame) {
   const PlaneLayout layout = layoutOf(frame);
   const int width = std::min(source.width, frame.width);
   const int height = std::min(source.height, frame.height);
-  const int blockW = 1 << layout.chromaShiftX;
-  const int blockH = 1 << layout.chromaShiftY;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const Yuva v = readPacked(source, x, y);
-      storeAt(frame, 0, layout.depth, x, y, v.y);
-      if (layout.hasAlpha) storeAt(frame, 3, layout.depth, x, y, v.a * 255.0f);
-    }
-  }
-  // Each chroma sample is the mean of the pixels it covers.
-  for (int cy = 0; cy * blockH < height; ++cy) {
-    for (int cx = 0; cx * blockW < width; ++cx) {
-      float cb = 0, cr = 0;
-      int count = 0;
-      for (int y = cy * blockH; y < std::min(height, (cy + 1) * blockH); ++y) {
-        for (int x = cx * blockW; x < std::min(width, (cx + 1) * blockW); ++x) {
-          const Yuva v = readPacked(source, x, y);
-          cb += v.cb;
-          cr += v.cr;
-          ++count;
-        }
-      }
-      storeAt(frame, 1, layout.depth, cx, cy, cb / static_cast<float>(count));
-      storeAt(frame, 2, layout.depth, cx, cy, cr / static_cast<float>(count));
-    }
+  const bool fromFloat = source.pixelFormat == kPixelFormatR4fl;
+  if (layout.depth > 8) {
+    fromFloat ? unpackRows<std::uint16_t, true>(source, frame, layout, width, height)
+              : unpackRows<std::uint16_t, false>(source, frame, layout, width, height);
+  } else {
+    fromFloat ? unpackRows<std::uint8_t, true>(source, frame, layout, width, height)
+              : unpackRows<std::uint8_t, false>(source, frame, layout, width, height);
   }
 }
 

@@ -1,6 +1,7 @@
 // Our own conversions between planar Y'CbCr frames and the packed 'r408' and
-// 'r4fl' layouts (bytes or floats A, Y', Cb, Cr), which libswscale lacks, and
-// the 16-bit ARGB channel rotation for 'b64a'.
+// 'r4fl' layouts (bytes or floats A, Y', Cb, Cr), which libswscale lacks; the
+// planar Y'CbCr to 16-bit RGB step ('b64a', 'b48r'), which libswscale only has
+// as slow generic code; and the 16-bit ARGB channel rotation for 'b64a'.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +23,12 @@ bool isDirectPlanarYuv(const AVFrame& frame);
 void packPlanarYuv(const AVFrame& frame, const ImageView& destination);
 // 'r408' / 'r4fl' image to a planar Y'CbCr frame (chroma averaged over its pixels).
 void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame);
+
+// True for planar Y'CbCr of 8 to 16 bits in host order, of either range.
+bool isPlanarYuv(const AVFrame& frame);
+// Planar Y'CbCr frame to 'b64a' or 'b48r' rows with `matrix` (resolved) and
+// the frame's range; chroma repeated over its pixels, as the codecs site it.
+void convertPlanarYuvToRgb16(const AVFrame& frame, ColourMatrix matrix, bool fullRange, const ImageView& destination);
 
 // 16-bit big-endian R, G, B, A pixels rotated in place to A, R, G, B, and back.
 void rotateRgbaToArgb64(std::span<std::uint8_t> row);
