@@ -133,6 +133,13 @@ TEST(ContainerSampleTable, DisagreeingTablesAreClampedToWhatAllOfThemCover) {
     SampleLocation where;
     EXPECT_EQ(table.location(6, where), Error::none);
 
+    Tables empty; // a chunk with no samples between two that have some
+    fillBFrameTables(empty);
+    empty.stsc.entries = {{1, 3, 1}, {2, 0, 1}, {3, 4, 1}};
+    ASSERT_EQ(SampleTable::build(empty.atoms(), 1 << 20, table), Error::none);
+    ASSERT_EQ(table.location(4, where), Error::none);
+    EXPECT_EQ(where.offset, 3000u);
+
     Tables huge;
     fillBFrameTables(huge);
     huge.stsz.sizes.clear();

@@ -21,16 +21,19 @@ Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, 
     const std::uint64_t chunkTotal = out.chunkOffsets_.size();
     std::uint64_t capacity = 0;
     const auto& stsc = atoms.sampleToChunk->entries;
+    std::uint64_t previousFirst = 0;
     for (std::size_t i = 0; i < stsc.size(); ++i) {
         const std::uint64_t first = stsc[i].firstChunk;
-        if (first == 0 || first > chunkTotal) break;
-        if (!out.chunkRuns_.empty() && first - 1 < std::uint64_t(out.chunkRuns_.back().firstChunk) + 1) break;
+        if (first <= previousFirst || first > chunkTotal) break;
+        previousFirst = first;
         std::uint64_t next = i + 1 < stsc.size() ? stsc[i + 1].firstChunk : chunkTotal + 1;
         if (next <= first || next > chunkTotal + 1) next = chunkTotal + 1;
         ChunkRun run{static_cast<std::uint32_t>(first - 1), static_cast<std::uint32_t>(next - first),
                      stsc[i].samplesPerChunk, stsc[i].descriptionIndex, capacity};
         capacity += std::uint64_t(run.chunkCount) * run.samplesPerChunk;
-        out.chunkRuns_.push_back(run);
+        // Chunks without samples hold nothing to find; leaving them out keeps
+        // every run that a lookup lands on non-empty.
+        if (run.samplesPerChunk > 0) out.chunkRuns_.push_back(run);
         if (next == chunkTotal + 1) break;
     }
     count = std::min(count, capacity);
@@ -273,8 +276,6 @@ Error SampleTable::location(std::uint32_t sample, SampleLocation& out) const {
     const std::uint64_t index = sample - 1;
     auto it = std::upper_bound(chunkRuns_.begin(), chunkRuns_.end(), index,
                                [](std::uint64_t i, const ChunkRun& r) { return i < r.firstSample; });
-    // Runs with zero samples per chunk share their first sample with the next
-    // run; upper_bound lands after them, on the run that holds samples.
     const ChunkRun& run = *(it - 1);
     const std::uint64_t chunkInRun = (index - run.firstSample) / run.samplesPerChunk;
     const std::uint64_t firstInChunk = run.firstSample + chunkInRun * run.samplesPerChunk;
