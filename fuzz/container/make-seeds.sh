@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Regenerates the seed corpus of the container fuzzer with the ffmpeg CLI:
 # tiny movies of several codecs, with sound, timecode, metadata and edits.
-# The seeds are committed; run this only to refresh them.
+# The seeds are committed; run this only to refresh them. The two synthetic-*
+# seeds (compressed header, typed metadata, drop-frame timecode) were written
+# with the unit tests' SyntheticMovie builder and are kept as they are.
 set -euo pipefail
 out="$(cd "$(dirname "$0")" && pwd)/corpus"
 mkdir -p "$out"
