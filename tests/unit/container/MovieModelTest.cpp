@@ -75,6 +75,27 @@ TEST(ContainerMovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
     EXPECT_EQ(track.nextSampleChange(60, false, false), std::nullopt);
 }
 
+TEST(ContainerMovieModel, UncompressedSoundCountedInFramesGetsItsFrameSize) {
+    SyntheticMovie spec;
+    SyntheticTrack sound;
+    sound.handler = 'soun';
+    sound.format = 'twos';
+    sound.timeScale = 8000;
+    sound.durations.assign(100, 1);
+    sound.sizes.assign(100, 4); // stereo 16-bit frames in the file...
+    sound.constantSize = 1;     // ...counted as 1-byte samples, as older writers did
+    sound.samplesPerChunk = 50;
+    spec.tracks = {sound};
+    auto movie = openBytes(buildMovieFile(spec));
+    ASSERT_NE(movie, nullptr);
+    const SampleTable& table = movie->tracks[0]->media.samples;
+    SampleLocation first, later;
+    ASSERT_EQ(table.location(2, first), Error::none);
+    ASSERT_EQ(table.location(52, later), Error::none);
+    EXPECT_EQ(first.size, 4u);
+    EXPECT_EQ(later.offset - first.offset, 50u * 4);
+}
+
 TEST(ContainerMovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
     SyntheticMovie spec;
     spec.tracks = {tenFrames()};

@@ -103,7 +103,8 @@ void addTrack(ContainerAtom& moov, const SyntheticTrack& t, std::uint32_t id, st
     stsc->entries.push_back({1, t.samplesPerChunk, 1});
     add(stbl, std::move(stsc));
     auto stsz = std::make_unique<SampleSizeAtom>('stsz');
-    stsz->sizes = t.sizes;
+    if (t.constantSize) stsz->constantSize = t.constantSize;
+    else stsz->sizes = t.sizes;
     stsz->sampleCount = static_cast<std::uint32_t>(t.sizes.size());
     add(stbl, std::move(stsz));
     auto stco = std::make_unique<ChunkOffsetAtom>('co64');

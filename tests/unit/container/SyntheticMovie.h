@@ -22,6 +22,7 @@ struct SyntheticTrack {
     std::vector<std::uint32_t> durations;          // one per sample
     std::vector<std::int32_t> compositionOffsets;  // empty: no 'ctts'
     std::vector<std::uint32_t> sizes;              // one per sample
+    std::uint32_t constantSize = 0;                // when set, 'stsz' stores this instead of `sizes`
     std::vector<std::uint32_t> syncSamples;        // empty: no 'stss' (all sync)
     std::uint32_t samplesPerChunk = 1;
     bool hasEditList = false;

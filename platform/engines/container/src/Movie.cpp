@@ -51,6 +51,23 @@ std::uint64_t scaleTime(std::uint64_t value, std::uint32_t from, std::uint32_t t
     return scaled > Wide(INT64_MAX) ? INT64_MAX : static_cast<std::uint64_t>(scaled);
 }
 
+// Bytes of one sample frame of uncompressed sound, from its description; 0
+// when the format is compressed or unknown.
+std::uint32_t pcmFrameBytes(const SoundSampleEntry& sound) {
+    const std::uint32_t channels = sound.effectiveChannels();
+    if (sound.version == 1 && sound.compressionId == 0 && sound.bytesPerFrame) return sound.bytesPerFrame;
+    if (sound.version == 2 && sound.constLPCMFramesPerAudioPacket == 1) return sound.constBytesPerAudioPacket;
+    struct Format { FourCC code; std::uint32_t bytesPerChannel; };
+    constexpr Format kFormats[] = {{'raw ', 1}, {'twos', 0}, {'sowt', 0}, {'in24', 3}, {'in32', 4},
+                                   {'fl32', 4}, {'fl64', 8}, {'ulaw', 1}, {'alaw', 1}, {'NONE', 0}};
+    for (const auto& format : kFormats) {
+        if (format.code != sound.type()) continue;
+        const std::uint32_t perChannel = format.bytesPerChannel ? format.bytesPerChannel : (sound.sampleSize + 7u) / 8u;
+        return perChannel * channels;
+    }
+    return 0;
+}
+
 Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t fileSize, Track& track) {
     const auto* header = childAs<TrackHeaderAtom>(&trak, 'tkhd');
     const Atom* mdia = child(&trak, 'mdia');
@@ -86,9 +103,15 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
     tables.chunkOffsets = childAs<ChunkOffsetAtom>(stbl, 'stco');
     if (!tables.chunkOffsets) tables.chunkOffsets = childAs<ChunkOffsetAtom>(stbl, 'co64');
     tables.dependencies = childAs<SampleDependencyAtom>(stbl, 'sdtp');
-    if (Error error = SampleTable::build(tables, fileSize, media.samples); error != Error::none) return error;
-
     const auto* descriptions = childAs<SampleDescriptionAtom>(stbl, 'stsd');
+    // Movie files of uncompressed sound may count sample frames with a
+    // constant 'stsz' size of 1; the real size comes from the description.
+    std::uint32_t frameBytes = 0;
+    if (tables.sampleSizes && tables.sampleSizes->constantSize == 1 && descriptions && !descriptions->entries.empty())
+        if (const auto* sound = dynamic_cast<const SoundSampleEntry*>(descriptions->entries.front().get()))
+            frameBytes = pcmFrameBytes(*sound);
+    if (Error error = SampleTable::build(tables, fileSize, media.samples, frameBytes); error != Error::none) return error;
+
     const auto* references = childAs<DataReferenceAtom>(child(minf, 'dinf'), 'dref');
     if (descriptions) {
         for (const auto& entry : descriptions->entries) {

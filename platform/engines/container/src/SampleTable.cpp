@@ -5,7 +5,8 @@
 
 namespace vqt::container {
 
-Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, SampleTable& out) {
+Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, SampleTable& out,
+                         std::uint32_t bytesPerSampleOverride) {
     out = SampleTable{};
     if (!atoms.sampleSizes || !atoms.timeToSample || !atoms.sampleToChunk || !atoms.chunkOffsets) {
         // A media without samples (an empty track) has no tables at all.
@@ -71,7 +72,7 @@ Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, 
         if (!anyOffset) out.offsetRuns_.clear();
     }
 
-    out.constantSize_ = sizes.constantSize;
+    out.constantSize_ = sizes.constantSize && bytesPerSampleOverride ? bytesPerSampleOverride : sizes.constantSize;
     if (!out.constantSize_) {
         out.sizes_.assign(sizes.sizes.begin(), sizes.sizes.begin() + static_cast<std::ptrdiff_t>(count));
         out.sizePrefix_.resize(count + 1);

@@ -34,7 +34,10 @@ public:
     // Sample numbers are 1-based throughout, as in the Movie Toolbox.
     // `fileSize` bounds the sample count: a table claiming more samples than the
     // file has bytes is refused, which keeps every later allocation in proportion.
-    static Error build(const SampleTableAtoms& atoms, std::uint64_t fileSize, SampleTable& out);
+    // `bytesPerSampleOverride`, when not 0, replaces a constant sample size
+    // (sound media whose 'stsz' counts frames of 1 "byte", see Movie.cpp).
+    static Error build(const SampleTableAtoms& atoms, std::uint64_t fileSize, SampleTable& out,
+                       std::uint32_t bytesPerSampleOverride = 0);
 
     std::uint32_t sampleCount() const { return sampleCount_; }
     std::int64_t decodeDuration() const { return totalDecodeDuration_; }
