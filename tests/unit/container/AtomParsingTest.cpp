@@ -3,6 +3,7 @@
 #include "SyntheticMovie.h"
 
 #include "vqt/container/Atom.h"
+#include "vqt/container/CompressedMovieAtom.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

@@ -2,6 +2,7 @@
 // tests can describe a movie by its tables and get the exact bytes.
 #pragma once
 
+#include "vqt/container/CompressedMovieAtom.h"
 #include "vqt/container/EditAtoms.h"
 #include "vqt/container/FileAtoms.h"
 #include "vqt/container/MetadataAtoms.h"

@@ -1,4 +1,5 @@
 // The one table that maps atom codes to their classes.
+#include "vqt/container/CompressedMovieAtom.h"
 #include "vqt/container/EditAtoms.h"
 #include "vqt/container/FileAtoms.h"
 #include "vqt/container/MetadataAtoms.h"

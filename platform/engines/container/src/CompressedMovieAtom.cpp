@@ -1,4 +1,4 @@
-#include "vqt/container/MetadataAtoms.h"
+#include "vqt/container/CompressedMovieAtom.h"
 
 #include <zlib.h>
 

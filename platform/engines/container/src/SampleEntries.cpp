@@ -1,5 +1,7 @@
 #include "vqt/container/SampleEntries.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 
 namespace vqt::container {
@@ -232,9 +234,16 @@ void GenericSampleEntry::writeFields(ByteWriter& out) const { out.bytes(fields);
 void GenericSampleEntry::dumpEntryFields(Dumper& out) const { out.bytes("fields", fields); }
 
 std::unique_ptr<SampleEntry> SampleDescriptionAtom::createEntry(FourCC format, FourCC handlerType) {
+    // Without a handler type (a media whose 'hdlr' comes late), the common
+    // codes still decide.
+    constexpr FourCC kVideoFormats[] = {'avc1', 'hvc1', 'hev1', 'mp4v', 'jpeg', 'mjpa', 'apch', 'apcn', 'apcs',
+                                        'apco', 'ap4h', 'ap4x', 'AVdn', 'AVdh', 'png ', 'rle ', 'raw ', 'v210', '2vuy'};
+    constexpr FourCC kSoundFormats[] = {'lpcm', 'twos', 'sowt', 'in24', 'in32', 'fl32', 'fl64', 'ulaw', 'alaw',
+                                        'ima4', 'mp4a', 'alac', 'ac-3'};
+    auto listed = [format](const auto& list) { return std::find(std::begin(list), std::end(list), format) != std::end(list); };
     if (format == 'tmcd' || handlerType == 'tmcd') return std::make_unique<TimecodeSampleEntry>();
-    if (handlerType == 'vide') return std::make_unique<VisualSampleEntry>(format);
-    if (handlerType == 'soun') return std::make_unique<SoundSampleEntry>(format);
+    if (handlerType == 'vide' || (handlerType == 0 && listed(kVideoFormats))) return std::make_unique<VisualSampleEntry>(format);
+    if (handlerType == 'soun' || (handlerType == 0 && listed(kSoundFormats))) return std::make_unique<SoundSampleEntry>(format);
     return std::make_unique<GenericSampleEntry>(format);
 }
 

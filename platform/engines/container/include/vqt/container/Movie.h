@@ -5,6 +5,7 @@
 #pragma once
 
 #include "vqt/container/ByteSource.h"
+#include "vqt/container/CompressedMovieAtom.h"
 #include "vqt/container/EditAtoms.h"
 #include "vqt/container/FileAtoms.h"
 #include "vqt/container/MetadataAtoms.h"
