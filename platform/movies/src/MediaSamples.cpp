@@ -286,11 +286,13 @@ void GetMediaNextInterestingDisplayTime(Media theMedia, short flags, TimeValue64
     const bool inclusive = (flags & nextTimeEdgeOK) != 0;
     std::optional<std::int64_t> found;
     if (flags & nextTimeSyncSample) {
-        // Walk display boundaries until one belongs to a sync sample; the
-        // number of steps is bounded by the distance between sync samples.
+        // Walk display boundaries until one belongs to a sync sample; the walk
+        // is as long as the distance between sync samples, and bounded for
+        // tables that have (almost) none.
+        constexpr std::uint32_t kMaxSteps = 1u << 16;
         std::optional<std::int64_t> at = forward ? table->displayBoundaryAfter(displayTime, inclusive)
                                                  : table->displayBoundaryBefore(displayTime, inclusive);
-        for (std::uint32_t guard = 0; at && guard < table->sampleCount(); ++guard) {
+        for (std::uint32_t guard = 0; at && guard < kMaxSteps; ++guard) {
             std::uint32_t sample = 0;
             if (table->sampleAtDisplayTime(*at, sample) == engine::Error::none && table->isSync(sample)) {
                 found = at;
