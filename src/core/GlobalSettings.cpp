@@ -1,0 +1,86 @@
+// The per-codec overrides file: six comma-separated columns a record, read with
+// the escaped-field splitter, into one process-wide table.
+#include <vantor/host/BundleLocation.h>
+#include <vantor/property/PropertyText.h>
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "PixelFormatChoice.h"
+
+namespace Vantor::QuickTime {
+
+namespace {
+
+// Loaded at most once per process in the normal case; kept until the process
+// ends. Not locked: the first lookups come from the thread that opens a movie
+// or starts encoding.
+std::vector<GlobalSettingsEntry>& table() {
+  static std::vector<GlobalSettingsEntry> rows;
+  return rows;
+}
+
+bool isComment(const char* line) {
+  return line[0] == '\0' || line[0] == '#' || line[0] == '\n' || (line[0] == '/' && line[1] == '/');
+}
+
+int parseFlags(const std::string& text) {
+  std::istringstream stream(text);
+  int flags = 0;
+  // A column with no number in it counts as no flags.
+  if (!(stream >> flags)) flags = 0;
+  return flags;
+}
+
+}  // namespace
+
+OSType parseFourCharCode(const std::string& text) {
+  if (text == "0") return 0;
+  if (text == "32") return 32;
+  OSType code = 0;
+  for (size_t i = 0; i < 4; ++i) {
+    const unsigned char c = i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+    code = (code << 8) | c;
+  }
+  return code;
+}
+
+const std::vector<GlobalSettingsEntry>& globalSettingsTable() { return table(); }
+
+void loadGlobalSettings(const std::string& path) {
+  std::ifstream file(resolveBundleRelativePath(path));
+  int lineNumber = 1;
+  // A line is read into 256 bytes: a longer one is cut to 255 characters,
+  // processed, and ends the reading (the stream is no longer good).
+  char line[256];
+  while (file.good()) {
+    file.getline(line, sizeof line);
+    const int number = lineNumber++;
+    if (isComment(line)) continue;
+
+    std::deque<std::string> fields;
+    try {
+      fields = Property::splitEscaped(line, ",");
+    } catch (const std::exception&) {
+      // An escape the splitter rejects makes the line unreadable: report it like a bad record.
+      fields.clear();
+    }
+    if (fields.size() != 6) {
+      std::cerr << "Ignoring bad line " << number << ": " << line << std::endl;
+      continue;
+    }
+    if (fields[3] == "windows") continue;
+
+    GlobalSettingsEntry entry;
+    entry.componentType = fields[0] == "encode" ? 'imco' : 'imdc';
+    entry.componentSubType = parseFourCharCode(fields[1]);
+    entry.componentManufacturer = parseFourCharCode(fields[2]);
+    entry.platform = fields[3] == "macosx" ? 1 : 0;
+    entry.architecture = fields[4] == "intel" ? 1 : fields[4] == "ppc" ? 2 : 0;
+    entry.flags = parseFlags(fields[5]);
+    table().push_back(entry);
+  }
+}
+
+}  // namespace Vantor::QuickTime
