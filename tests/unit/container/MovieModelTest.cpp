@@ -96,6 +96,27 @@ TEST(ContainerMovieModel, UncompressedSoundCountedInFramesGetsItsFrameSize) {
     EXPECT_EQ(later.offset - first.offset, 50u * 4);
 }
 
+TEST(ContainerMovieModel, SteppingSkipsTheGapBeforeTheFirstShownSample) {
+    // Composition offsets start the display 100 units late and no edit list
+    // hides the gap: nothing shows at time 0, so stepping starts later. The
+    // implicit edit spans the media's 1000 units, which cuts off the frame
+    // shown at 1000.
+    SyntheticMovie spec;
+    SyntheticTrack t = tenFrames();
+    t.timeScale = 600;
+    t.compositionOffsets = {100, 300, 0, 0, 300, 0, 0, 100, 100, 100};
+    spec.tracks = {t};
+    auto movie = openBytes(buildMovieFile(spec));
+    ASSERT_NE(movie, nullptr);
+    const Track& track = *movie->tracks[0];
+    EXPECT_EQ(track.nextSampleChange(0, true, true), 100);
+    int changes = 0;
+    for (auto at = track.nextSampleChange(0, true, true); at; at = track.nextSampleChange(*at, true, false)) ++changes;
+    EXPECT_EQ(changes, 9);
+    EXPECT_EQ(track.nextSampleChange(50, false, true), std::nullopt);
+    EXPECT_EQ(track.nextSampleChange(150, false, true), 100);
+}
+
 TEST(ContainerMovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
     SyntheticMovie spec;
     spec.tracks = {tenFrames()};

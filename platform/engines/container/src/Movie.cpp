@@ -176,12 +176,23 @@ std::optional<std::int64_t> Track::nextSampleChange(std::int64_t time, bool forw
         return e.mediaTime + static_cast<std::int64_t>(Wide(trackOffset) * media.timeScale * e.rate /
                                                        (Wide(movieTimeScale) * 0x10000));
     };
+    auto showsSample = [&](const Edit& e) {
+        std::uint32_t sample = 0;
+        return table.sampleAtDisplayTime(e.mediaTime, sample) == Error::none;
+    };
     if (forward) {
         for (const auto& e : edits) {
             const auto s = static_cast<std::int64_t>(e.trackStart);
             const auto end = static_cast<std::int64_t>(e.trackStart + e.duration);
             if (e.mediaTime < 0 || e.duration == 0 || end <= time) continue;
-            if (s > time || (s == time && inclusive)) return s;
+            if (s > time || (s == time && inclusive)) {
+                if (showsSample(e)) return s;
+                // Nothing shows at the edit's start (composition offsets without
+                // an edit list): the first sample start inside the edit.
+                auto b = e.rate > 0 ? table.displayBoundaryAfter(e.mediaTime, true) : std::nullopt;
+                if (b && trackTimeOf(e, *b) < end) return trackTimeOf(e, *b);
+                continue;
+            }
             if (e.rate <= 0) continue;
             // First sample start b whose track time is after `time` (or equal when inclusive).
             const std::int64_t reference = inclusive ? time - s - 1 : time - s;
@@ -202,7 +213,7 @@ std::optional<std::int64_t> Track::nextSampleChange(std::int64_t time, bool forw
             auto b = table.displayBoundaryBefore(mediaFloor(e, limit - s), true);
             if (b && *b >= e.mediaTime) return trackTimeOf(e, *b);
         }
-        return s;
+        if (showsSample(e)) return s;
     }
     return std::nullopt;
 }
