@@ -1,5 +1,7 @@
 #include "vqt/container/Movie.h"
 
+#include <algorithm>
+
 namespace vqt::container {
 
 namespace {
@@ -130,11 +132,16 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
     }
     track.userData = userDataItems(childAs<UserDataAtom>(&trak, 'udta'));
 
+    // Edit times are kept below 2^61 so that a start plus a duration, and the
+    // scaled products of the time searches, always fit their 64- and 128-bit sums.
+    constexpr std::uint64_t kMaxTrackTime = std::uint64_t(1) << 61;
     std::uint64_t start = 0;
     if (const auto* list = childAs<EditListAtom>(child(&trak, 'edts'), 'elst')) {
         for (const auto& e : list->entries) {
-            track.edits.push_back({start, e.segmentDuration, e.mediaTime < 0 ? -1 : e.mediaTime, e.mediaRate});
-            start = e.segmentDuration > UINT64_MAX / 2 - start ? UINT64_MAX / 2 : start + e.segmentDuration;
+            const std::uint64_t duration = std::min(e.segmentDuration, kMaxTrackTime - start);
+            const std::int64_t mediaTime = e.mediaTime < 0 ? -1 : std::min<std::int64_t>(e.mediaTime, kMaxTrackTime);
+            track.edits.push_back({start, duration, mediaTime, e.mediaRate});
+            start += duration;
         }
     } else {
         // Without an edit list the whole media plays once from the start.
@@ -165,8 +172,8 @@ std::int64_t Track::mediaTimeAt(std::int64_t trackTime) const {
 std::optional<std::int64_t> Track::nextSampleChange(std::int64_t time, bool forward, bool inclusive) const {
     if (movieTimeScale == 0 || media.timeScale == 0) return std::nullopt;
     const SampleTable& table = media.samples;
-    // Media time of the latest sample start that shows at or before track time
-    // `limit` within edit `e`, and the track time where that start appears.
+    // The track time at which media time `mediaStart` of edit `e` appears
+    // (rounded up), and the media time at a track offset into it (rounded down).
     auto trackTimeOf = [&](const Edit& e, std::int64_t mediaStart) {
         const Wide num = Wide(mediaStart - e.mediaTime) * movieTimeScale * 0x10000;
         const Wide den = Wide(media.timeScale) * e.rate;

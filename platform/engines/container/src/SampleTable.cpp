@@ -53,7 +53,9 @@ Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, 
         const std::uint32_t n = static_cast<std::uint32_t>(std::min<std::uint64_t>(e.count, count - sample));
         if (n == 0) continue;
         out.timeRuns_.push_back({static_cast<std::uint32_t>(sample), n, time, e.delta});
+        // Media times stay below 2^62 so that offsets and scaling never overflow.
         time += std::int64_t(n) * e.delta;
+        if (time > (std::int64_t(1) << 62)) return Error::badTable;
         sample += n;
     }
     out.totalDecodeDuration_ = time;
