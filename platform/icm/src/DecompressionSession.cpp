@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "FramePool.h"
@@ -51,6 +52,27 @@ struct OpaqueICMDecompressionSession {
 };
 
 namespace {
+
+// Decompressors registered with VqtICMRegisterDecompressor.
+struct DecompressorOverride {
+  Component component;
+  CodecType decodesAs;
+  OSType emittedFormat;
+};
+
+std::mutex overridesMutex;
+std::vector<DecompressorOverride> overrides;
+
+bool findOverride(Component component, DecompressorOverride& found) {
+  std::lock_guard lock(overridesMutex);
+  for (const DecompressorOverride& o : overrides) {
+    if (o.component == component) {
+      found = o;
+      return true;
+    }
+  }
+  return false;
+}
 
 // Reads an SInt32 attribute; false when absent or not a number.
 bool attribute(CFDictionaryRef attributes, CFStringRef key, SInt32& value) {
@@ -191,13 +213,18 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef, ImageDescriptionHandle de
   if (desc == nullptr || *desc == nullptr || GetHandleSize(reinterpret_cast<Handle>(desc)) < Size{sizeof(ImageDescription)})
     return paramErr;
   ComponentDescription looking{decompressorComponentType, (**desc).cType, 0, 0, cmpIsMissing};
-  if (FindNextComponent(nullptr, &looking) == nullptr) return noCodecErr;
+  const Component decompressor = FindNextComponent(nullptr, &looking);
+  if (decompressor == nullptr) return noCodecErr;
 
   SInt32 format = k32ARGBPixelFormat;
   attribute(destinationPixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey, format);
+  codecs::DecoderConfig config = vqtDecoderConfigFrom(desc);
+  if (DecompressorOverride o{}; findOverride(decompressor, o)) {
+    config.codecType = o.decodesAs;
+    format = static_cast<SInt32>(o.emittedFormat);
+  }
   if (!codecs::isExchangeFormat(static_cast<OSType>(format))) return codecUnimpErr;
 
-  codecs::DecoderConfig config = vqtDecoderConfigFrom(desc);
   if (decompressionOptions != nullptr) config.threads = decompressionOptions->threads;
   std::unique_ptr<codecs::Decoder> decoder;
   if (const codecs::Status s = codecs::Decoder::create(config, decoder); s != codecs::Status::ok)
@@ -254,6 +281,20 @@ void ICMDecompressionSessionRelease(ICMDecompressionSessionRef session) {
                     frame);
   }
   delete session;
+}
+
+Component VqtICMRegisterDecompressor(CodecType codecType, CodecType decodesAs, OSType emittedFormat, const char* name) {
+  VqtComponentRegistration registration;
+  registration.description = {decompressorComponentType, codecType, 'vntr', 0, 0};
+  registration.name = name != nullptr ? name : "";
+  registration.information = registration.name;
+  registration.publicResources.push_back({{'cpix', 1}, VqtPixelFormatResource({emittedFormat})});
+  Component component = VqtRegisterComponent(registration);
+  if (component != nullptr) {
+    std::lock_guard lock(overridesMutex);
+    overrides.push_back({component, decodesAs, emittedFormat});
+  }
+  return component;
 }
 
 UInt64 VqtICMDecompressionSessionGetDecodedSampleCount(ICMDecompressionSessionRef session) {

@@ -22,6 +22,7 @@ std::size_t packedBytesPerRow(std::uint32_t format, int width) {
     case 'b48r': return w * 6;
     case '2vuy':
     case 'yuvs': return (w + 1) / 2 * 4;
+    case 'v210': return (w + 47) / 48 * 128;
     default: return 0;
   }
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 
@@ -105,8 +106,35 @@ TEST_F(DecompressionSession, EmitsEveryExchangedPixelFormat) {
       EXPECT_GE(psnrR4fl(pixels, r4fl), 50);
     }
   }
-  DecompressionRecorder v210(compressed.description, 'v210');
-  EXPECT_EQ(v210.created(), codecUnimpErr);
+  DecompressionRecorder unknown(compressed.description, 'zzzz');
+  EXPECT_EQ(unknown.created(), codecUnimpErr);
+  DisposeHandle(reinterpret_cast<Handle>(compressed.description));
+}
+
+TEST_F(DecompressionSession, ARegisteredDecompressorEmitsItsOwnFormatWhateverIsAsked) {
+  const TestImage source = makeArgbPattern(20, 8);  // not a multiple of 6: a partial last group
+  const TestImage r4fl = argbToYCbCr(source, 'r4fl');
+  Compressed compressed = compress({'v210'}, {r4fl});
+  ASSERT_EQ(compressed.result, noErr);
+  Component component = VqtICMRegisterDecompressor('zv2e', 'v210', k422YpCbCr10CodecType, "Emits v210");
+  ASSERT_NE(component, nullptr);
+  (**compressed.description).cType = 'zv2e';
+  {
+    DecompressionRecorder recorder(compressed.description, k32ARGBPixelFormat);
+    ASSERT_EQ(recorder.created(), noErr);
+    recorder.decode(compressed.frames, 0, kShow);
+    ICMDecompressionSessionFlush(recorder.session());
+    ASSERT_EQ(recorder.calls.size(), 1u);
+    const TrackingCall& call = recorder.calls[0];
+    EXPECT_EQ(call.pixels.format, k422YpCbCr10CodecType);
+    // 'v210' is the encoder's input of this codec: its bytes are the sample itself, padded to 128-byte rows.
+    ASSERT_EQ(compressed.frames[0].data.size(), 128u * 8);
+    for (int y = 0; y < 8; ++y) {
+      const auto row = call.pixels.bytes.begin() + 128 * y;
+      EXPECT_TRUE(std::equal(row, row + 48, compressed.frames[0].data.begin() + 128 * y)) << "row " << y;
+    }
+  }
+  UnregisterComponent(component);
   DisposeHandle(reinterpret_cast<Handle>(compressed.description));
 }
 

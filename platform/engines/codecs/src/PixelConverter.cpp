@@ -114,6 +114,23 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
     return Status::ok;
   }
 
+  if (destination.pixelFormat == kPixelFormatV210) {
+    if (frame.format == AV_PIX_FMT_YUV422P10LE && !isFullRange(frame)) {
+      packV210(frame, destination);
+      return Status::ok;
+    }
+    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUV422P10LE, width, height);
+    if (scratch == nullptr) return Status::outOfMemory;
+    Planes to{scratch->format, {}, {}, false};
+    for (int i = 0; i < 4; ++i) {
+      to.data[i] = scratch->data[i];
+      to.linesize[i] = scratch->linesize[i];
+    }
+    if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
+    packV210(*scratch, destination);
+    return Status::ok;
+  }
+
   if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
       isPlanarYuv(frame)) {
     convertPlanarYuvToRgb16(frame, matrix, isFullRange(frame), destination);
@@ -195,9 +212,7 @@ std::size_t minimumBytesPerRow(FourCC format, int width) {
   }
 }
 
-bool isExchangeFormat(FourCC format) {
-  return format != kPixelFormatV210 && minimumBytesPerRow(format, 2) != 0;
-}
+bool isExchangeFormat(FourCC format) { return minimumBytesPerRow(format, 2) != 0; }
 
 ColourMatrix colourMatrixFromNclc(int matrixIndex) {
   switch (matrixIndex) {

@@ -227,6 +227,33 @@ void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame) {
   }
 }
 
+void packV210(const AVFrame& frame, const ImageView& destination) {
+  const int width = std::min(destination.width, frame.width);
+  const int height = std::min(destination.height, frame.height);
+  for (int y = 0; y < height; ++y) {
+    const auto* luma = planeRow<std::uint16_t>(frame, 0, y);
+    const auto* cb = planeRow<std::uint16_t>(frame, 1, y);
+    const auto* cr = planeRow<std::uint16_t>(frame, 2, y);
+    std::uint8_t* row = destination.data + y * destination.bytesPerRow;
+    auto Y = [&](int x) -> std::uint32_t { return luma[std::min(x, width - 1)] & 0x3FF; };
+    auto B = [&](int x) -> std::uint32_t { return cb[std::min(x, (width - 1) / 2)] & 0x3FF; };
+    auto R = [&](int x) -> std::uint32_t { return cr[std::min(x, (width - 1) / 2)] & 0x3FF; };
+    for (int group = 0; group * 6 < width; ++group) {
+      const int x = group * 6;
+      const int c = group * 3;
+      const std::uint32_t words[4] = {B(c) | Y(x) << 10 | R(c) << 20, Y(x + 1) | B(c + 1) << 10 | Y(x + 2) << 20,
+                                      R(c + 1) | Y(x + 3) << 10 | B(c + 2) << 20,
+                                      Y(x + 4) | R(c + 2) << 10 | Y(x + 5) << 20};
+      std::uint8_t* out = row + 16 * group;
+      for (int w = 0; w < 4; ++w) {
+        for (int b = 0; b < 4; ++b) out[4 * w + b] = static_cast<std::uint8_t>(words[w] >> (8 * b));
+      }
+    }
+    const std::size_t used = static_cast<std::size_t>((width + 5) / 6) * 16;
+    std::memset(row + used, 0, minimumBytesPerRow(kPixelFormatV210, width) - used);
+  }
+}
+
 void rotateRgbaToArgb64(std::span<std::uint8_t> row) {
   for (std::size_t i = 0; i + 8 <= row.size(); i += 8) {
     std::uint8_t* p = row.data() + i;

@@ -146,7 +146,8 @@ ICMDecompressionSessionOptionsRef ICMDecompressionSessionOptionsRetain(ICMDecomp
 void ICMDecompressionSessionOptionsRelease(ICMDecompressionSessionOptionsRef options);
 
 // noCodecErr when no decompressor exists for the description's codec type.
-// The attributes may name kCVPixelBufferPixelFormatTypeKey (default 32-bit ARGB);
+// The attributes may name kCVPixelBufferPixelFormatTypeKey (default 32-bit ARGB;
+// 32, 'b64a', 'b48r', '2vuy', 'yuvs', 'r408', 'r4fl' and 'v210' can be emitted);
 // emitted buffers have the frame's own size.
 OSStatus ICMDecompressionSessionCreate(CFAllocatorRef allocator, ImageDescriptionHandle desc,
                                        ICMDecompressionSessionOptionsRef decompressionOptions,
@@ -163,6 +164,12 @@ OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, 
 OSStatus ICMDecompressionSessionFlush(ICMDecompressionSessionRef session);
 ICMDecompressionSessionRef ICMDecompressionSessionRetain(ICMDecompressionSessionRef session);
 void ICMDecompressionSessionRelease(ICMDecompressionSessionRef session);
+// Registers an image decompressor for `codecType` that decodes like our codec
+// `decodesAs` and emits `emittedFormat` whatever format a session asks for
+// (tests: a decompressor that emits 'v210'). Its 'cpix' lists `emittedFormat`.
+Component VqtICMRegisterDecompressor(CodecType codecType, CodecType decodesAs, OSType emittedFormat,
+                                     const char* name);
+
 // Compressed samples the session has handed to its decoder so far (for tests and benchmarks).
 UInt64 VqtICMDecompressionSessionGetDecodedSampleCount(ICMDecompressionSessionRef session);
 
