@@ -54,8 +54,9 @@ Error SampleTable::build(const SampleTableAtoms& atoms, std::uint64_t fileSize, 
         if (n == 0) continue;
         out.timeRuns_.push_back({static_cast<std::uint32_t>(sample), n, time, e.delta});
         // Media times stay below 2^62 so that offsets and scaling never overflow.
-        time += std::int64_t(n) * e.delta;
-        if (time > (std::int64_t(1) << 62)) return Error::badTable;
+        const std::uint64_t span = std::uint64_t(n) * e.delta; // < 2^64
+        if (span > (std::uint64_t(1) << 62) - static_cast<std::uint64_t>(time)) return Error::badTable;
+        time += static_cast<std::int64_t>(span);
         sample += n;
     }
     out.totalDecodeDuration_ = time;
