@@ -5,6 +5,8 @@
 
 #include "vqt/container/Timecode.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -85,9 +87,12 @@ HandlerError timecodeAt(MediaObject& media, std::int64_t mediaTime, SInt32* fram
     std::int64_t start = 0, duration = 0;
     model.samples.decodeTime(sample, start, duration);
     // Frames elapsed since the sample's start, in the definition's own rate.
+    // 128-bit: a sample may last 2^32 units and the rate has 32 bits too.
     std::int64_t elapsed = 0;
-    const std::int64_t denominator = std::int64_t(model.timeScale) * entry->frameDuration;
-    if (denominator > 0) elapsed = (mediaTime - start) * std::int64_t(entry->timeScale) / denominator;
+    const __int128 denominator = __int128(model.timeScale) * entry->frameDuration;
+    if (denominator > 0)
+        elapsed = static_cast<std::int64_t>(std::min<__int128>(__int128(mediaTime - start) * entry->timeScale / denominator,
+                                                               INT32_MAX));
     const std::int64_t frame = std::int64_t(std::int32_t(std::uint32_t(counter[0]) << 24 | std::uint32_t(counter[1]) << 16 |
                                                          std::uint32_t(counter[2]) << 8 | counter[3])) + elapsed;
     if (frameNum) *frameNum = clampTime(frame);
