@@ -44,19 +44,18 @@ bool isFullRange(const AVFrame& frame) {
          frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
 }
 
-AVFrame* PixelConverter::scratchFrame(int format, int width, int height) {
-  if (scratch_ && scratch_->format == format && scratch_->width == width && scratch_->height == height)
-    return scratch_.get();
-  scratch_.reset(av_frame_alloc());
-  if (!scratch_) return nullptr;
-  scratch_->format = format;
-  scratch_->width = width;
-  scratch_->height = height;
-  if (av_frame_get_buffer(scratch_.get(), 0) < 0) {
-    scratch_.reset();
+AVFrame* PixelConverter::scratchFrame(FramePtr& frame, int format, int width, int height) {
+  if (frame && frame->format == format && frame->width == width && frame->height == height) return frame.get();
+  frame.reset(av_frame_alloc());
+  if (!frame) return nullptr;
+  frame->format = format;
+  frame->width = width;
+  frame->height = height;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) {  // FFmpeg pads what it allocates
+    frame.reset();
     return nullptr;
   }
-  return scratch_.get();
+  return frame.get();
 }
 
 Status PixelConverter::scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix) {
@@ -72,7 +71,19 @@ Status PixelConverter::scale(const Planes& from, const Planes& to, int width, in
   const int fromRange = isRgbFormat(from.format) ? 1 : from.fullRange;
   const int toRange = isRgbFormat(to.format) ? 1 : to.fullRange;
   sws_setColorspaceDetails(sws_, coefficients, fromRange, coefficients, toRange, 0, 1 << 16, 1 << 16);
-  const int rows = sws_scale(sws_, from.data, from.linesize, 0, height, to.data, to.linesize);
+  if (from.callerRowBytes == 0) {
+    const int rows = sws_scale(sws_, from.data, from.linesize, 0, height, to.data, to.linesize);
+    return rows == height ? Status::ok : Status::failed;
+  }
+  // Slices in order: all rows but the last from the caller, the last from a padded copy.
+  int rows = 0;
+  if (height > 1) rows += sws_scale(sws_, from.data, from.linesize, 0, height - 1, to.data, to.linesize);
+  constexpr std::size_t kSlack = 64;
+  rowBuffer_.assign(from.callerRowBytes + kSlack, 0);
+  std::memcpy(rowBuffer_.data(), from.data[0] + static_cast<std::ptrdiff_t>(height - 1) * from.linesize[0],
+              from.callerRowBytes);
+  const std::uint8_t* lastRow[4] = {rowBuffer_.data(), nullptr, nullptr, nullptr};
+  rows += sws_scale(sws_, lastRow, from.linesize, height - 1, 1, to.data, to.linesize);
   return rows == height ? Status::ok : Status::failed;
 }
 
@@ -96,7 +107,7 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
       packPlanarYuv(frame, destination);
       return Status::ok;
     }
-    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUVA444P16LE, width, height);
+    AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
     for (int i = 0; i < 4; ++i) {
@@ -119,7 +130,7 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
       packV210(frame, destination);
       return Status::ok;
     }
-    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUV422P10LE, width, height);
+    AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
     for (int i = 0; i < 4; ++i) {
@@ -139,8 +150,14 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
 
   const AVPixelFormat packed = swscaleFormatOf(destination.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
-  Planes to{packed, {destination.data}, {static_cast<int>(destination.bytesPerRow)}, false};
+  // libswscale may write a few bytes past a row's end: it writes into padded
+  // memory of ours, and the rows are copied to the caller's.
+  AVFrame* out = scratchFrame(packedScratch_, packed, width, height);
+  if (out == nullptr) return Status::outOfMemory;
+  Planes to{packed, {out->data[0]}, {out->linesize[0]}, false};
   if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
+  for (int y = 0; y < height; ++y)
+    std::memcpy(destination.data + y * destination.bytesPerRow, out->data[0] + y * out->linesize[0], needed);
   if (destination.pixelFormat == kPixelFormatB64a) {
     for (int y = 0; y < height; ++y)
       rotateRgbaToArgb64({destination.data + y * destination.bytesPerRow, static_cast<std::size_t>(width) * 8});
@@ -168,7 +185,7 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
       unpackToPlanarYuv(source, frame);
       return Status::ok;
     }
-    AVFrame* scratch = scratchFrame(AV_PIX_FMT_YUVA444P16LE, width, height);
+    AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     unpackToPlanarYuv(source, *scratch);
     Planes from{scratch->format, {}, {}, false};
@@ -181,17 +198,18 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
 
   const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
-  Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false};
+  Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false,
+              needed};
   if (source.pixelFormat == kPixelFormatB64a) {
     // libswscale has no 16-bit ARGB: rotate a copy to R, G, B, A first.
-    const std::size_t rowBytes = static_cast<std::size_t>(width) * 8;
-    rowBuffer_.resize(rowBytes * height);
+    AVFrame* rotated = scratchFrame(packedScratch_, AV_PIX_FMT_RGBA64BE, width, height);
+    if (rotated == nullptr) return Status::outOfMemory;
     for (int y = 0; y < height; ++y) {
-      std::memcpy(rowBuffer_.data() + y * rowBytes, source.data + y * source.bytesPerRow, rowBytes);
-      rotateArgbToRgba64({rowBuffer_.data() + y * rowBytes, rowBytes});
+      std::uint8_t* row = rotated->data[0] + y * rotated->linesize[0];
+      std::memcpy(row, source.data + y * source.bytesPerRow, needed);
+      rotateArgbToRgba64({row, needed});
     }
-    from.data[0] = rowBuffer_.data();
-    from.linesize[0] = static_cast<int>(rowBytes);
+    from = Planes{AV_PIX_FMT_RGBA64BE, {rotated->data[0]}, {rotated->linesize[0]}, false};
   }
   return scale(from, to, width, height, matrix);
 }

@@ -25,13 +25,17 @@ class PixelConverter {
     std::uint8_t* data[4];
     int linesize[4];
     bool fullRange;
+    // Caller memory of one packed plane: libswscale may read a few bytes past
+    // the end of a row, so the last row is read from a padded copy of this size.
+    std::size_t callerRowBytes = 0;
   };
   Status scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix);
-  AVFrame* scratchFrame(int format, int width, int height);
+  AVFrame* scratchFrame(FramePtr& frame, int format, int width, int height);
 
   SwsContext* sws_ = nullptr;  // owned through swsOwner_
   SwsPtr swsOwner_;
-  FramePtr scratch_;
+  FramePtr scratch_;        // 16-bit 4:4:4 Y'CbCrA or 10-bit 4:2:2 on the way to our packers
+  FramePtr packedScratch_;  // libswscale's packed output, copied to the caller's rows
   std::vector<std::uint8_t> rowBuffer_;
 };
 
