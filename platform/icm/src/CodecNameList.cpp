@@ -1,5 +1,6 @@
 #include <QuickTime/ImageCompression.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -30,7 +31,9 @@ OSErr GetCodecNameList(CodecNameSpecListPtr* list, SInt16 showAll) {
   if (list == nullptr) return paramErr;
   *list = nullptr;
   std::vector<Compressor> compressors;
-  ComponentDescription looking{compressorComponentType, 0, 0, 0, showAll ? 0u : UInt32{cmpIsMissing}};
+  // Installed compressors only; showAll 0 keeps one entry per codec type (the
+  // first registered) and leaves out compressors without a name.
+  ComponentDescription looking{compressorComponentType, 0, 0, 0, cmpIsMissing};
   Handle name = NewHandle(0);
   Handle information = NewHandle(0);
   if (name == nullptr || information == nullptr) {
@@ -42,7 +45,11 @@ OSErr GetCodecNameList(CodecNameSpecListPtr* list, SInt16 showAll) {
     ComponentDescription cd{};
     if (GetComponentInfo(c, &cd, name, information, nullptr) != noErr) continue;
     Compressor entry{c, cd.componentSubType, pascalBytes(name), pascalBytes(information)};
-    if (!showAll && entry.name[0] == 0) continue;
+    if (!showAll) {
+      if (entry.name[0] == 0) continue;
+      if (std::any_of(compressors.begin(), compressors.end(), [&](const Compressor& c) { return c.type == entry.type; }))
+        continue;
+    }
     compressors.push_back(std::move(entry));
   }
   DisposeHandle(name);

@@ -36,13 +36,6 @@ TEST(CodecTable, EntriesAreUniqueNamedAndExchangeOnlyKnownFormats) {
   }
 }
 
-TEST(CodecTable, DeepCodecsOfferFloatYCbCrAndEightBitOnesTwoVuy) {
-  for (FourCC type : {'apch', 'ap4h', 'v210'}) EXPECT_EQ(exchangeFormats(*findCodec(type)).front(), kPixelFormatR4fl);
-  for (FourCC type : {'avc1', 'mp4v', 'dvc '}) EXPECT_EQ(exchangeFormats(*findCodec(type)).front(), kPixelFormat2vuy);
-  EXPECT_EQ(exchangeFormats(*findCodec('png ')).front(), kPixelFormatB64a);
-  EXPECT_EQ(exchangeFormats(*findCodec('rle ')).front(), kPixelFormatArgb32);
-}
-
 TEST(CodecTable, QualityLevelsPickTheNearestLevelAtOrBelow) {
   EXPECT_EQ(qualityLevelIndex(0x000), 0);
   EXPECT_EQ(qualityLevelIndex(0x100), 1);

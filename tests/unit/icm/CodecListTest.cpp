@@ -40,6 +40,28 @@ TEST(CodecNameList, HasOneEntryPerCompressorWithItsTypeAndName) {
   EXPECT_EQ(VqtLiveMemoryBlockCount(), blocks);
 }
 
+TEST(CodecNameList, ShowAllZeroKeepsOneEntryPerType) {
+  VqtComponentRegistration second;
+  second.description = {'imco', 'avc1', 'test', 0, 0};
+  second.name = "Another H.264 compressor";
+  Component component = VqtRegisterComponent(second);
+  CodecNameSpecListPtr all = nullptr;
+  CodecNameSpecListPtr types = nullptr;
+  ASSERT_EQ(GetCodecNameList(&all, 1), noErr);
+  ASSERT_EQ(GetCodecNameList(&types, 0), noErr);
+  auto count = [](CodecNameSpecListPtr list, OSType type) {
+    int n = 0;
+    for (int i = 0; i < list->count; ++i) n += list->list[i].cType == type;
+    return n;
+  };
+  EXPECT_EQ(count(all, 'avc1'), 2);
+  EXPECT_EQ(count(types, 'avc1'), 1);
+  EXPECT_EQ(all->count, types->count + 1);
+  DisposeCodecNameList(all);
+  DisposeCodecNameList(types);
+  UnregisterComponent(component);
+}
+
 TEST(PixelFormatInfo, KnowsTheExchangedFormatsAndLearnsNewOnes) {
   ICMPixelFormatInfo info{};
   info.size = sizeof info;

@@ -39,7 +39,8 @@ struct CodecNameSpecList {
 };
 typedef CodecNameSpecList* CodecNameSpecListPtr;
 
-// One entry per registered compressor; showAll 0 leaves out compressors without a name.
+// One entry per installed compressor (not flagged cmpIsMissing), in registration
+// order; showAll 0 keeps only the first per codec type and drops unnamed ones.
 OSErr GetCodecNameList(CodecNameSpecListPtr* list, SInt16 showAll);
 OSErr DisposeCodecNameList(CodecNameSpecListPtr list);
 
