@@ -202,6 +202,12 @@ INSTANTIATE_TEST_SUITE_P(CliEncoded, IndependentEncoder, ::testing::Values(
   IndependentCase{"H264SD601", 'avc1', 640, 480,
     "-vf scale=out_color_matrix=bt601:out_range=tv -pix_fmt yuv420p -c:v libx264 -crf 8 "
     "-colorspace smpte170m -f h264", "sd-blurred-640x480.h264", 40},
+  IndependentCase{"HevcTenBit709", 'hev1', 1280, 720,
+    "-vf scale=out_color_matrix=bt709:out_range=tv -pix_fmt yuv420p10le -c:v libx265 -x265-params log-level=error:crf=12 "
+    "-colorspace bt709 -f hevc", "hevc10-blurred-1280x720.hevc", 41},
+  IndependentCase{"DvNtsc601", 'dvc ', 720, 480,
+    "-vf scale=out_color_matrix=bt601:out_range=tv -pix_fmt yuv411p -c:v dvvideo -f rawvideo",
+    "dv-blurred-720x480.dv", 37},
   IndependentCase{"JpegFullRange", 'jpeg', 640, 480,
     "-vf scale=out_color_matrix=bt601:out_range=pc -pix_fmt yuvj444p -c:v mjpeg -q:v 1 -f rawvideo",
     "full-blurred-640x480.jpg", 45}
