@@ -289,14 +289,20 @@ int main(int argc, char** argv) {
   make("source.rgba64be", source + "-frames:v 24 -pix_fmt rgba64be -f rawvideo");
   make("source.yuva444p16le", source + "-frames:v 24 -pix_fmt yuva444p16le -f rawvideo");
 
-  const std::vector<Bytes> prores = splitProRes(readFile(fixture("hq.prores")));
-  const std::vector<AccessUnit> h264 = splitH264(readFile(fixture("gop48.h264")));
-  const std::vector<std::size_t> displayOrder = displayOrderOf(h264);
-  const Bytes uyvy = readFile(fixture("source.uyvy"));
-  Bytes b64a = readFile(fixture("source.rgba64be"));
-  for (std::size_t i = 0; i + 8 <= b64a.size(); i += 8) std::rotate(b64a.begin() + i, b64a.begin() + i + 6, b64a.begin() + i + 8);
-  const Bytes r4fl = r4flFrom(readFile(fixture("source.yuva444p16le")));
-  if (prores.size() != kDecodeFrames || h264.size() != kDecodeFrames || displayOrder.size() != kDecodeFrames) {
+  // Only what the selected rows need is loaded.
+  const bool needProRes = selected("ProRes 422 HQ decode to 'b64a'") || selected("ProRes 422 HQ decode to 'r4fl'");
+  const bool needH264 = selected("H.264 GOP 48 B-frames decode");
+  const std::vector<Bytes> prores = needProRes ? splitProRes(readFile(fixture("hq.prores"))) : std::vector<Bytes>{};
+  const std::vector<AccessUnit> h264 = needH264 ? splitH264(readFile(fixture("gop48.h264"))) : std::vector<AccessUnit>{};
+  const std::vector<std::size_t> displayOrder = needH264 ? displayOrderOf(h264) : std::vector<std::size_t>{};
+  const Bytes uyvy = selected("H.264 GOP 48 B-frames encode") ? readFile(fixture("source.uyvy")) : Bytes{};
+  Bytes b64a = selected("ProRes 422 HQ encode from 'b64a'") ? readFile(fixture("source.rgba64be")) : Bytes{};
+  for (std::size_t i = 0; i + 8 <= b64a.size(); i += 8)
+    std::rotate(b64a.begin() + i, b64a.begin() + i + 6, b64a.begin() + i + 8);
+  const Bytes r4fl =
+      selected("ProRes 422 HQ encode from 'r4fl'") ? r4flFrom(readFile(fixture("source.yuva444p16le"))) : Bytes{};
+  if ((needProRes && prores.size() != kDecodeFrames) ||
+      (needH264 && (h264.size() != kDecodeFrames || displayOrder.size() != kDecodeFrames))) {
     std::fprintf(stderr, "fixtures: %zu ProRes frames, %zu H.264 samples\n", prores.size(), h264.size());
     return 1;
   }

@@ -191,6 +191,7 @@ Status Decoder::create(const DecoderConfig& config, std::unique_ptr<Decoder>& de
   context->thread_type = (!entry->temporal && sliceThreads) ? FF_THREAD_SLICE : FF_THREAD_FRAME | FF_THREAD_SLICE;
 
   if (avcodec_open2(context, codec, nullptr) < 0) return Status::unsupportedFormat;
+  impl->converter.setExecutor(context);
   decoder.reset(new Decoder(std::move(impl)));
   return Status::ok;
 }

@@ -1,5 +1,6 @@
 #include "PixelConverter.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "YCbCrPacking.h"
@@ -32,6 +33,35 @@ int swsColourspace(ColourMatrix matrix) {
   }
 }
 
+struct BandWork {
+  const AVFrame* frame;
+  const ImageView* destination;
+  const std::function<void(const AVFrame&, const ImageView&)>* job;
+  int rowsPerBand;
+  int height;
+};
+
+// One band: a shallow copy of the frame and a view of the destination, both
+// starting at the band's first row (a multiple of 4, so chroma rows line up).
+int runBand(AVCodecContext*, void* argument, int band, int) {
+  const BandWork& work = *static_cast<const BandWork*>(argument);
+  const int first = band * work.rowsPerBand;
+  if (first >= work.height) return 0;
+  const int rows = std::min(work.rowsPerBand, work.height - first);
+  AVFrame part = *work.frame;
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(part.format));
+  for (int plane = 0; plane < 4 && part.data[plane] != nullptr; ++plane) {
+    const int shift = (plane == 1 || plane == 2) ? d->log2_chroma_h : 0;
+    part.data[plane] += static_cast<std::ptrdiff_t>(first >> shift) * part.linesize[plane];
+  }
+  part.height = rows;
+  ImageView view = *work.destination;
+  view.data += first * view.bytesPerRow;
+  view.height = rows;
+  (*work.job)(part, view);
+  return 0;
+}
+
 bool isRgbFormat(int format) {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
@@ -56,6 +86,19 @@ AVFrame* PixelConverter::scratchFrame(FramePtr& frame, int format, int width, in
     return nullptr;
   }
   return frame.get();
+}
+
+void PixelConverter::inBands(const AVFrame& frame, const ImageView& destination, const BandJob& job) {
+  const int height = std::min(frame.height, destination.height);
+  const bool parallel = executor_ != nullptr && (executor_->active_thread_type & FF_THREAD_SLICE) &&
+                        executor_->thread_count > 1 && height >= 64;
+  if (!parallel) {
+    job(frame, destination);
+    return;
+  }
+  const int bands = executor_->thread_count;
+  BandWork work{&frame, &destination, &job, ((height + bands - 1) / bands + 3) & ~3, height};
+  executor_->execute2(executor_, runBand, &work, nullptr, bands);
 }
 
 Status PixelConverter::scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix) {
@@ -104,7 +147,7 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
 
   if (destination.pixelFormat == kPixelFormatR408 || destination.pixelFormat == kPixelFormatR4fl) {
     if (isDirectPlanarYuv(frame)) {
-      packPlanarYuv(frame, destination);
+      inBands(frame, destination, packPlanarYuv);
       return Status::ok;
     }
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
@@ -121,13 +164,13 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
         std::fill(row, row + width, std::uint16_t{0xFFFF});
       }
     }
-    packPlanarYuv(*scratch, destination);
+    inBands(*scratch, destination, packPlanarYuv);
     return Status::ok;
   }
 
   if (destination.pixelFormat == kPixelFormatV210) {
     if (frame.format == AV_PIX_FMT_YUV422P10LE && !isFullRange(frame)) {
-      packV210(frame, destination);
+      inBands(frame, destination, packV210);
       return Status::ok;
     }
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
@@ -138,13 +181,16 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
       to.linesize[i] = scratch->linesize[i];
     }
     if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
-    packV210(*scratch, destination);
+    inBands(*scratch, destination, packV210);
     return Status::ok;
   }
 
   if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
       isPlanarYuv(frame)) {
-    convertPlanarYuvToRgb16(frame, matrix, isFullRange(frame), destination);
+    const bool fullRange = isFullRange(frame);
+    inBands(frame, destination, [&](const AVFrame& part, const ImageView& rows) {
+      convertPlanarYuvToRgb16(part, matrix, fullRange, rows);
+    });
     return Status::ok;
   }
 

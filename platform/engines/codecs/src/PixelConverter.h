@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "FfmpegHandles.h"
@@ -14,6 +15,9 @@ namespace vqt::codecs {
 
 class PixelConverter {
  public:
+  // Our own packers then run in row bands on this codec's slice threads, when it has them.
+  void setExecutor(AVCodecContext* context) { executor_ = context; }
+
   // Native frame to `destination` (its pixelFormat says which layout).
   Status toExchange(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination);
   // `source` into `frame`, whose format and size are already set and allocated.
@@ -31,6 +35,11 @@ class PixelConverter {
   };
   Status scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix);
   AVFrame* scratchFrame(FramePtr& frame, int format, int width, int height);
+  using BandJob = std::function<void(const AVFrame& frame, const ImageView& destination)>;
+  // Runs `job` over bands of rows of a planar frame, in parallel where it can.
+  void inBands(const AVFrame& frame, const ImageView& destination, const BandJob& job);
+
+  AVCodecContext* executor_ = nullptr;
 
   SwsContext* sws_ = nullptr;  // owned through swsOwner_
   SwsPtr swsOwner_;
