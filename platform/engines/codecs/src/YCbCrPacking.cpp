@@ -92,6 +92,30 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
   auto store = [&](float value8) { return static_cast<Sample>(roundClamped(value8 * scale, maximum)); };
   const int blockW = 1 << layout.chromaShiftX;
   const int blockH = 1 << layout.chromaShiftY;
+  if (blockH == 1) {
+    // 4:2:2 and 4:4:4: one pass, each pixel read once.
+    for (int y = 0; y < height; ++y) {
+      Sample* luma = planeRow<Sample>(frame, 0, y);
+      Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+      Sample* cbRow = planeRow<Sample>(frame, 1, y);
+      Sample* crRow = planeRow<Sample>(frame, 2, y);
+      for (int cx = 0; cx * blockW < width; ++cx) {
+        const int xEnd = std::min(width, (cx + 1) * blockW);
+        float cb = 0, cr = 0;
+        for (int x = cx * blockW; x < xEnd; ++x) {
+          const Yuva v = read(x, y);
+          luma[x] = store(v.y);
+          if (alpha) alpha[x] = store(v.a * 255.0f);
+          cb += v.cb;
+          cr += v.cr;
+        }
+        const float mean = 1.0f / static_cast<float>(xEnd - cx * blockW);
+        cbRow[cx] = store(cb * mean);
+        crRow[cx] = store(cr * mean);
+      }
+    }
+    return;
+  }
   for (int y = 0; y < height; ++y) {
     Sample* luma = planeRow<Sample>(frame, 0, y);
     Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
