@@ -157,3 +157,60 @@ TEST(DecodeSequenceIntra, ConsecutiveIntraSamplesAreDecodedOnceEach) {
 
 }  // namespace
 }  // namespace vqt::codecs
+
+namespace vqt::codecs {
+namespace {
+
+// MPEG-4 with B-frames has no way to hand out a held picture and keep going:
+// the decoder drains, and the next request decodes again from its sync sample.
+TEST(DecodeSequenceDrained, ReorderingCodecsStillGiveTheSamePictures) {
+  EncoderConfig config;
+  config.codecType = 'mp4v';
+  config.width = 128;
+  config.height = 96;
+  config.keyFrameInterval = 12;
+  std::unique_ptr<Encoder> encoder;
+  ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
+  std::vector<EncodedFrame> frames;
+  for (int i = 0; i < 24; ++i)
+    ASSERT_EQ(encoder->encode(test::constViewOf(test::makeArgbPattern(128, 96, i)), i * 100, 100, frames), Status::ok);
+  ASSERT_EQ(encoder->finish(frames), Status::ok);
+  ASSERT_EQ(frames.size(), 24u);
+
+  DecoderConfig decoderConfig;
+  decoderConfig.codecType = 'mp4v';
+  decoderConfig.width = 128;
+  decoderConfig.height = 96;
+  decoderConfig.configAtomType = encoder->configAtomType();
+  decoderConfig.configAtom = encoder->configAtom();
+  auto read = [&](DecodeSequence& sequence, std::size_t target) {
+    std::size_t sync = target;
+    while (sync > 0 && !frames[sync].sync) --sync;
+    for (std::size_t s = sync; s <= target; ++s)
+      sequence.add(static_cast<std::int64_t>(s), frames[s].data, s == target);
+    std::vector<Picture> pictures;
+    sequence.finish(pictures);
+    TestImage image(kPixelFormat2vuy, 128, 96);
+    if (pictures.size() == 1) sequence.decoder().convert(pictures[0], test::viewOf(image));
+    return std::make_pair(pictures.size(), image.bytes);
+  };
+  std::unique_ptr<Decoder> kept;
+  ASSERT_EQ(Decoder::create(decoderConfig, kept), Status::ok);
+  DecodeSequence sequence(std::move(kept));
+  int reordered = 0;
+  for (std::size_t position = 0; position < frames.size(); ++position) {
+    std::size_t target = 0;
+    while (frames[target].displayTime != static_cast<std::int64_t>(position) * 100) ++target;
+    reordered += target != position;
+    const auto [count, pixels] = read(sequence, target);
+    ASSERT_EQ(count, 1u) << "display position " << position;
+    std::unique_ptr<Decoder> freshDecoder;
+    ASSERT_EQ(Decoder::create(decoderConfig, freshDecoder), Status::ok);
+    DecodeSequence fresh(std::move(freshDecoder));
+    EXPECT_EQ(read(fresh, target).second, pixels) << "display position " << position;
+  }
+  EXPECT_GT(reordered, 0);
+}
+
+}  // namespace
+}  // namespace vqt::codecs

@@ -143,6 +143,11 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     context->gop_size = config.keyFrameInterval;
   }
   if (entry->temporal) {
+    // Every key frame must be a place to start decoding: no B-frame after it in
+    // decode order may lean on the previous group of pictures.
+    context->flags |= AV_CODEC_FLAG_CLOSED_GOP;
+    // MPEG-4's encoder keeps closed groups only without scene-cut key frames.
+    if (codec->id == AV_CODEC_ID_MPEG4) av_opt_set_int(context->priv_data, "sc_threshold", 1000000000, 0);
     if (!config.allowReordering || !config.allowTemporal) {
       context->max_b_frames = 0;
     } else if (codec->id == AV_CODEC_ID_MPEG4) {
