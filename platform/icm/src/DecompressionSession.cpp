@@ -260,6 +260,12 @@ OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, 
   session->frames.push_back(frame);
   // Decode errors reach the client through the callback at the flush.
   session->sequence->add(frame.sample, {data, static_cast<std::size_t>(dataSize)}, frame.display);
+  // A client that never flushes still gets its frames, and the session holds
+  // a bounded number of decoded pictures.
+  constexpr long kMostShownFramesHeld = 32;
+  if (std::count_if(session->frames.begin(), session->frames.end(), [](const auto& f) { return f.display; }) >=
+      kMostShownFramesHeld)
+    return session->flush();
   return noErr;
 }
 

@@ -86,6 +86,18 @@ TEST_F(DecompressionSession, ReleasingWithoutFlushGivesTheSourceDataBack) {
   DisposeHandle(reinterpret_cast<Handle>(compressed.description));
 }
 
+TEST_F(DecompressionSession, AClientThatNeverFlushesStillGetsItsFrames) {
+  Compressed compressed = compress({'png '}, argbFrames(40, 32, 16));
+  ASSERT_EQ(compressed.result, noErr);
+  DecompressionRecorder recorder(compressed.description);
+  for (std::size_t i = 0; i < 40; ++i) recorder.decode(compressed.frames, i, kShow);
+  ASSERT_EQ(recorder.calls.size(), 32u) << "flushed by itself at 32 frames to show";
+  for (std::size_t i = 0; i < 32; ++i) EXPECT_EQ(recorder.calls[i].refCon, &compressed.frames[i]);
+  ICMDecompressionSessionFlush(recorder.session());
+  EXPECT_EQ(recorder.calls.size(), 40u);
+  DisposeHandle(reinterpret_cast<Handle>(compressed.description));
+}
+
 TEST_F(DecompressionSession, EmitsEveryExchangedPixelFormat) {
   const TestImage source = makeArgbPattern(96, 64);
   const TestImage r4fl = argbToYCbCr(source, 'r4fl');

@@ -157,6 +157,7 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef allocator, ImageDescriptio
                                        ICMDecompressionSessionRef* decompressionSessionOut);
 // Frames are decoded in the order given. The data must stay valid until the
 // callback says kICMDecompressionTracking_ReleaseSourceData for its refcon.
+// Once 32 frames to be shown are waiting, the session flushes by itself.
 OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, const UInt8* data,
                                             ByteCount dataSize, ICMDecompressionFrameOptionsRef frameOptions,
                                             const ICMFrameTimeRecord* frameTime, void* sourceFrameRefCon);
