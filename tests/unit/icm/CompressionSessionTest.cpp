@@ -139,6 +139,25 @@ TEST(CompressionSession, EncodedFramesReportReorderingSyncAndTheirDescription) {
   for (TimeValue64 offset : inOrder.offsets) EXPECT_EQ(offset, 0);
 }
 
+TEST(CompressionSession, TenBitPixelsGoThroughV210Unchanged) {
+  // 'v210' pixels from a ProRes frame, encoded as 'v210', come back bit for bit.
+  const TestImage r4fl = argbToYCbCr(makeArgbPattern(96, 16), 'r4fl');
+  Compressed prores = compress({'apch'}, {r4fl});
+  ASSERT_EQ(prores.result, noErr);
+  DecompressionRecorder recorder(prores.description, k422YpCbCr10CodecType);
+  ASSERT_EQ(recorder.created(), noErr);
+  recorder.decode(prores.frames, 0, icmFrameTimeDecodeImmediately);
+  ICMDecompressionSessionFlush(recorder.session());
+  ASSERT_EQ(recorder.calls.size(), 1u);
+  const TestImage& v210 = recorder.calls[0].pixels;
+  Compressed again = compress({'v210'}, {v210});
+  ASSERT_EQ(again.result, noErr);
+  ASSERT_EQ(again.frames.size(), 1u);
+  EXPECT_EQ(again.frames[0].data, v210.bytes);
+  DisposeHandle(reinterpret_cast<Handle>(prores.description));
+  DisposeHandle(reinterpret_cast<Handle>(again.description));
+}
+
 TEST(CompressionSession, DepthThirtyTwoKeepsAlphaOnlyWhereTheCodecCan) {
   for (auto [codec, expected] : {std::pair{CodecType{'ap4h'}, 32}, std::pair{CodecType{'apcn'}, 24}}) {
     CompressionSettings settings{codec};

@@ -242,6 +242,22 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
     return scale(from, to, width, height, matrix);
   }
 
+  if (source.pixelFormat == kPixelFormatV210) {
+    if (frame.format == AV_PIX_FMT_YUV422P10LE && !isFullRange(frame)) {
+      unpackV210(source, frame);
+      return Status::ok;
+    }
+    AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
+    if (scratch == nullptr) return Status::outOfMemory;
+    unpackV210(source, *scratch);
+    Planes from{scratch->format, {}, {}, false};
+    for (int i = 0; i < 4; ++i) {
+      from.data[i] = scratch->data[i];
+      from.linesize[i] = scratch->linesize[i];
+    }
+    return scale(from, to, width, height, matrix);
+  }
+
   const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
   Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false,

@@ -278,6 +278,34 @@ void packV210(const AVFrame& frame, const ImageView& destination) {
   }
 }
 
+void unpackV210(const ConstImageView& source, AVFrame& frame) {
+  const int width = std::min(source.width, frame.width);
+  const int height = std::min(source.height, frame.height);
+  const int chromaWidth = (width + 1) / 2;
+  for (int y = 0; y < height; ++y) {
+    auto* luma = planeRow<std::uint16_t>(frame, 0, y);
+    auto* cb = planeRow<std::uint16_t>(frame, 1, y);
+    auto* cr = planeRow<std::uint16_t>(frame, 2, y);
+    const std::uint8_t* row = source.data + y * source.bytesPerRow;
+    for (int group = 0; group * 6 < width; ++group) {
+      std::uint32_t words[4];
+      for (int w = 0; w < 4; ++w) {
+        const std::uint8_t* p = row + 16 * group + 4 * w;
+        words[w] = std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
+      }
+      auto field = [&](int word, int index) { return static_cast<std::uint16_t>((words[word] >> (10 * index)) & 0x3FF); };
+      const std::uint16_t lumas[6] = {field(0, 1), field(1, 0), field(1, 2), field(2, 1), field(3, 0), field(3, 2)};
+      const std::uint16_t cbs[3] = {field(0, 0), field(1, 1), field(2, 2)};
+      const std::uint16_t crs[3] = {field(0, 2), field(2, 0), field(3, 1)};
+      for (int i = 0; i < 6 && group * 6 + i < width; ++i) luma[group * 6 + i] = lumas[i];
+      for (int i = 0; i < 3 && group * 3 + i < chromaWidth; ++i) {
+        cb[group * 3 + i] = cbs[i];
+        cr[group * 3 + i] = crs[i];
+      }
+    }
+  }
+}
+
 void rotateRgbaToArgb64(std::span<std::uint8_t> row) {
   for (std::size_t i = 0; i + 8 <= row.size(); i += 8) {
     std::uint8_t* p = row.data() + i;

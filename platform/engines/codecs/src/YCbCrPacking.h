@@ -33,6 +33,8 @@ void convertPlanarYuvToRgb16(const AVFrame& frame, ColourMatrix matrix, bool ful
 // A 10-bit 4:2:2 planar frame (yuv422p10le) to 'v210' rows: six pixels in four
 // little-endian 32-bit words; a last partial group repeats its last pixel.
 void packV210(const AVFrame& frame, const ImageView& destination);
+// 'v210' rows to a 10-bit 4:2:2 planar frame (yuv422p10le).
+void unpackV210(const ConstImageView& source, AVFrame& frame);
 
 // 16-bit big-endian R, G, B, A pixels rotated in place to A, R, G, B, and back.
 void rotateRgbaToArgb64(std::span<std::uint8_t> row);

@@ -18,7 +18,7 @@ inline constexpr FourCC kPixelFormatR408 = 'r408';     // bytes A, Y'-16, Cb, Cr
 inline constexpr FourCC kPixelFormatR4fl = 'r4fl';     // floats A, Y', Cb, Cr (video range / 255)
 inline constexpr FourCC kPixelFormatV210 = 'v210';     // 10-bit 4:2:2, 6 pixels in 16 bytes
 
-// True for every format a session can emit; all but 'v210' can also be encoded from.
+// True for every format a session can emit or encode from.
 bool isExchangeFormat(FourCC format);
 
 // Smallest row size in bytes for `width` pixels of `format` (0 when unknown).
