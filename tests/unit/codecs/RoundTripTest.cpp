@@ -166,6 +166,26 @@ TEST(EncoderSettings, HigherQualityMakesLargerProResFrames) {
   EXPECT_GT(frameSize(0x400), frameSize(0x200));
 }
 
+TEST(EncoderSettings, ProResProfileFollowsTheCodecType) {
+  // Each profile has its own target rate: Proxy < LT < 422 < HQ < 4444 XQ.
+  const TestImage image = test::argbToYCbCr(test::makeArgbPattern(640, 360), kPixelFormatR4fl);
+  std::size_t previous = 0;
+  for (FourCC type : {'apco', 'apcs', 'apcn', 'apch', 'ap4x'}) {
+    EncoderConfig config;
+    config.codecType = type;
+    config.width = 640;
+    config.height = 360;
+    std::unique_ptr<Encoder> encoder;
+    ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
+    std::vector<EncodedFrame> frames;
+    ASSERT_EQ(encoder->encode(test::constViewOf(image), 0, 1, frames), Status::ok);
+    ASSERT_EQ(encoder->finish(frames), Status::ok);
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_GT(frames[0].data.size(), previous) << std::string{char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
+    previous = frames[0].data.size();
+  }
+}
+
 TEST(EncoderSettings, RefusesWhatItCannotMake) {
   std::unique_ptr<Encoder> encoder;
   EncoderConfig config;
