@@ -6,9 +6,11 @@
 namespace vqt::codecs {
 namespace {
 
-// Decoded pictures kept for later requests; enough for the reordering depth of
-// common long-GOP streams plus the pictures one request brings out.
+// Decoded pictures kept for later requests: enough for the reordering depth of
+// common long-GOP streams plus the pictures one request brings out. An
+// intra-only stream never needs an earlier picture again.
 constexpr std::size_t kCacheLimit = 16;
+constexpr std::size_t kIntraCacheLimit = 2;
 
 // FNV-1a over 64-bit words: tells a sample that was decoded before from a new one.
 std::uint64_t digestOf(std::span<const std::uint8_t> data) {
@@ -96,7 +98,8 @@ void DecodeSequence::keep(std::vector<Picture>& pictures) {
 
 void DecodeSequence::trimCache() {
   // Drop the earliest pictures in display order, but never one the current request shows.
-  while (cache_.size() > kCacheLimit) {
+  const std::size_t limit = decoder_->isIntraOnly() ? kIntraCacheLimit : kCacheLimit;
+  while (cache_.size() > limit) {
     auto victim = cache_.end();
     for (auto it = cache_.begin(); it != cache_.end(); ++it) {
       const bool wanted = std::any_of(request_.begin(), request_.end(), [&](const Sample& s) {

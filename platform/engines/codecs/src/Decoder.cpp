@@ -241,6 +241,8 @@ Status Decoder::convert(const Picture& picture, const ImageView& destination) {
 
 std::uint64_t Decoder::samplesDecoded() const { return impl_->samplesDecoded; }
 FourCC Decoder::codecType() const { return impl_->config.codecType; }
+bool Decoder::isIntraOnly() const { return !impl_->entry->temporal; }
+
 bool Decoder::producesAlpha() const {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(impl_->context->pix_fmt);
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;

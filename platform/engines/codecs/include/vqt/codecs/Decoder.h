@@ -67,6 +67,7 @@ class Decoder {
   std::uint64_t samplesDecoded() const;  // compressed samples handed to the codec
   FourCC codecType() const;
   bool producesAlpha() const;
+  bool isIntraOnly() const;  // every sample a picture of its own, nothing held back for reordering
 
  private:
   struct Impl;
