@@ -61,15 +61,15 @@ OSErr GetCodecNameList(CodecNameSpecListPtr* list, SInt16 showAll) {
   if (result == nullptr) return memFullErr;
   result->count = static_cast<SInt16>(count);
   for (std::size_t i = 0; i < count; ++i) {
-    CodecNameSpec& spec = result->list[i];
+    CodecNameSpec& entry = result->list[i];
     const Compressor& c = compressors[i];
-    spec.codec = c.component;
-    spec.cType = c.type;
+    entry.codec = c.component;
+    entry.cType = c.type;
     const std::size_t length = std::min<std::size_t>(c.name[0], sizeof(Str31) - 1);
-    spec.typeName[0] = static_cast<unsigned char>(length);
-    std::memcpy(spec.typeName + 1, c.name.data() + 1, length);
-    spec.name = NewHandle(static_cast<Size>(c.information.size()));
-    if (spec.name != nullptr) std::memcpy(*spec.name, c.information.data(), c.information.size());
+    entry.typeName[0] = static_cast<unsigned char>(length);
+    std::memcpy(entry.typeName + 1, c.name.data() + 1, length);
+    entry.name = NewHandle(static_cast<Size>(c.information.size()));
+    if (entry.name != nullptr) std::memcpy(*entry.name, c.information.data(), c.information.size());
   }
   *list = result;
   return noErr;

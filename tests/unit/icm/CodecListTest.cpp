@@ -16,14 +16,14 @@ TEST(CodecNameList, HasOneEntryPerCompressorWithItsTypeAndName) {
   EXPECT_EQ(list->count, CountComponents(&compressors));
   std::set<OSType> types;
   for (int i = 0; i < list->count; ++i) {
-    const CodecNameSpec& spec = list->list[i];
+    const CodecNameSpec& entry = list->list[i];
     ComponentDescription cd{};
-    ASSERT_EQ(GetComponentInfo(spec.codec, &cd, nullptr, nullptr, nullptr), noErr);
-    EXPECT_EQ(cd.componentSubType, spec.cType);
-    EXPECT_GT(spec.typeName[0], 0);
-    EXPECT_LE(spec.typeName[0], 31);
-    ASSERT_NE(spec.name, nullptr);
-    types.insert(spec.cType);
+    ASSERT_EQ(GetComponentInfo(entry.codec, &cd, nullptr, nullptr, nullptr), noErr);
+    EXPECT_EQ(cd.componentSubType, entry.cType);
+    EXPECT_GT(entry.typeName[0], 0);
+    EXPECT_LE(entry.typeName[0], 31);
+    ASSERT_NE(entry.name, nullptr);
+    types.insert(entry.cType);
   }
   for (OSType type : {'apcn', 'apch', 'ap4h', 'avc1', 'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'})
     EXPECT_TRUE(types.count(type)) << std::string{char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
