@@ -127,6 +127,9 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   context->time_base = AVRational{1, config.timeScale};
   if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
   context->thread_count = config.threads;
+  // Intra-only encoders with slice threads use them: each frame is spread over
+  // the cores, and our own pixel unpacking runs in bands on the same threads.
+  if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_SLICE_THREADS)) context->thread_type = FF_THREAD_SLICE;
   context->codec_tag = codecTagFromFourCC(config.codecType);
   impl->matrix = resolveColourMatrix(config.matrix, config.height);
   // VC-3 streams always declare BT.709, so that is the matrix their pixels must be made with.
@@ -187,6 +190,7 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
 
   if (avcodec_open2(context, codec, nullptr) < 0) return Status::unsupportedFormat;
 
+  impl->converter.setExecutor(context);
   impl->frame->format = context->pix_fmt;
   impl->frame->width = config.width;
   impl->frame->height = config.height;

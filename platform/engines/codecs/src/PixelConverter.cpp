@@ -228,7 +228,12 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
 
   if (source.pixelFormat == kPixelFormatR408 || source.pixelFormat == kPixelFormatR4fl) {
     if (isDirectPlanarYuv(frame)) {
-      unpackToPlanarYuv(source, frame);
+      const ImageView rows{source.pixelFormat, source.width, source.height, source.bytesPerRow,
+                           const_cast<std::uint8_t*>(source.data)};
+      inBands(frame, rows, [](const AVFrame& part, const ImageView& band) {
+        unpackToPlanarYuv({band.pixelFormat, band.width, band.height, band.bytesPerRow, band.data},
+                          const_cast<AVFrame&>(part));
+      });
       return Status::ok;
     }
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
