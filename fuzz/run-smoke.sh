@@ -8,7 +8,7 @@
 set -euo pipefail
 build="${1:?usage: run-smoke.sh BUILD_DIR SECONDS}"
 seconds="${2:?usage: run-smoke.sh BUILD_DIR SECONDS}"
-mapfile -t fuzzers < <(find "$build" -type f -name '*_fuzzer' -perm -u+x | sort)
+mapfile -t fuzzers < <(find "$(cd "$build" && pwd)" -type f -name '*_fuzzer' -perm -u+x | sort)
 if [ "${#fuzzers[@]}" -eq 0 ]; then
   echo "run-smoke: no fuzzers under $build" >&2
   exit 1
