@@ -76,18 +76,6 @@ TEST_F(DialogBindingWindow, ReturnAcceptsAndTheSliderValueComesBack) {
   EXPECT_EQ(temporal.keyFrameRate, 1);
 }
 
-TEST_F(DialogBindingWindow, EscapeCancels) {
-  ensureApplication();
-  whenDialogOpens([](QWidget& dialog) {
-    dialog.findChild<QSlider*>(QStringLiteral("quality"))->setValue(0x100);
-    QTest::keyClick(&dialog, Qt::Key_Escape);
-  });
-  EXPECT_EQ(SCRequestSequenceSettings(image), scUserCancelled);
-  SCSpatialSettings spatial{};
-  SCGetInfo(image, scSpatialSettingsType, &spatial);
-  EXPECT_EQ(spatial.spatialQuality, codecNormalQuality);
-}
-
 TEST(DialogBindingNoDisplay, TheRequestIsCancelledWithOneLineOnStandardError) {
   if (QCoreApplication::instance()) GTEST_SKIP() << "an application object already exists in this process";
   unsetenv("QT_QPA_PLATFORM");

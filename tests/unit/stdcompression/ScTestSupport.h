@@ -1,6 +1,6 @@
 // Shared pieces of the standard compression tests: instances that close themselves, the
-// settings text form (hexadecimal of the container, as the system layer writes it), and
-// comparisons of the settings records.
+// settings text (hexadecimal of the container, decoded the way the system layer decodes it),
+// and reading records by info type.
 #pragma once
 
 #include <QuickTime/QuickTimeComponents.h>
@@ -11,36 +11,76 @@
 
 namespace vqt::sc::test {
 
-class OpenInstance {
- public:
-  explicit OpenInstance(OSType subType);
-  ~OpenInstance();
-  OpenInstance(const OpenInstance&) = delete;
-  OpenInstance& operator=(const OpenInstance&) = delete;
-  ComponentInstance get() const { return ci_; }
-  operator ComponentInstance() const { return ci_; }
-
- private:
-  ComponentInstance ci_ = nullptr;
+struct OpenInstance {
+  explicit OpenInstance(OSType subType) { EXPECT_EQ(OpenADefaultComponent(StandardCompressionType, subType, &ci), noErr); }
+  ~OpenInstance() { CloseComponent(ci); }
+  operator ComponentInstance() const { return ci; }
+  ComponentInstance ci = nullptr;
 };
 
-std::string settingsText(ComponentInstance ci);
-// Decoded as the system layer decodes: pairs of digits, anything else taken as some value.
-OSErr loadText(ComponentInstance ci, const std::string& text);
+template <typename T>
+T info(ComponentInstance ci, OSType type) {
+  T value{};
+  EXPECT_EQ(SCGetInfo(ci, type, &value), noErr);
+  return value;
+}
 
-SCSpatialSettings spatialOf(ComponentInstance ci);
-SCTemporalSettings temporalOf(ComponentInstance ci);
-SCDataRateSettings dataRateOf(ComponentInstance ci);
-VqtSoundCompressionSettings soundOf(ComponentInstance ci);
+template <typename T>
+void setInfo(ComponentInstance ci, OSType type, T value) {
+  ASSERT_EQ(SCSetInfo(ci, type, &value), noErr);
+}
 
-Component compressorOf(CodecType type);
+inline std::string settingsText(ComponentInstance ci) {
+  QTAtomContainer container = nullptr;
+  EXPECT_EQ(SCGetSettingsAsAtomContainer(ci, &container), noErr);
+  std::string text;
+  for (Size i = 0; container != nullptr && i < GetHandleSize(container); ++i) {
+    const auto byte = static_cast<unsigned char>((*container)[i]);
+    text += "0123456789abcdef"[byte >> 4];
+    text += "0123456789abcdef"[byte & 0xF];
+  }
+  QTDisposeAtomContainer(container);
+  return text;
+}
 
-bool operator==(const SCSpatialSettings& a, const SCSpatialSettings& b);
-bool operator==(const SCTemporalSettings& a, const SCTemporalSettings& b);
-bool operator==(const SCDataRateSettings& a, const SCDataRateSettings& b);
-bool operator==(const VqtSoundCompressionSettings& a, const VqtSoundCompressionSettings& b);
+inline OSErr loadText(ComponentInstance ci, const std::string& text) {
+  Handle handle = NewHandleClear(Size(text.size() / 2));
+  auto digit = [](char c) { return c >= 'a' ? c - 87 : c - 48; };
+  for (std::size_t i = 0; i < text.size() / 2; ++i)
+    (*handle)[i] = char(((digit(text[2 * i]) & 0xF) << 4) | (digit(text[2 * i + 1]) & 0xFF));
+  const auto result = OSErr(SCSetSettingsFromAtomContainer(ci, handle));
+  DisposeHandle(handle);
+  return result;
+}
 
-// Fixed 29.97 as the writer stores it (truncated).
+inline Component compressorOf(CodecType type) {
+  ComponentDescription looking{compressorComponentType, type, 0, 0, cmpIsMissing};
+  return FindNextComponent(nullptr, &looking);
+}
+
+inline void expectSpatial(ComponentInstance ci, const SCSpatialSettings& expected) {
+  const auto s = info<SCSpatialSettings>(ci, scSpatialSettingsType);
+  EXPECT_EQ(s.codecType, expected.codecType);
+  EXPECT_EQ(s.codec, expected.codec);
+  EXPECT_EQ(s.depth, expected.depth);
+  EXPECT_EQ(s.spatialQuality, expected.spatialQuality);
+}
+
+inline void expectTemporal(ComponentInstance ci, const SCTemporalSettings& expected) {
+  const auto t = info<SCTemporalSettings>(ci, scTemporalSettingsType);
+  EXPECT_EQ(t.temporalQuality, expected.temporalQuality);
+  EXPECT_EQ(t.frameRate, expected.frameRate);
+  EXPECT_EQ(t.keyFrameRate, expected.keyFrameRate);
+}
+
+inline void expectSound(ComponentInstance ci, const VqtSoundCompressionSettings& expected) {
+  EXPECT_EQ(info<OSType>(ci, scSoundCompressionType), expected.compressionType);
+  EXPECT_EQ(info<UnsignedFixed>(ci, scSoundSampleRateType), expected.sampleRate);
+  EXPECT_EQ(info<SInt16>(ci, scSoundSampleSizeType), expected.sampleSize);
+  EXPECT_EQ(info<SInt16>(ci, scSoundChannelCountType), expected.channelCount);
+}
+
+// 29.97 in 16.16, truncated as the writer stores it.
 inline constexpr Fixed kFixed2997 = 1964113;
 
 }  // namespace vqt::sc::test
