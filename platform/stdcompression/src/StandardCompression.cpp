@@ -16,60 +16,45 @@ namespace {
 
 constexpr OSType kManufacturer = 'vntr';
 
-// Copies a record in or out of the caller's memory (which may be unaligned).
+// Copies a record into or out of the caller's memory (which may be unaligned).
 template <typename T>
-void copyOut(void* info, const T& value) {
-  std::memcpy(info, &value, sizeof value);
-}
-template <typename T>
-void copyIn(T& value, const void* info) {
-  std::memcpy(&value, info, sizeof value);
+ComponentResult exchange(T& field, void* info, bool set) {
+  if (set) std::memcpy(&field, info, sizeof field);
+  else std::memcpy(info, &field, sizeof field);
+  return noErr;
 }
 
-Boolean readFlag(const void* info) {
-  Boolean flag = 0;
-  copyIn(flag, info);
-  return flag;
+// The sound permissions are one-byte Booleans on the caller's side.
+ComponentResult exchangeFlag(bool& field, void* info, bool set) {
+  Boolean flag = field;
+  exchange(flag, info, set);
+  field = flag != 0;
+  return noErr;
 }
 
 ComponentResult imageInfo(Instance& instance, OSType infoType, void* info, bool set) {
   VqtImageCompressionSettings& s = instance.image;
   switch (infoType) {
     case scSpatialSettingsType:
-      if (!set) return copyOut(info, s.spatial), noErr;
-      copyIn(s.spatial, info);
+      exchange(s.spatial, info, set);
       matchCodecToType(s.spatial);
       return noErr;
-    case scTemporalSettingsType:
-      return set ? copyIn(s.temporal, info) : copyOut(info, s.temporal), noErr;
-    case scDataRateSettingsType:
-      return set ? copyIn(s.dataRate, info) : copyOut(info, s.dataRate), noErr;
-    default:
-      return scTypeNotFoundErr;
+    case scTemporalSettingsType: return exchange(s.temporal, info, set);
+    case scDataRateSettingsType: return exchange(s.dataRate, info, set);
+    default: return scTypeNotFoundErr;
   }
 }
 
 ComponentResult soundInfo(Instance& instance, OSType infoType, void* info, bool set) {
   VqtSoundCompressionSettings& s = instance.sound;
   switch (infoType) {
-    case scSoundVBRCompressionOK:
-      if (set) instance.soundVariableBitRateOK = readFlag(info) != 0;
-      else copyOut(info, Boolean(instance.soundVariableBitRateOK));
-      return noErr;
-    case scSoundSampleRateChangeOK:
-      if (set) instance.soundSampleRateChangeOK = readFlag(info) != 0;
-      else copyOut(info, Boolean(instance.soundSampleRateChangeOK));
-      return noErr;
-    case scSoundCompressionType:
-      return set ? copyIn(s.compressionType, info) : copyOut(info, s.compressionType), noErr;
-    case scSoundSampleRateType:
-      return set ? copyIn(s.sampleRate, info) : copyOut(info, s.sampleRate), noErr;
-    case scSoundSampleSizeType:
-      return set ? copyIn(s.sampleSize, info) : copyOut(info, s.sampleSize), noErr;
-    case scSoundChannelCountType:
-      return set ? copyIn(s.channelCount, info) : copyOut(info, s.channelCount), noErr;
-    default:
-      return scTypeNotFoundErr;
+    case scSoundVBRCompressionOK: return exchangeFlag(instance.soundVariableBitRateOK, info, set);
+    case scSoundSampleRateChangeOK: return exchangeFlag(instance.soundSampleRateChangeOK, info, set);
+    case scSoundCompressionType: return exchange(s.compressionType, info, set);
+    case scSoundSampleRateType: return exchange(s.sampleRate, info, set);
+    case scSoundSampleSizeType: return exchange(s.sampleSize, info, set);
+    case scSoundChannelCountType: return exchange(s.channelCount, info, set);
+    default: return scTypeNotFoundErr;
   }
 }
 
@@ -77,11 +62,7 @@ ComponentResult accessInfo(ComponentInstance ci, OSType infoType, void* info, bo
   const auto instance = findInstance(ci);
   if (instance == nullptr) return badComponentInstance;
   if (info == nullptr) return paramErr;
-  if (infoType == scPreferenceFlagsType) {
-    if (set) copyIn(instance->preferenceFlags, info);
-    else copyOut(info, instance->preferenceFlags);
-    return noErr;
-  }
+  if (infoType == scPreferenceFlagsType) return exchange(instance->preferenceFlags, info, set);
   return instance->kind == Kind::image ? imageInfo(*instance, infoType, info, set)
                                        : soundInfo(*instance, infoType, info, set);
 }
