@@ -44,7 +44,7 @@ Colour ball(float x, float y, Colour under) {
 float zonePlate(float x, float y) {
   constexpr float cx = 255.0f, cy = 60.0f;
   const float r2 = (x - cx) * (x - cx) + (y - cy) * (y - cy);
-  return 127.5f + 127.5f * std::cos(r2 * 0.055f);
+  return 127.5f + 127.5f * std::cos(r2 * 0.034f);
 }
 
 // 75% bars: white, yellow, cyan, green, magenta, red, blue.
