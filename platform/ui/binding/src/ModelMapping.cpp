@@ -23,11 +23,11 @@ std::vector<dialogs::CodecInfo> compressorCatalogue() {
   CodecNameSpecListPtr list = nullptr;
   if (GetCodecNameList(&list, 0) != noErr || list == nullptr) return codecs;
   for (SInt16 i = 0; i < list->count; ++i) {
-    const CodecNameSpec& spec = list->list[i];
+    const CodecNameSpec& entry = list->list[i];
     VqtCompressorCapabilities capabilities;
-    const bool known = VqtGetCompressorCapabilities(spec.cType, &capabilities);
+    const bool known = VqtGetCompressorCapabilities(entry.cType, &capabilities);
     // A compressor the engine does not describe gets every control.
-    codecs.push_back({spec.cType, pascalText(spec.typeName), known ? capabilities.temporal : true,
+    codecs.push_back({entry.cType, pascalText(entry.typeName), known ? capabilities.temporal : true,
                       known ? capabilities.hasQuality : true, {}});
   }
   DisposeCodecNameList(list);
