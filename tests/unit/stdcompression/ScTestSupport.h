@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace vqt::sc::test {
 
@@ -58,26 +59,24 @@ inline Component compressorOf(CodecType type) {
   return FindNextComponent(nullptr, &looking);
 }
 
+// The records as tuples, so a mismatch prints every field.
+inline auto fields(const SCSpatialSettings& s) { return std::tuple(s.codecType, s.codec, s.depth, s.spatialQuality); }
+inline auto fields(const SCTemporalSettings& t) { return std::tuple(t.temporalQuality, t.frameRate, t.keyFrameRate); }
+inline auto fields(const VqtSoundCompressionSettings& s) {
+  return std::tuple(s.compressionType, s.sampleRate, s.sampleSize, s.channelCount);
+}
+
 inline void expectSpatial(ComponentInstance ci, const SCSpatialSettings& expected) {
-  const auto s = info<SCSpatialSettings>(ci, scSpatialSettingsType);
-  EXPECT_EQ(s.codecType, expected.codecType);
-  EXPECT_EQ(s.codec, expected.codec);
-  EXPECT_EQ(s.depth, expected.depth);
-  EXPECT_EQ(s.spatialQuality, expected.spatialQuality);
+  EXPECT_EQ(fields(info<SCSpatialSettings>(ci, scSpatialSettingsType)), fields(expected));
 }
-
 inline void expectTemporal(ComponentInstance ci, const SCTemporalSettings& expected) {
-  const auto t = info<SCTemporalSettings>(ci, scTemporalSettingsType);
-  EXPECT_EQ(t.temporalQuality, expected.temporalQuality);
-  EXPECT_EQ(t.frameRate, expected.frameRate);
-  EXPECT_EQ(t.keyFrameRate, expected.keyFrameRate);
+  EXPECT_EQ(fields(info<SCTemporalSettings>(ci, scTemporalSettingsType)), fields(expected));
 }
-
 inline void expectSound(ComponentInstance ci, const VqtSoundCompressionSettings& expected) {
-  EXPECT_EQ(info<OSType>(ci, scSoundCompressionType), expected.compressionType);
-  EXPECT_EQ(info<UnsignedFixed>(ci, scSoundSampleRateType), expected.sampleRate);
-  EXPECT_EQ(info<SInt16>(ci, scSoundSampleSizeType), expected.sampleSize);
-  EXPECT_EQ(info<SInt16>(ci, scSoundChannelCountType), expected.channelCount);
+  const VqtSoundCompressionSettings actual{info<OSType>(ci, scSoundCompressionType),
+                                          info<UnsignedFixed>(ci, scSoundSampleRateType),
+                                          info<SInt16>(ci, scSoundSampleSizeType), info<SInt16>(ci, scSoundChannelCountType)};
+  EXPECT_EQ(fields(actual), fields(expected));
 }
 
 // 29.97 in 16.16, truncated as the writer stores it.
