@@ -17,16 +17,7 @@ typedef Handle QTAtomContainer;
 // As a parent atom: the container itself (its root).
 constexpr QTAtom kParentAtomIsContainer = 0;
 
-// Result codes of the atom calls, with QuickTime's values.
-constexpr OSErr cannotFindAtomErr = -2101;
-constexpr OSErr notLeafAtomErr = -2102;
-constexpr OSErr atomsNotOfSameTypeErr = -2103;
-constexpr OSErr atomIndexInvalidErr = -2104;
-constexpr OSErr duplicateAtomTypeAndIDErr = -2105;
-constexpr OSErr invalidAtomErr = -2106;
-constexpr OSErr invalidAtomContainerErr = -2107;
-constexpr OSErr invalidAtomTypeErr = -2108;
-constexpr OSErr cannotBeLeafAtomErr = -2109;
+// Result codes of the atom calls are in <Carbon/MacErrors.h>.
 
 // Every call checks the whole container first, so a handle that came from outside (decoded
 // settings text, file contents) can be passed to any of them: a malformed one gives

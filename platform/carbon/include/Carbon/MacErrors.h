@@ -116,6 +116,17 @@ constexpr OSErr invalidSpriteIndexErr = -2067;
 constexpr OSErr invalidImageIndexErr = -2068;
 constexpr OSErr invalidSpriteIDErr = -2069;
 
+// QT atom containers
+constexpr OSErr cannotFindAtomErr = -2101;
+constexpr OSErr notLeafAtomErr = -2102;
+constexpr OSErr atomsNotOfSameTypeErr = -2103;
+constexpr OSErr atomIndexInvalidErr = -2104;
+constexpr OSErr duplicateAtomTypeAndIDErr = -2105;
+constexpr OSErr invalidAtomErr = -2106;
+constexpr OSErr invalidAtomContainerErr = -2107;
+constexpr OSErr invalidAtomTypeErr = -2108;
+constexpr OSErr cannotBeLeafAtomErr = -2109;
+
 // Image Compression Manager
 constexpr OSErr codecErr = -8960;
 constexpr OSErr noCodecErr = -8961;
