@@ -7,8 +7,11 @@
 #include <QuickTime/Movies.h>
 
 #include "vqt/container/Movie.h"
+#include "vqt/container/MovieBuilder.h"
+#include "vqt/container/MovieFileWriter.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace vqt::movies {
@@ -31,6 +34,8 @@ struct MediaHandlerObject {
 struct MediaObject {
     TrackObject* track = nullptr;
     const engine::Media* model = nullptr;
+    bool exists = true;   // false for a new track until NewTrackMedia
+    bool editing = false; // between BeginMediaEdits and EndMediaEdits
     UserDataObject userData;
     MediaHandlerObject handler;
 };
@@ -57,13 +62,39 @@ struct MetaDataObject {
 MetaDataObject* newMetaData(const std::vector<engine::MetadataItem>& items);
 void releaseMetaData(MetaDataObject* metadata);
 
+// The open file of CreateMovieStorage or OpenMovieStorage (a DataHandler).
+struct StorageObject {
+    std::string path;
+    bool writable = false;
+    std::shared_ptr<engine::MovieFileWriter> writer; // shared with the movie it was made for
+};
+
 struct MovieObject {
     std::unique_ptr<engine::Movie> model;
+    // The editable form, made on the first edit; the reading model is then
+    // rebuilt from it whenever it changed (bringUpToDate).
+    std::unique_ptr<engine::MovieBuilder> builder;
+    bool modelStale = false;
+    std::shared_ptr<engine::MovieFileWriter> storage; // where new samples go
+    std::shared_ptr<const engine::ByteSource> data;   // where the builder's samples are read
     MetaDataObject* metadata = nullptr;
     std::vector<std::unique_ptr<TrackObject>> tracks;
     UserDataObject userData;
     TimeValue currentTime = 0;
 };
+
+// Edits: the builder (made from the read model on first use) and the model
+// rebuilt from it. editableMovie fails with paramErr on a movie that cannot
+// be edited.
+engine::MovieBuilder* editableMovie(MovieObject& movie);
+void bringUpToDate(MovieObject& movie);
+void markEdited(MovieObject& movie);
+TrackObject* addTrackObject(MovieObject& movie);
+// The builder's track for a track object (same position), null when the
+// movie cannot be edited.
+engine::BuiltTrack* editableTrack(TrackObject& track);
+// The movie's user data and metadata copied into its builder.
+void syncBuilder(MovieObject& movie);
 
 // Result of the latest call, and the first failure since the sticky error was cleared.
 OSErr setMoviesError(OSErr error);

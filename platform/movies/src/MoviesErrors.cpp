@@ -57,6 +57,12 @@ constexpr ErrorMapping kErrorMap[] = {
     {engine::Error::notFound, fnfErr},
     {engine::Error::bufferTooSmall, paramErr},
     {engine::Error::badDescription, invalidSampleDescIndex},
+    {engine::Error::writeFailed, ioErr},
+    {engine::Error::diskFull, dskFulErr},
+    {engine::Error::fileTooLarge, dskFulErr},
+    {engine::Error::cannotCreate, dirNFErr},
+    {engine::Error::accessDenied, permErr},
+    {engine::Error::alreadyExists, dupFNErr},
 };
 
 template <class Object, class Ref> Object* resolve(Ref ref, OSErr failure) {
@@ -101,12 +107,28 @@ bool isLive(const void* object) {
     return live.objects.count(object) != 0;
 }
 
-MovieObject* movieFrom(Movie movie) { return resolve<MovieObject>(movie, invalidMovie); }
-TrackObject* trackFrom(Track track) { return resolve<TrackObject>(track, invalidTrack); }
-MediaObject* mediaFrom(Media media) { return resolve<MediaObject>(media, invalidMedia); }
+// Every reference is resolved here, so this is where an edited movie's
+// reading model is brought up to date before any call looks at it.
+MovieObject* movieFrom(Movie movie) {
+    MovieObject* object = resolve<MovieObject>(movie, invalidMovie);
+    if (object) bringUpToDate(*object);
+    return object;
+}
+TrackObject* trackFrom(Track track) {
+    TrackObject* object = resolve<TrackObject>(track, invalidTrack);
+    if (object) bringUpToDate(*object->movie);
+    return object;
+}
+MediaObject* mediaFrom(Media media) {
+    MediaObject* object = resolve<MediaObject>(media, invalidMedia);
+    if (object) bringUpToDate(*object->track->movie);
+    return object;
+}
 UserDataObject* userDataFrom(UserData userData) { return resolve<UserDataObject>(userData, paramErr); }
 MediaHandlerObject* handlerFrom(MediaHandler handler) {
-    return resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
+    MediaHandlerObject* object = resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
+    if (object) bringUpToDate(*object->media->track->movie);
+    return object;
 }
 
 TimeValue clampTime(std::int64_t value) {

@@ -21,6 +21,12 @@ const char* describe(Error error) {
     case Error::notFound: return "not found";
     case Error::bufferTooSmall: return "the buffer is too small";
     case Error::badDescription: return "no such sample description";
+    case Error::writeFailed: return "the file could not be written";
+    case Error::diskFull: return "the volume is full";
+    case Error::fileTooLarge: return "the file-size limit was reached";
+    case Error::cannotCreate: return "the file's folder does not exist";
+    case Error::accessDenied: return "the file may not be written";
+    case Error::alreadyExists: return "the file already exists";
     }
     return "unknown error";
 }

@@ -79,6 +79,10 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
     track.enabled = (header->flags & TrackHeaderAtom::kEnabled) != 0;
     track.layer = header->layer;
     track.volume = header->volume;
+    track.alternateGroup = header->alternateGroup;
+    track.width = header->width;
+    track.height = header->height;
+    track.matrix = header->matrix;
     track.movieTimeScale = movieTimeScale;
 
     Media& media = track.media;
@@ -269,6 +273,24 @@ Error Movie::open(std::shared_ptr<const ByteSource> source, std::unique_ptr<Movi
         }
         offset += size;
     }
+    return finishOpening(std::move(movie), out);
+}
+
+Error Movie::fromMovieAtom(std::span<const std::uint8_t> movieAtomBytes, std::shared_ptr<const ByteSource> data,
+                           std::unique_ptr<Movie>& out) {
+    auto movie = std::make_unique<Movie>();
+    movie->source_ = std::move(data);
+    std::unique_ptr<Atom> atom;
+    ParseContext context;
+    if (Error error = parseSingleAtom(movieAtomBytes, context, atom); error != Error::none) return error;
+    if (atom->type() != 'moov') return Error::noMovieAtom;
+    movie->atoms_.push_back(std::move(atom));
+    movie->movieAtom_ = movie->atoms_.back().get();
+    return finishOpening(std::move(movie), out);
+}
+
+Error Movie::finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>& out) {
+    const std::uint64_t fileSize = movie->source_->size();
     const Atom* moov = movie->movieAtom_;
     if (!moov) return Error::noMovieAtom;
     if (const auto* compressed = childAs<CompressedMovieAtom>(moov, 'cmov')) {

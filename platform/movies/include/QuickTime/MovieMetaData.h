@@ -63,3 +63,14 @@ OSStatus QTMetaDataGetItemProperty(QTMetaDataRef inMetaData, QTMetaDataItem inIt
                                    QTPropertyValuePtr outPropValueAddress, ByteCount* outPropValueSizeUsed);
 OSStatus QTMetaDataGetItemValue(QTMetaDataRef inMetaData, QTMetaDataItem inItem, UInt8* outValuePtr,
                                 ByteCount inValueSize, ByteCount* outActualSize);
+
+// Writing items of the 'mdta' store (storage and key format 'mdta' or the
+// wildcard). Values are stored as given, so numbers are passed big-endian as
+// the file holds them. The movie's file receives them at the next
+// UpdateMovieInStorage.
+OSStatus QTMetaDataAddItem(QTMetaDataRef inMetaData, QTMetaDataStorageFormat inMetaDataFormat,
+                           QTMetaDataKeyFormat inKeyFormat, const UInt8* inKeyPtr, ByteCount inKeySize,
+                           const UInt8* inValuePtr, ByteCount inValueSize, UInt32 inDataType, QTMetaDataItem* outItem);
+OSStatus QTMetaDataRemoveItemsWithKey(QTMetaDataRef inMetaData, QTMetaDataStorageFormat inMetaDataFormat,
+                                      QTMetaDataKeyFormat inKeyFormat, const UInt8* inKeyPtr, ByteCount inKeySize);
+OSStatus QTMetaDataRemoveItem(QTMetaDataRef inMetaData, QTMetaDataItem inItem);

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <QuickTime/ImageDescription.h>
+#include <QuickTime/MovieEditing.h>
 #include <QuickTime/MovieMetaData.h>
+#include <QuickTime/MovieStorage.h>
 #include <QuickTime/MovieToolboxTypes.h>
 #include <QuickTime/MovieUserData.h>
 #include <QuickTime/SoundDescription.h>

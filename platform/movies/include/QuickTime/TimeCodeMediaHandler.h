@@ -6,6 +6,8 @@
 
 #include <QuickTime/MovieToolboxTypes.h>
 
+// QuickTime's 68k alignment: the definition is 14 bytes, the description 38.
+#pragma pack(push, 2)
 struct TimeCodeDef {
   SInt32 flags;
   TimeScale fTimeScale;
@@ -13,6 +15,22 @@ struct TimeCodeDef {
   UInt8 numFrames;
   UInt8 padding;
 };
+
+// The sample description of a 'tmcd' media in memory (host byte order). A
+// source reference set with TCSetSourceRef follows the fixed part as atoms.
+struct TimeCodeDescription {
+  SInt32 descSize;
+  OSType dataFormat;
+  SInt32 resvd1;
+  SInt16 resvd2;
+  SInt16 dataRefIndex;
+  SInt32 flags;
+  TimeCodeDef timeCodeDef;
+  SInt32 srcRef[1];
+};
+#pragma pack(pop)
+typedef TimeCodeDescription* TimeCodeDescriptionPtr;
+typedef TimeCodeDescriptionPtr* TimeCodeDescriptionHandle;
 
 struct TimeCodeTime {
   UInt8 hours;
@@ -53,3 +71,8 @@ HandlerError TCTimeCodeToFrameNumber(MediaHandler mh, TimeCodeDef* tcdef, TimeCo
 // "HH:MM:SS:FF" (';' before the frames when drop-frame, '-' first when
 // negative), or the counter in decimal, as a Pascal string.
 HandlerError TCTimeCodeToString(MediaHandler mh, TimeCodeDef* tcdef, TimeCodeRecord* tcrec, StringPtr tcStr);
+
+// Stores the user data list (the reel 'name' item) as the source reference of
+// a timecode description handle: its items follow the fixed part as atoms and
+// descSize grows to match. A null list removes the reference.
+HandlerError TCSetSourceRef(MediaHandler mh, Handle tcdH, UserData srefH);

@@ -23,6 +23,12 @@ enum class Error {
     notFound,               // the item asked for does not exist
     bufferTooSmall,         // the caller's buffer cannot hold the data
     badDescription,         // a sample description index that does not exist
+    writeFailed,            // the file could not be written (other than the two below)
+    diskFull,               // no space left on the volume
+    fileTooLarge,           // the process's file-size limit was reached
+    cannotCreate,           // the file could not be created: its folder does not exist
+    accessDenied,           // the file or its folder may not be written
+    alreadyExists,          // the file exists and replacing it was not asked for
 };
 
 // A short English description of the error, for diagnostics and dumps.

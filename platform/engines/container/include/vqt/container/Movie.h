@@ -55,7 +55,9 @@ class Track {
 public:
     std::uint32_t id = 0;
     bool enabled = true;
-    std::int16_t layer = 0, volume = 0;
+    std::int16_t layer = 0, volume = 0, alternateGroup = 0;
+    std::uint32_t width = 0, height = 0; // 16.16 fixed
+    Matrix matrix = kIdentityMatrix;
     std::uint32_t movieTimeScale = 600;
     std::uint64_t duration = 0; // movie time scale: the end of the last edit
     std::vector<Edit> edits;
@@ -77,6 +79,10 @@ public:
     // Parses the source; fails on no movie atom, fragments, external data and
     // damaged tables. Media data is only read on demand.
     static Error open(std::shared_ptr<const ByteSource> source, std::unique_ptr<Movie>& out);
+    // A movie from its 'moov' bytes alone, its sample offsets pointing into
+    // `data` (a file being written, a sound file presented as a movie).
+    static Error fromMovieAtom(std::span<const std::uint8_t> movieAtomBytes, std::shared_ptr<const ByteSource> data,
+                               std::unique_ptr<Movie>& out);
 
     std::uint32_t timeScale = 600;
     std::uint64_t duration = 0;
@@ -87,9 +93,11 @@ public:
     const Atom* movieAtom() const { return movieAtom_; }
     const std::vector<std::unique_ptr<Atom>>& atoms() const { return atoms_; }
     const ByteSource& source() const { return *source_; }
+    const std::shared_ptr<const ByteSource>& sharedSource() const { return source_; }
     Error readSampleData(std::uint64_t offset, std::span<std::uint8_t> out) const;
 
 private:
+    static Error finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>& out);
     std::shared_ptr<const ByteSource> source_;
     std::vector<std::unique_ptr<Atom>> atoms_; // top-level atoms other than media data
     const Atom* movieAtom_ = nullptr;
