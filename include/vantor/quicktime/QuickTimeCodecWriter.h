@@ -1,0 +1,54 @@
+// The movie writer: keeps compression settings (with the standard compression
+// dialogs), writes a movie file with video, sound, metadata and a timecode
+// track, and lists the codec catalogue. All state lives in its private object.
+#pragma once
+
+#include <vantor/quicktime/QuickTimeCodecWriterInterface.h>
+
+namespace Vantor::QuickTime {
+
+class QuickTimeCodecWriterPrivate;
+
+class QuickTimeCodecWriter : public QuickTimeCodecWriterInterface {
+ public:
+  // Throws std::runtime_error("QuickTime could not be initialised") when QuickTime cannot be entered.
+  QuickTimeCodecWriter();
+  // Frees the audio conversion buffer; an open movie is not finished.
+  ~QuickTimeCodecWriter() override;
+  QuickTimeCodecWriter(const QuickTimeCodecWriter&) = delete;
+  QuickTimeCodecWriter& operator=(const QuickTimeCodecWriter&) = delete;
+
+  void initialise() override;
+  int openMovie(const std::string& path, int streams) override;
+  void finishVideo() override;
+  void finishAudio() override;
+  int closeMovie(bool flatten) override;
+  int encodeFrame(int frame, const void* pixels, bool pixelsAreBytes) override;
+  bool writeAudioSamples(int reserved, int sampleCount, const float* samples) override;
+  int32_t setAudioFormat(int channels, bool flag, int sampleRate, const std::string& text) override;
+  int setMetadata(const std::list<Vantor::Property::Base*>& properties) override;
+  bool addTimecodeTrack(FrameRate rate, int startFrame, int reserved, const std::string& reelName) override;
+  int addAudioFromFile(const char* path, float offsetSeconds) override;
+  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex,
+                              bool hasAlpha, const std::string& settings) override;
+  std::string getCompressionDescription(const std::string& settings) const override;
+  std::string requestCompressionSettings(const std::string& settings) override;
+  std::string getCompressionSettings(const std::string& settings) const override;
+  std::string getAudioSettings(const std::string& settings) const override;
+  std::string requestAudioSettings(const std::string& settings) override;
+  const char** getCodecNames() const override;
+  int getCodecIndex() const override;
+  void setCodecIndex(int index) override;
+  void setWritePixelAspect(bool enable) override;
+  int getQualityIndex() const override;
+  float getFrameRate() const override;
+  int getKeyFrameRate() const override;
+  // An array of `count` 4-byte elements; release it with freeBuffer.
+  void* allocateBuffer(unsigned int count) override;
+  void freeBuffer(void* buffer) override;
+
+ private:
+  QuickTimeCodecWriterPrivate* d;
+};
+
+}  // namespace Vantor::QuickTime

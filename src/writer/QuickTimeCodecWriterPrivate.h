@@ -1,0 +1,67 @@
+// The writer's private object: the shared QuickTime state plus the compression
+// session and the settings text, with every writer operation (settings,
+// output movie, frame encoding, audio, metadata and timecode).
+#pragma once
+
+#include <QuickTimeCodecPrivate.h>
+#include <vantor/property/Property.h>
+#include <vantor/quicktime/FrameRate.h>
+
+#include <list>
+#include <string>
+
+namespace Vantor::QuickTime {
+
+class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
+ public:
+  QuickTimeCodecWriterPrivate() = default;
+  ~QuickTimeCodecWriterPrivate() override = default;
+
+  // Compression settings (CompressionSettings.cpp).
+  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex,
+                              bool hasAlpha, const std::string& settings);
+  std::string getCompressionDescription(const std::string& settings) const;
+  std::string requestCompressionSettings(const std::string& settings);
+  std::string getCompressionSettings(const std::string& settings) const;
+  std::string requestAudioSettings(const std::string& settings);
+  const char** getCodecNames() const;
+  int getCodecIndex() const;
+  void setCodecIndex(int index);
+  int getQualityIndex() const;
+  float getFrameRate() const;
+  void applySettingsText(const std::string& text);
+
+  // Output movie (OutputMovie.cpp).
+  int openMovie(const std::string& path, int streams);
+  int createVideoTrack();
+  int createAudioTrack();
+  void finishVideo();
+  void finishAudio();
+  int closeMovie(bool flatten);
+
+  // Frames (FrameEncoding.cpp).
+  int createCompressionSession();
+  int encodeFrame(int frame, const void* pixels, bool pixelsAreBytes);
+  static OSStatus encodedFrameOutput(void* refCon, ICMCompressionSessionRef session, OSStatus error,
+                                     ICMEncodedFrameRef frame, void* reserved);
+
+  // Audio (AudioWriting.cpp).
+  int32_t setAudioFormat(int channels, bool flag, int sampleRate, const std::string& text);
+  bool writeAudioSamples(int sampleCount, const float* samples);
+  int addAudioFromFile(const char* path, float offsetSeconds);
+
+  // Metadata and timecode (MetadataTimecode.cpp).
+  int setMetadata(const std::list<Vantor::Property::Base*>& properties);
+  bool addTimecodeTrack(FrameRate rate, int startFrame, const std::string& reelName);
+
+  ICMCompressionSessionRef compressionSession = nullptr;
+  std::string settingsText;
+  // Stored by setAudioFormat for the host; nothing reads them.
+  std::string audioFormatText;
+  bool audioFormatFlag = false;
+
+ private:
+  int flattenInto(const std::string& destination);
+};
+
+}  // namespace Vantor::QuickTime
