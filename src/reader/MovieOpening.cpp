@@ -1,0 +1,169 @@
+// Opening and closing a movie, and the scan of its tracks for video, timecode
+// and the video stream's size, aspect, rate and frame count.
+#include "QuickTimeCodecReaderPrivate.h"
+
+#include <vantor/quicktime/FrameRate.h>
+
+namespace Vantor::QuickTime {
+
+namespace {
+
+bool isVideoMediaType(OSType type) {
+  return type == VideoMediaType || type == 'MPEG' || type == 'moov' || type == 'url ';
+}
+
+}  // namespace
+
+Fixed frameRateFixed(SInt32 timeScale, SInt32 frameDuration) {
+  // FrameRate answers rate 0 for a zero duration rather than dividing by it.
+  const float rate = FrameRate(timeScale, frameDuration).toFloat();
+  const float fixed = rate * 65536.0f;
+  if (fixed >= 2147483648.0f) return 0x7FFFFFFF;
+  return static_cast<Fixed>(fixed);
+}
+
+QuickTimeCodecReaderPrivate::QuickTimeCodecReaderPrivate() {
+  decompressionSession = nullptr;
+  pixelBuffer = nullptr;
+}
+
+QuickTimeCodecReaderPrivate::~QuickTimeCodecReaderPrivate() { close(); }
+
+int QuickTimeCodecReaderPrivate::open(const std::string& newPath, int mode) {
+  path = newPath;
+  // A movie still open from an earlier open is closed first: its tracks, media
+  // and timecode references must not outlive it.
+  if (movie) close();
+
+  CFStringRef pathString = CFStringCreateWithCString(nullptr, path.c_str(), kCFStringEncodingUTF8);
+  if (!pathString) return 3;  // not UTF-8: nothing to release, no movie
+  Boolean active = true;
+  QTNewMoviePropertyElement properties[2] = {
+      // The value is the string reference itself.
+      {kQTPropertyClass_DataLocation, kQTDataLocationPropertyID_CFStringPosixPath, sizeof(pathString), &pathString, 0},
+      {kQTPropertyClass_NewMovieProperty, kQTNewMoviePropertyID_Active, sizeof(active), &active, 0},
+  };
+  NewMovieFromProperties(2, properties, 0, nullptr, &movie);
+  CFRelease(pathString);
+  if (!movie) return 3;
+
+  if (mode & 1) scanTracks();
+  if (!(mode & 2)) return 0;
+  return setUpAudio();
+}
+
+int QuickTimeCodecReaderPrivate::close() {
+  releasePixelBuffer();
+  if (decompressionSession) {
+    ICMDecompressionSessionRelease(decompressionSession);
+    decompressionSession = nullptr;
+  }
+  if (audioExtraction) {
+    MovieAudioExtractionEnd(audioExtraction);
+    audioExtraction = nullptr;
+  }
+  if (movie) {
+    DisposeMovie(movie);
+    movie = nullptr;
+  }
+  videoTrack = nullptr;
+  videoMedia = nullptr;
+  audioTrack = nullptr;
+  audioMedia = nullptr;
+  // The timecode references belong to the disposed movie as well: cleared, so
+  // that no later scan or description reads through them.
+  timecodeTrack = nullptr;
+  timecodeMedia = nullptr;
+  return 0;
+}
+
+void QuickTimeCodecReaderPrivate::scanTracks() {
+  const SInt32 count = GetMovieTrackCount(movie);
+  for (SInt32 index = 1; index <= count; ++index) {
+    Track track = GetMovieIndTrack(movie, index);
+    if (!track) continue;
+    OSType type = 0;
+    GetMediaHandlerDescription(GetTrackMedia(track), &type, nullptr, nullptr);
+    if (!videoTrack && isVideoMediaType(type)) videoTrack = track;
+    if (!timecodeTrack && type == TimeCodeMediaType) timecodeTrack = track;
+  }
+  if (videoTrack) {
+    measureVideoTrack();
+    countFrames();
+  }
+  if (timecodeTrack) readTimecodeTrack();
+}
+
+void QuickTimeCodecReaderPrivate::measureVideoTrack() {
+  videoMedia = GetTrackMedia(videoTrack);
+  if (!videoMedia || GetMediaSampleCount(videoMedia) <= 0) return;
+  TimeValue64 decodeTime = 0;
+  SampleNumToMediaDecodeTime(videoMedia, 1, &decodeTime, nullptr);
+  if (GetMoviesError() != noErr) return;
+
+  Handle description = NewHandle(0);
+  if (!description) return;
+  const OSErr fetched = GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
+                                        reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr,
+                                        nullptr);
+  auto image = reinterpret_cast<ImageDescriptionHandle>(description);
+  // Only a fetched description that is at least a whole image description is
+  // read; otherwise the size keeps its value.
+  if (fetched == noErr && static_cast<size_t>(GetHandleSize(description)) >= sizeof(ImageDescription)) {
+    width = (**image).width;
+    height = (**image).height;
+  }
+
+  TimeValue64 displayTime = 0, displayDuration = 0;
+  SampleNumToMediaDisplayTime(videoMedia, 1, &displayTime, &displayDuration);
+  const TimeScale scale = GetMediaTimeScale(videoMedia);
+  const auto duration = static_cast<SInt32>(displayDuration);  // the low 32 bits
+  frameRate = frameRateFixed(scale, duration);
+  timeScale = scale;
+  frameDuration = duration;
+
+  if (fetched == noErr) {
+    PixelAspectRatioImageDescriptionExtension pasp{};
+    if (ICMImageDescriptionGetProperty(image, kQTPropertyClass_ImageDescription,
+                                       kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof(pasp), &pasp,
+                                       nullptr) == noErr &&
+        pasp.vSpacing != 0) {  // a zero spacing would divide by zero: the aspect stays
+      pixelAspect = static_cast<float>(pasp.hSpacing) / static_cast<float>(pasp.vSpacing);
+    }
+  }
+  DisposeHandle(description);
+}
+
+void QuickTimeCodecReaderPrivate::countFrames() {
+  const OSErr stickyBefore = GetMoviesStickyError();
+  constexpr Fixed kRateOne = 0x00010000;
+  SInt32 frames = 0;
+  TimeValue time = 0;
+  short flags = nextTimeMediaSample | nextTimeEdgeOK;
+  for (;;) {
+    GetTrackNextInterestingTime(videoTrack, flags, time, kRateOne, &time, nullptr);
+    if (time < 0) break;
+    ++frames;
+    flags = nextTimeStep;
+  }
+  frameCount = frames;
+  hasVideo = frameCount != 0;
+  if (stickyBefore == noErr) ClearMoviesStickyError();
+}
+
+void QuickTimeCodecReaderPrivate::readTimecodeTrack() {
+  timecodeMedia = GetTrackMedia(timecodeTrack);
+  if (!timecodeMedia) return;
+  TimeCodeDef definition{};
+  TimeCodeRecord record{};
+  if (TCGetCurrentTimeCode(GetMediaHandler(timecodeMedia), &startTimecodeFrame, &definition, &record, nullptr) !=
+      noErr) {
+    return;
+  }
+  frameRate = frameRateFixed(definition.fTimeScale, definition.frameDuration);
+  timeScale = definition.fTimeScale;
+  frameDuration = definition.frameDuration;
+  hasTimecode = true;
+}
+
+}  // namespace Vantor::QuickTime

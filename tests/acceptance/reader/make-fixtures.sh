@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Makes the movies the reader acceptance tests open, with the ffmpeg CLI (an
+# independent writer), into OUT_DIR, and the damaged copies of one of them.
+# Existing files are kept, so the fixtures are made once per build tree.
+set -euo pipefail
+out="${1:?usage: make-fixtures.sh OUT_DIR}"
+mkdir -p "$out"
+ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
+fixture() { # fixture NAME ARGS...: skip when the file is already there
+  local name="$1"; shift
+  [ -s "$out/$name" ] && return 0
+  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
+}
+tone() { echo "sine=frequency=$1:sample_rate=$2:duration=$3"; }
+
+# The NTSC-rate movies get a movie time scale that holds their frame duration
+# exactly: the reader steps through a track in whole movie time units, and in
+# the default 1/1000 s a 1001/30000 s frame is not whole.
+# H.264 with B-frames at 29.97, a 1 kHz stereo PCM tone, timecode and reel, text metadata.
+fixture h264-2997.mov -f lavfi -i "testsrc2=size=320x240:rate=30000/1001:duration=2" \
+  -f lavfi -i "$(tone 1000 48000 2)" -ac 2 \
+  -c:v libx264 -preset veryfast -bf 2 -g 12 -pix_fmt yuv420p -c:a pcm_s16le \
+  -timecode 01:00:00:00 -metadata:s:v:0 reel_name=Reel_A \
+  -movflags use_metadata_tags -metadata title="A title" -metadata comment="Two words" -movie_timescale 30000
+# 10-bit ProRes 422 HQ at 23.976: a horizontal ramp over 1024 levels of luma.
+fixture prores-2398.mov -f lavfi -i "nullsrc=size=1024x64:rate=24000/1001:duration=0.5" \
+  -vf "format=yuv422p10le,geq=lum='X':cb=512:cr=512" -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le
+fixture prores-bars.mov -f lavfi -i "testsrc2=size=320x240:rate=24000/1001:duration=0.5" \
+  -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -movie_timescale 24000
+# Photo-JPEG at 25 with 4:3 pixels, a mono 44.1 kHz AAC tone.
+fixture mjpeg-25.mov -f lavfi -i "testsrc2=size=320x240:rate=25:duration=1" \
+  -f lavfi -i "$(tone 1500 44100 1)" -vf setsar=4/3 -c:v mjpeg -q:v 3 -c:a aac -b:a 96k
+# Animation (RLE, RGB) at 12.5.
+fixture rle-125.mov -f lavfi -i "testsrc2=size=160x120:rate=12.5:duration=2" -c:v qtrle -pix_fmt rgb24
+# Sound only.
+fixture sound-only.mov -f lavfi -i "$(tone 1000 48000 1)" -ac 2 -c:a pcm_s16le
+
+# Damaged copies of the H.264 movie.
+if [ ! -s "$out/bad-truncated.mov" ]; then
+  size=$(stat -c %s "$out/h264-2997.mov")
+  head -c $((size / 2)) "$out/h264-2997.mov" > "$out/bad-truncated.mov"
+  ff -i "$out/h264-2997.mov" -c copy -movflags faststart "$out/faststart.tmp.mov"
+  size=$(stat -c %s "$out/faststart.tmp.mov")
+  head -c $((size * 2 / 3)) "$out/faststart.tmp.mov" > "$out/bad-truncated-data.mov"
+  rm -f "$out/faststart.tmp.mov"
+  { cat "$out/h264-2997.mov"; head -c 65536 /dev/urandom; } > "$out/bad-garbage-appended.mov"
+  printf 'This is a text file, not a movie.\n%.0s' {1..100} > "$out/bad-not-a-movie.mov"
+  : > "$out/bad-empty.mov"
+fi
