@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "AudioSamples.h"
-#include "MovieWritingCalls.h"
+#include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
 
 namespace Vantor::QuickTime {
@@ -30,8 +30,7 @@ int32_t QuickTimeCodecWriterPrivate::setAudioFormat(int newChannels, bool flag, 
   audioStreamDescription.mBytesPerFrame = static_cast<UInt32>(audioBytesPerSample * audioChannels);
   audioStreamDescription.mChannelsPerFrame = static_cast<UInt32>(audioChannels);
   audioStreamDescription.mBitsPerChannel = static_cast<UInt32>(audioBitsPerSample);
-  if (!callsPresent(&QTSoundDescriptionCreate)) return unimpErr;
-  return QTSoundDescriptionCreate(&audioStreamDescription, nullptr, 0, nullptr, 0, kSoundDescriptionMovieV2,
+  return QTSoundDescriptionCreate(&audioStreamDescription, nullptr, 0, nullptr, 0, kQTSoundDescriptionKind_Movie_Version2,
                                   &soundDescription);
 }
 
@@ -44,7 +43,7 @@ bool QuickTimeCodecWriterPrivate::writeAudioSamples(int sampleCount, const float
   const auto size = static_cast<std::int32_t>(size64);
   if (!ensureAudioBuffer(audioBuffer, audioBufferSize, size)) return true;
   convertAudioSamples(samples, sampleCount, reinterpret_cast<std::int16_t*>(audioBuffer));
-  if (!callsPresent(&AddMediaSample2) || audioMedia == nullptr) return true;
+  if (audioMedia == nullptr) return true;
   const OSErr error =
       AddMediaSample2(audioMedia, reinterpret_cast<const UInt8*>(audioBuffer), static_cast<ByteCount>(size), 1, 0,
                       reinterpret_cast<SampleDescriptionHandle>(soundDescription),
@@ -54,12 +53,6 @@ bool QuickTimeCodecWriterPrivate::writeAudioSamples(int sampleCount, const float
 
 int QuickTimeCodecWriterPrivate::addAudioFromFile(const char* sourcePath, float offsetSeconds) {
   if (sourcePath == nullptr || sourcePath[0] == '\0' || movie == nullptr) return 1;
-  if (!callsPresent(&QTNewDataReferenceFromFullPathCFString, &OpenMovieStorage, &NewMovieFromDataRef,
-                    &NewMovieTrack, &NewTrackMedia, &BeginMediaEdits, &EndMediaEdits, &InsertTrackSegment,
-                    &CopyTrackSettings, &SetTrackLayer, &DeleteMovieSegment, &CloseMovieStorage)) {
-    printf("Couldn't create data reference for destination");
-    return 1;
-  }
   const std::string source(sourcePath);
   CFStringRef text = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(source.data()),
                                              static_cast<CFIndex>(source.size()), kCFStringEncodingUTF8, false);

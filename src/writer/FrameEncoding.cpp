@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 #include "FrameFill.h"
-#include "MovieWritingCalls.h"
+#include "MovieWritingConstants.h"
 #include "PixelFormatChoice.h"
 #include "QuickTimeCodecWriterPrivate.h"
 #include "SettingsText.h"
@@ -143,7 +143,7 @@ OSStatus QuickTimeCodecWriterPrivate::encodedFrameOutput(void* refCon, ICMCompre
     ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
                                    kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(colour), &colour);
   }
-  if (!MovieWriting::callsPresent(&AddMediaSample2) || d->videoMedia == nullptr) return noErr;
+  if (d->videoMedia == nullptr) return noErr;
   return AddMediaSample2(d->videoMedia, ICMEncodedFrameGetDataPtr(frame), ICMEncodedFrameGetDataSize(frame),
                          ICMEncodedFrameGetDecodeDuration(frame), ICMEncodedFrameGetDisplayOffset(frame),
                          reinterpret_cast<SampleDescriptionHandle>(description), 1,

@@ -1,7 +1,7 @@
 // Finishing touches on the output movie: properties as 'mdta' metadata items
 // (key = name, value = text form) and a timecode track of one sample spanning
 // the movie, with an optional reel name, referenced by the video track.
-#include "MovieWritingCalls.h"
+#include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
 #include "TimecodeSample.h"
 
@@ -11,7 +11,7 @@ using namespace MovieWriting;
 
 int QuickTimeCodecWriterPrivate::setMetadata(const std::list<Vantor::Property::Base*>& properties) {
   if (movie == nullptr) return 2;
-  if (properties.empty() || !callsPresent(&QTMetaDataRemoveItemsWithKey, &QTMetaDataAddItem)) return 0;
+  if (properties.empty()) return 0;
   QTMetaDataRef metadata = nullptr;
   if (QTCopyMovieMetaData(movie, &metadata) != noErr || metadata == nullptr) return 0;
   for (const Vantor::Property::Base* property : properties) {
@@ -29,11 +29,7 @@ int QuickTimeCodecWriterPrivate::setMetadata(const std::list<Vantor::Property::B
 }
 
 bool QuickTimeCodecWriterPrivate::addTimecodeTrack(FrameRate rate, int startFrame, const std::string& reelName) {
-  if (movie == nullptr || !callsPresent(&NewMovieTrack, &NewTrackMedia, &SetTrackEnabled, &BeginMediaEdits,
-                                          &AddMediaSample, &EndMediaEdits, &InsertMediaIntoTrack,
-                                          &AddTrackReference))
-    return true;
-  if (!reelName.empty() && !callsPresent(&TCSetSourceRef)) return true;
+  if (movie == nullptr) return true;
   Track track = NewMovieTrack(movie, width << 16, height << 16, kNoVolume);
   Media media = track != nullptr ? NewTrackMedia(track, TimeCodeMediaType, timeScale, nullptr, 0) : nullptr;
   if (GetMoviesError() != noErr || media == nullptr) return true;

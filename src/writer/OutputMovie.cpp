@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <iostream>
 
-#include "MovieWritingCalls.h"
+#include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
 
 namespace Vantor::QuickTime {
@@ -29,13 +29,6 @@ OSErr dataReferenceFor(const std::string& path, SInt32 style, Handle* dataRefOut
 int QuickTimeCodecWriterPrivate::openMovie(const std::string& destination, int streams) {
   path = destination;
   std::remove(path.c_str());
-  if (!callsPresent(&QTNewDataReferenceFromFullPathCFString, &CreateMovieStorage, &AddMovieToStorage,
-                    &SetMovieTimeScale, &NewMovieTrack, &NewTrackMedia, &BeginMediaEdits, &EndMediaEdits,
-                    &InsertMediaIntoTrack, &UpdateMovieInStorage, &CloseMovieStorage)) {
-    // This build's Movie Toolbox cannot write movies yet.
-    printf("Couldn't create data reference for destination\n");
-    return 1;
-  }
   OSType dataRefType = 0;
   if (dataReferenceFor(path, kQTNativeDefaultPathStyle, &dataRef, &dataRefType) != noErr) {
     printf("Couldn't create data reference for destination\n");
@@ -125,11 +118,6 @@ int QuickTimeCodecWriterPrivate::flattenInto(const std::string& destination) {
   OSType tmpDataRefType = 0;
   if (dataReferenceFor(temporary, kQTPOSIXPath, &tmpDataRef, &tmpDataRefType) != noErr) {
     printf("Illegal file name: %s\n", destination.c_str());
-    return 1;
-  }
-  if (!callsPresent(&FlattenMovieDataToDataRef)) {
-    DisposeHandle(tmpDataRef);
-    printf("Failed to flatten movie data: %d\n", static_cast<int>(unimpErr));
     return 1;
   }
   Movie flattened = FlattenMovieDataToDataRef(movie, kFlattenHeaderFirst, tmpDataRef, tmpDataRefType, kCreatorTVOD,
