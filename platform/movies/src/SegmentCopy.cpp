@@ -75,8 +75,12 @@ engine::Error copyMediaRange(const engine::Movie& sourceMovie, const engine::Med
     return engine::Error::none;
 }
 
-std::int64_t mediaOffset(std::uint64_t trackTime, std::uint32_t movieScale, std::uint32_t mediaScale, std::int32_t rate) {
-    return static_cast<std::int64_t>(Wide(trackTime) * mediaScale * rate / (Wide(movieScale) * 0x10000));
+// Media time `trackTime` movie units into an edit, rounded down or up.
+std::int64_t mediaOffset(std::uint64_t trackTime, std::uint32_t movieScale, std::uint32_t mediaScale, std::int32_t rate,
+                         bool roundUp = false) {
+    const Wide numerator = Wide(trackTime) * mediaScale * rate;
+    const Wide denominator = Wide(movieScale) * 0x10000;
+    return static_cast<std::int64_t>((numerator + (roundUp ? denominator - 1 : 0)) / denominator);
 }
 
 } // namespace
@@ -121,7 +125,7 @@ OSErr InsertTrackSegment(Track srcTrack, Track dstTrack, TimeValue srcIn, TimeVa
             const std::int64_t mediaFrom =
                 edit.mediaTime + mediaOffset(a - edit.trackStart, sourceScale, from.media.timeScale, edit.rate);
             const std::int64_t mediaTo =
-                edit.mediaTime + mediaOffset(b - edit.trackStart, sourceScale, from.media.timeScale, edit.rate) + 1;
+                edit.mediaTime + mediaOffset(b - edit.trackStart, sourceScale, from.media.timeScale, edit.rate, true);
             if (engine::Error e = copyMediaRange(sourceMovie, from.media, mediaFrom, mediaTo, copy, mediaTime);
                 e != engine::Error::none) {
                 markEdited(target);

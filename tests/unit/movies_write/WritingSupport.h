@@ -1,0 +1,58 @@
+// Helpers for tests that write movies through the Movie Toolbox: a scratch
+// folder, data references, descriptions of raw video, PCM and timecode, and
+// a WAV file made by hand.
+#pragma once
+
+#include <QuickTime/Movies.h>
+#include <QuickTime/SoundDescriptionCreation.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vqt::writing {
+
+class TempFolder {
+public:
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+// A data reference to `path`; the caller disposes of it.
+Handle dataRefFor(const std::string& path);
+
+// CreateMovieStorage (replacing any file) with the movie time scale set.
+OSErr createMovie(const std::string& path, TimeScale timeScale, Movie& movie, DataHandler& storage);
+// NewMovieFromDataRef on `path`; null on failure.
+Movie openMovie(const std::string& path);
+
+ImageDescriptionHandle rawImageDescription(OSType codec, int width, int height);
+SoundDescriptionHandle pcmDescription(int channels, int sampleRate);
+// 38 bytes in host order as a writer fills it: flags, time scale, frame
+// duration, frames per second.
+Handle timecodeDescription(std::int32_t flags, std::int32_t timeScale, std::int32_t frameDuration, int framesPerSecond);
+
+// A new track with media of `type`, in media edits.
+struct NewTrack {
+    Track track = nullptr;
+    Media media = nullptr;
+};
+NewTrack addTrack(Movie movie, OSType type, TimeScale mediaScale, Fixed width = 0, Fixed height = 0, short volume = 0);
+
+// 16-bit little-endian PCM: sample i of channel c is (i * 7 + c * 1000) & 0x7FFF.
+void writeWav(const std::string& path, int channels, int sampleRate, int frames);
+std::vector<std::uint8_t> pcmFrames(int channels, int firstFrame, int frames);
+
+// Bytes of the sample at media decode time `time`.
+std::vector<std::uint8_t> sampleAt(Media media, TimeValue64 time);
+
+// Top-level atom types of a file, in order.
+std::vector<std::string> topLevelAtoms(const std::string& path);
+
+} // namespace vqt::writing
