@@ -50,3 +50,4 @@ for b in results:
     pixels = rate / width / 1e6
     print(f"{kernel:<22}{shape:<7}{width:>9}{pixels:>8.0f}{gib(rate):>9.2f}{gib(reference):>9.2f}{rate / reference:>8.2f}")
 EOF
+if [ -x "$build_dir/bench/reader/bench_reader" ]; then "$(dirname "$0")/reader/run.sh" "$build_dir" 1; fi
