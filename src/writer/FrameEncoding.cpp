@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "FrameFill.h"
+#include "FrameMemoryPool.h"
 #include "MovieWritingConstants.h"
 #include "PixelFormatChoice.h"
 #include "QuickTimeCodecWriterPrivate.h"
@@ -19,10 +20,6 @@ namespace Vantor::QuickTime {
 namespace {
 
 constexpr OSStatus kFrameDroppedByCodec = -8961;
-
-void freeFrameMemory(void*, const void* memory) {
-  if (memory != nullptr) std::free(const_cast<void*>(memory));
-}
 
 void setOption(ICMCompressionSessionOptionsRef options, ComponentPropertyID id, SInt32 value) {
   ICMCompressionSessionOptionsSetProperty(options, kQTPropertyClass_ICMCompressionSessionOptions, id, 4, &value);
@@ -49,6 +46,13 @@ ICMCompressionSessionOptionsRef optionsFromSettingsText(const std::string& text)
 }
 
 }  // namespace
+
+QuickTimeCodecWriterPrivate::~QuickTimeCodecWriterPrivate() {
+  // A movie left open still holds its session and with it frames of the pool.
+  if (compressionSession != nullptr) ICMCompressionSessionRelease(compressionSession);
+  compressionSession = nullptr;
+  if (framePool != nullptr) framePool->release();
+}
 
 int QuickTimeCodecWriterPrivate::createCompressionSession() {
   if (compressionSession != nullptr) return 0;
@@ -97,16 +101,18 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
   // useful; treat it as an encoding failure.
   if (pixels == nullptr || height <= 0) return 1;
   const std::size_t size = bytesPerRow * static_cast<std::size_t>(height);
-  auto* memory = static_cast<std::uint8_t*>(std::malloc(size));
+  if (framePool == nullptr) framePool = FrameMemoryPool::create();
+  auto* memory = static_cast<std::uint8_t*>(framePool->take(size));
   if (memory == nullptr) return 5;
   fillFrameMemory(pixelFormat, pixels, pixelsAreBytes, width, height, bytesPerRow, swapB64a, memory);
 
   CVPixelBufferRef pixelBuffer = nullptr;
   const CVReturn made = CVPixelBufferCreateWithBytes(kCFAllocatorDefault, static_cast<std::size_t>(width),
                                                      static_cast<std::size_t>(height), pixelFormat, memory,
-                                                     bytesPerRow, freeFrameMemory, nullptr, nullptr, &pixelBuffer);
+                                                     bytesPerRow, &FrameMemoryPool::giveBack, framePool, nullptr,
+                                                     &pixelBuffer);
   if (made != kCVReturnSuccess || pixelBuffer == nullptr) {
-    std::free(memory);
+    FrameMemoryPool::giveBack(framePool, memory);
     printf("Failed to create pixel buffer\n");
     return 1;
   }

@@ -12,10 +12,12 @@
 
 namespace Vantor::QuickTime {
 
+class FrameMemoryPool;
+
 class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
  public:
   QuickTimeCodecWriterPrivate() = default;
-  ~QuickTimeCodecWriterPrivate() override = default;
+  ~QuickTimeCodecWriterPrivate() override;
 
   // Compression settings (CompressionSettings.cpp).
   void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex,
@@ -56,6 +58,8 @@ class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
 
   ICMCompressionSessionRef compressionSession = nullptr;
   std::string settingsText;
+  // Recycled frame memory, made on the first frame (FrameMemoryPool.h).
+  FrameMemoryPool* framePool = nullptr;
   // Stored by setAudioFormat for the host; nothing reads them.
   std::string audioFormatText;
   bool audioFormatFlag = false;

@@ -9,6 +9,7 @@
 
 #include "AudioSamples.h"
 #include "FrameFill.h"
+#include "FrameMemoryPool.h"
 #include "SettingsText.h"
 #include "TimecodeSample.h"
 
@@ -153,4 +154,25 @@ TEST(FrameMemory, ChannelOrderAndAlphaPerFormat) {
   std::vector<std::uint8_t> r408(8);
   fillFrameMemory('r408', host, false, 2, 1, 8, true, r408.data());
   EXPECT_EQ(r408[0], 255);
+}
+
+TEST(FrameMemoryPool, BlocksAreRecycledAndOutliveTheOwner) {
+  FrameMemoryPool* pool = FrameMemoryPool::create();
+  void* first = pool->take(1000);
+  ASSERT_NE(first, nullptr);
+  FrameMemoryPool::giveBack(pool, first);
+  EXPECT_EQ(pool->take(1000), first);  // the same block comes back
+  void* second = pool->take(1000);
+  EXPECT_NE(second, first);
+  // A new frame size: a late block of the old size is not handed out again.
+  void* larger = pool->take(4000);
+  FrameMemoryPool::giveBack(pool, second);
+  void* again = pool->take(4000);
+  EXPECT_NE(again, second);
+  std::memset(again, 0, 4000);  // the whole new size is usable
+  // The owner goes first; the blocks still out keep the pool alive.
+  pool->release();
+  FrameMemoryPool::giveBack(pool, first);
+  FrameMemoryPool::giveBack(pool, larger);
+  FrameMemoryPool::giveBack(pool, again);
 }
