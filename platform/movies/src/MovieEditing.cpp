@@ -95,7 +95,10 @@ OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue media
     if (mediaTime >= 0 && mediaRate <= 0) return setMoviesError(badEditList);
     engine::BuiltTrack* built = editableTrack(*track);
     if (!built) return GetMoviesError();
-    const std::uint64_t mediaLength = built->media.duration();
+    // With display offsets, edits address display time, which may run past the decode end.
+    std::uint64_t mediaLength = built->media.duration();
+    if (track->media.model && track->media.model->samples.hasCompositionOffsets())
+        mediaLength = std::max<std::uint64_t>(mediaLength, std::max<std::int64_t>(0, track->media.model->samples.displayEnd()));
     if (mediaTime >= 0 && std::uint64_t(mediaTime) + std::uint64_t(mediaDuration) > mediaLength)
         return setMoviesError(invalidDuration);
     const std::uint32_t movieScale = track->movie->builder->timeScale;

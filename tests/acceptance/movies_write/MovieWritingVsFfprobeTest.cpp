@@ -1,0 +1,336 @@
+// Movies written through the Movie Toolbox writing calls, judged by ffprobe
+// and decoded by ffmpeg: raw frames, PCM, timecode with reel name and 'mdta'
+// metadata; H.264 (with B-frames) and ProRes samples copied sample by sample;
+// sound copied from a WAV and from another movie at offsets; header-first
+// flattening; write faults.
+#include "FfprobeReport.h"
+#include "WritingSupport.h"
+
+#include <QuickTime/MovieStorage.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace vqt::writing;
+using vqt::acceptance::formatFields;
+using vqt::acceptance::packets;
+using vqt::acceptance::streamFields;
+
+namespace {
+
+constexpr int kWidth = 64, kHeight = 48, kFrames = 48;
+
+std::string sourcePath(const std::string& name) { return std::string(VQT_WRITE_SOURCES) + "/" + name; }
+
+// ffmpeg decodes every stream of the file; what it says on errors, or "" when silent and successful.
+std::string decodeErrors(const std::string& path) {
+    const std::string command = std::string(VQT_FFMPEG) + " -v error -i '" + path + "' -f null - 2>&1";
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    char buffer[4096];
+    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe.get())) output.append(buffer, got);
+    const int status = pclose(pipe.release());
+    return status == 0 ? output : output + " (exit " + std::to_string(status) + ")";
+}
+
+// One '2vuy' frame: luma rising along the row, a different level per frame.
+std::vector<std::uint8_t> twoVuyFrame(int frame) {
+    std::vector<std::uint8_t> bytes;
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; x += 2) {
+            const auto luma = static_cast<std::uint8_t>(16 + (x * 3 + frame) % 200);
+            bytes.insert(bytes.end(), {128, luma, 128, luma});
+        }
+    return bytes;
+}
+
+void finishTrack(Track track, Media media) {
+    EndMediaEdits(media);
+    ASSERT_EQ(InsertMediaIntoTrack(track, 0, 0, GetMediaDuration(media), 0x10000), noErr);
+}
+
+void addMetadata(Movie movie, const char* key, const char* value) {
+    QTMetaDataRef metadata = nullptr;
+    ASSERT_EQ(QTCopyMovieMetaData(movie, &metadata), noErr);
+    QTMetaDataRemoveItemsWithKey(metadata, 'mdta', 'mdta', reinterpret_cast<const UInt8*>(key), std::strlen(key));
+    ASSERT_EQ(QTMetaDataAddItem(metadata, 'mdta', 'mdta', reinterpret_cast<const UInt8*>(key), std::strlen(key),
+                                reinterpret_cast<const UInt8*>(value), std::strlen(value), kQTMetaDataTypeUTF8, nullptr),
+              noErr);
+    QTMetaDataRelease(metadata);
+}
+
+void addTimecode(Movie movie, Track video, int startFrame, const char* reel) {
+    NewTrack timecode = addTrack(movie, TimeCodeMediaType, 2400, kWidth << 16, kHeight << 16);
+    Handle description = timecodeDescription(tc24HourMax, 2400, 100, 24);
+    UserData names = nullptr;
+    NewUserData(&names);
+    Handle text = nullptr;
+    PtrToHand(reel, &text, static_cast<long>(std::strlen(reel)));
+    AddUserDataText(names, text, 'name', 1, 0);
+    ASSERT_EQ(TCSetSourceRef(GetMediaHandler(timecode.media), description, names), noErr);
+    DisposeHandle(text);
+    DisposeUserData(names);
+    const UInt8 sample[4] = {static_cast<UInt8>(startFrame >> 24), static_cast<UInt8>(startFrame >> 16),
+                             static_cast<UInt8>(startFrame >> 8), static_cast<UInt8>(startFrame)};
+    Handle data = nullptr;
+    PtrToHand(sample, &data, 4);
+    ASSERT_EQ(AddMediaSample(timecode.media, data, 0, 4, GetMovieDuration(movie),
+                             reinterpret_cast<SampleDescriptionHandle>(description), 1, 0, nullptr), noErr);
+    DisposeHandle(data);
+    DisposeHandle(description);
+    finishTrack(timecode.track, timecode.media);
+    ASSERT_EQ(AddTrackReference(video, timecode.track, 'tmcd', nullptr), noErr);
+}
+
+struct OutputMovie {
+    Movie movie = nullptr;
+    DataHandler storage = nullptr;
+    NewTrack video;
+};
+
+// 48 raw frames at 24 fps (time scale 2400) and two seconds of 48 kHz stereo PCM.
+OutputMovie writeRawMovie(const std::string& path) {
+    OutputMovie out;
+    EXPECT_EQ(createMovie(path, 2400, out.movie, out.storage), noErr);
+    out.video = addTrack(out.movie, VideoMediaType, 2400, kWidth << 16, kHeight << 16);
+    NewTrack sound = addTrack(out.movie, SoundMediaType, 48000, 0, 0, 0x100);
+    ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
+    SoundDescriptionHandle pcm = pcmDescription(2, 48000);
+    for (int f = 0; f < kFrames; ++f) {
+        const auto frame = twoVuyFrame(f);
+        EXPECT_EQ(AddMediaSample2(out.video.media, frame.data(), static_cast<ByteCount>(frame.size()), 100, 0,
+                                  reinterpret_cast<SampleDescriptionHandle>(image), 1, 0, nullptr), noErr);
+        const auto block = pcmFrames(2, f * 2000, 2000);
+        EXPECT_EQ(AddMediaSample2(sound.media, block.data(), static_cast<ByteCount>(block.size()), 1, 0,
+                                  reinterpret_cast<SampleDescriptionHandle>(pcm), 2000, 0, nullptr), noErr);
+    }
+    DisposeHandle(reinterpret_cast<Handle>(image));
+    DisposeHandle(reinterpret_cast<Handle>(pcm));
+    finishTrack(out.video.track, out.video.media);
+    finishTrack(sound.track, sound.media);
+    return out;
+}
+
+// Update, close, then flatten through a temporary file that replaces the original.
+void closeAndFlatten(OutputMovie& out, const std::string& path) {
+    ASSERT_EQ(UpdateMovieInStorage(out.movie, out.storage), noErr);
+    ASSERT_EQ(CloseMovieStorage(out.storage), noErr);
+    const std::string temporary = path + ".tmp";
+    Handle dataRef = dataRefFor(temporary);
+    Movie flat = FlattenMovieDataToDataRef(out.movie, flattenAddMovieToDataFork | flattenForceMovieResourceBeforeMovieData,
+                                           dataRef, AliasDataHandlerSubType, 'TVOD', -1, static_cast<SInt32>(0x90000000u));
+    DisposeHandle(dataRef);
+    ASSERT_NE(flat, nullptr);
+    DisposeMovie(flat);
+    DisposeMovie(out.movie);
+    ASSERT_EQ(std::rename(temporary.c_str(), path.c_str()), 0);
+}
+
+} // namespace
+
+TEST(MovieWritingVsFfprobe, RawVideoSoundTimecodeAndMetadata) {
+    TempFolder folder;
+    const std::string path = folder.file("raw.mov");
+    OutputMovie out = writeRawMovie(path);
+    addTimecode(out.movie, out.video.track, 86400, "Reel_A");
+    addMetadata(out.movie, "com.vantor.shot", "42");
+    addMetadata(out.movie, "title", "first");
+    addMetadata(out.movie, "title", "A title");
+    closeAndFlatten(out, path);
+
+    EXPECT_EQ(topLevelAtoms(path), (std::vector<std::string>{"ftyp", "moov", "mdat"}));
+    EXPECT_FALSE(std::filesystem::exists(path + ".tmp"));
+    auto video = streamFields(path, "v:0");
+    EXPECT_EQ(video["codec_tag_string"], "2vuy");
+    EXPECT_EQ(video["width"], "64");
+    EXPECT_EQ(video["height"], "48");
+    EXPECT_EQ(video["nb_frames"], "48");
+    EXPECT_EQ(video["r_frame_rate"], "24/1");
+    EXPECT_EQ(video["duration"], "2.000000");
+    EXPECT_EQ(video["TAG:timecode"], "01:00:00:00");
+    auto data = streamFields(path, "d:0");
+    EXPECT_EQ(data["codec_tag_string"], "tmcd");
+    EXPECT_EQ(data["TAG:reel_name"], "Reel_A");
+    auto sound = streamFields(path, "a:0");
+    EXPECT_EQ(sound["codec_name"], "pcm_s16le");
+    EXPECT_EQ(sound["sample_rate"], "48000");
+    EXPECT_EQ(sound["channels"], "2");
+    EXPECT_EQ(sound["duration"], "2.000000");
+    auto format = formatFields(path);
+    EXPECT_EQ(format["TAG:com.vantor.shot"], "42");
+    EXPECT_EQ(format["TAG:title"], "A title");
+    EXPECT_EQ(decodeErrors(path), "");
+
+    // Our reader sees the frames as written.
+    Movie movie = openMovie(path);
+    ASSERT_NE(movie, nullptr);
+    Media media = GetTrackMedia(GetMovieIndTrackType(movie, 1, VideoMediaType, movieTrackMediaType));
+    EXPECT_EQ(sampleAt(media, 4700), twoVuyFrame(47));
+    DisposeMovie(movie);
+}
+
+class CopiedSamples : public ::testing::TestWithParam<std::string> {};
+
+// Every sample of the source's video track re-added with its decode duration,
+// display offset and flags: ffprobe must see the same packets.
+TEST_P(CopiedSamples, PacketsMatchTheSource) {
+    const std::string source = sourcePath(GetParam());
+    Movie input = openMovie(source);
+    ASSERT_NE(input, nullptr);
+    Track inputTrack = GetMovieIndTrackType(input, 1, VideoMediaType, movieTrackMediaType);
+    Media inputMedia = GetTrackMedia(inputTrack);
+    TempFolder folder;
+    const std::string path = folder.file("copy.mov");
+    Movie movie = nullptr;
+    DataHandler storage = nullptr;
+    ASSERT_EQ(createMovie(path, GetMovieTimeScale(input), movie, storage), noErr);
+    NewTrack video = addTrack(movie, VideoMediaType, GetMediaTimeScale(inputMedia), 160 << 16, 120 << 16);
+    SampleDescriptionHandle description = reinterpret_cast<SampleDescriptionHandle>(NewHandle(0));
+    std::vector<std::uint8_t> buffer(1 << 20);
+    for (SInt32 sample = 1; sample <= GetMediaSampleCount(inputMedia); ++sample) {
+        TimeValue64 decodeTime = 0, duration = 0, offset = 0;
+        SampleNumToMediaDecodeTime(inputMedia, sample, &decodeTime, &duration);
+        ByteCount size = 0;
+        MediaSampleFlags flags = 0;
+        ASSERT_EQ(GetMediaSample2(inputMedia, buffer.data(), static_cast<ByteCount>(buffer.size()), &size, decodeTime,
+                                  nullptr, &duration, &offset, description, nullptr, 1, nullptr, &flags), noErr);
+        ASSERT_EQ(AddMediaSample2(video.media, buffer.data(), size, duration, offset, description, 1, flags, nullptr), noErr);
+    }
+    DisposeHandle(reinterpret_cast<Handle>(description));
+    EndMediaEdits(video.media);
+    // The source's edit: where its media starts showing, for as long as its track lasts.
+    const TimeValue mediaStart = TrackTimeToMediaTime(0, inputTrack);
+    const TimeValue length = static_cast<TimeValue>(std::int64_t(GetTrackDuration(inputTrack)) *
+                                                    GetMediaTimeScale(inputMedia) / GetMovieTimeScale(input));
+    ASSERT_EQ(InsertMediaIntoTrack(video.track, 0, mediaStart, length, 0x10000), noErr);
+    ASSERT_EQ(UpdateMovieInStorage(movie, storage), noErr);
+    ASSERT_EQ(CloseMovieStorage(storage), noErr);
+    DisposeMovie(movie);
+    DisposeMovie(input);
+
+    auto ours = streamFields(path, "v:0");
+    auto theirs = streamFields(source, "v:0");
+    for (const char* field : {"codec_name", "codec_tag_string", "width", "height", "nb_frames", "r_frame_rate", "duration"})
+        EXPECT_EQ(ours[field], theirs[field]) << field;
+    const auto ourPackets = packets(path, "v:0");
+    const auto theirPackets = packets(source, "v:0");
+    ASSERT_EQ(ourPackets.size(), theirPackets.size());
+    for (std::size_t i = 0; i < ourPackets.size(); ++i) {
+        EXPECT_EQ(ourPackets[i].pts, theirPackets[i].pts) << i;
+        EXPECT_EQ(ourPackets[i].dts, theirPackets[i].dts) << i;
+        EXPECT_EQ(ourPackets[i].size, theirPackets[i].size) << i;
+        EXPECT_EQ(ourPackets[i].keyframe, theirPackets[i].keyframe) << i;
+    }
+    EXPECT_EQ(decodeErrors(path), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, CopiedSamples, ::testing::Values("h264-bframes.mov", "prores.mov"),
+                         [](const auto& info) { return info.param.substr(0, info.param.find('-') < info.param.find('.') ? info.param.find('-') : info.param.find('.')); });
+
+// Sound copied as a writer's addAudioFromFile does: at a positive offset from
+// a WAV, at a negative one from another movie, then cut to the movie's length.
+TEST(MovieWritingVsFfprobe, SoundCopiedAtOffsetsAndCutBack) {
+    TempFolder folder;
+    const std::string path = folder.file("with-sound.mov");
+    OutputMovie out = writeRawMovie(path);
+    const TimeValue before = GetMovieDuration(out.movie);
+    struct Copy { std::string file; float offsetSeconds; };
+    for (const Copy& copy : {Copy{sourcePath("tone.wav"), 1.5f}, Copy{sourcePath("tone.m4a"), 0.0f},
+                             Copy{sourcePath("h264-bframes.mov"), -0.5f}}) {
+        Movie input = openMovie(copy.file);
+        ASSERT_NE(input, nullptr) << copy.file;
+        for (SInt32 index = 1;; ++index) {
+            Track source = GetMovieIndTrackType(input, index, AudioMediaCharacteristic, movieTrackCharacteristic);
+            if (!source) break;
+            Media sourceMedia = GetTrackMedia(source);
+            OSType type = 0;
+            GetMediaHandlerDescription(sourceMedia, &type, nullptr, nullptr);
+            NewTrack track = addTrack(out.movie, type, GetMediaTimeScale(sourceMedia), 0, 0, GetTrackVolume(source));
+            TimeValue sourceTime = 0, destinationTime = 0;
+            if (copy.offsetSeconds > 0) destinationTime = static_cast<TimeValue>(2400 * copy.offsetSeconds);
+            if (copy.offsetSeconds < 0) sourceTime = static_cast<TimeValue>(-copy.offsetSeconds * GetMovieTimeScale(input));
+            EXPECT_EQ(InsertTrackSegment(source, track.track, sourceTime, GetTrackDuration(source), destinationTime), noErr);
+            EXPECT_EQ(CopyTrackSettings(source, track.track), noErr);
+            SetTrackLayer(track.track, GetTrackLayer(source));
+            EndMediaEdits(track.media);
+        }
+        DisposeMovie(input);
+    }
+    EXPECT_EQ(DeleteMovieSegment(out.movie, before, GetMovieDuration(out.movie) - before), noErr);
+    EXPECT_EQ(GetMovieDuration(out.movie), before);
+    closeAndFlatten(out, path);
+
+    // The WAV's copy starts at 1.5 s and is cut at 2 s: half a second of sound.
+    auto wav = streamFields(path, "a:1");
+    EXPECT_EQ(wav["codec_name"], "pcm_s16le");
+    auto m4a = streamFields(path, "a:2");
+    EXPECT_EQ(m4a["codec_name"], "aac");
+    EXPECT_EQ(formatFields(path)["duration"], "2.000000");
+    EXPECT_EQ(decodeErrors(path), "");
+    Movie movie = openMovie(path);
+    ASSERT_NE(movie, nullptr);
+    EXPECT_EQ(GetMovieTrackCount(movie), 4); // the H.264 movie has no sound to copy
+    Track fromWav = GetMovieIndTrack(movie, 3);
+    EXPECT_EQ(GetTrackDuration(fromWav), 4800);
+    EXPECT_EQ(TrackTimeToMediaTime(3599, fromWav), -1);
+    EXPECT_EQ(TrackTimeToMediaTime(3600, fromWav), 0);
+    DisposeMovie(movie);
+}
+
+TEST(MovieWritingVsFfprobe, FailedFlattenLeavesTheUnflattenedMovie) {
+    TempFolder folder;
+    const std::string path = folder.file("kept.mov");
+    OutputMovie out = writeRawMovie(path);
+    ASSERT_EQ(UpdateMovieInStorage(out.movie, out.storage), noErr);
+    ASSERT_EQ(CloseMovieStorage(out.storage), noErr);
+    Handle dataRef = dataRefFor(folder.file("missing-folder/kept.mov.tmp"));
+    EXPECT_EQ(FlattenMovieDataToDataRef(out.movie, flattenAddMovieToDataFork, dataRef, AliasDataHandlerSubType, 'TVOD',
+                                        -1, static_cast<SInt32>(0x90000000u)), nullptr);
+    EXPECT_EQ(GetMoviesError(), dirNFErr);
+    DisposeHandle(dataRef);
+    DisposeMovie(out.movie);
+    EXPECT_EQ(streamFields(path, "v:0")["nb_frames"], "48");
+    EXPECT_EQ(decodeErrors(path), "");
+}
+
+// A file-size limit reached while frames are still coming: the calls report
+// dskFulErr, and the file keeps the movie of the last successful update.
+TEST(MovieWritingVsFfprobe, FileSizeLimitKeepsWhatWasWritten) {
+    TempFolder folder;
+    const std::string path = folder.file("limited.mov");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ClearMoviesStickyError(); // what earlier tests left in this thread
+        OutputMovie out = writeRawMovie(path);
+        int code = UpdateMovieInStorage(out.movie, out.storage) == noErr ? 0 : 16;
+        const auto size = static_cast<rlim_t>(std::filesystem::file_size(path) + 100 * 1024);
+        rlimit limit{size, size};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
+        OSErr error = noErr;
+        for (int f = 0; f < 1000 && error == noErr; ++f) {
+            const auto frame = twoVuyFrame(f);
+            error = AddMediaSample2(out.video.media, frame.data(), static_cast<ByteCount>(frame.size()), 100, 0,
+                                    reinterpret_cast<SampleDescriptionHandle>(image), 1, 0, nullptr);
+        }
+        if (error != dskFulErr) code |= 1;
+        if (GetMoviesStickyError() != dskFulErr) code |= 2;
+        if (CloseMovieStorage(out.storage) != dskFulErr) code |= 4;
+        DisposeMovie(out.movie);
+        ::_exit(code);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(streamFields(path, "v:0")["nb_frames"], "48");
+    EXPECT_EQ(decodeErrors(path), "");
+}
