@@ -25,42 +25,73 @@ std::uint32_t framesOf(TimeValue64 duration, TimeScale mediaScale, double sample
 
 }  // namespace
 
-MediaPacketSource::MediaPacketSource(Media media, double sampleRate) : media_(media) {
+MediaPacketSource::MediaPacketSource(Media media, double sampleRate, bool uniformChunks) : media_(media) {
   const SInt32 count = GetMediaSampleCount(media);
   const TimeScale scale = GetMediaTimeScale(media);
-  if (count <= 0) return;
-  packets_.reserve(static_cast<std::size_t>(count));
-  for (SInt64 sample = 1; sample <= count; ++sample) {
+  for (SInt64 sample = 1; sample <= count;) {
     TimeValue64 decodeTime = 0, duration = 0;
     SampleNumToMediaDecodeTime(media, sample, &decodeTime, &duration);
     if (GetMoviesError() != noErr) break;
+    const std::uint32_t frames = framesOf(duration, scale, sampleRate);
+    if (uniformChunks) {
+      ByteCount bytes = 0;
+      ItemCount inChunk = 0;
+      const auto left = static_cast<ItemCount>(count - sample + 1);
+      if (GetMediaSample2(media, nullptr, 0, &bytes, decodeTime, nullptr, nullptr, nullptr, nullptr, nullptr, left,
+                          &inChunk, nullptr) == noErr &&
+          inChunk > 1 && bytes % inChunk == 0) {
+        const SInt64 last = sample + static_cast<SInt64>(inChunk) - 1;
+        TimeValue64 lastTime = 0, lastDuration = 0;
+        SampleNumToMediaDecodeTime(media, last, &lastTime, &lastDuration);
+        if (GetMoviesError() == noErr && lastDuration == duration &&
+            lastTime == decodeTime + static_cast<TimeValue64>(inChunk - 1) * duration) {
+          runs_.push_back({sample - 1, static_cast<std::int64_t>(inChunk), decodeTime, duration,
+                           {static_cast<std::uint32_t>(bytes / inChunk), frames}});
+          sample = last + 1;
+          continue;
+        }
+      }
+    }
     ByteCount size = 0;
     if (GetMediaSample2(media, nullptr, 0, &size, decodeTime, nullptr, nullptr, nullptr, nullptr, nullptr, 1,
                         nullptr, nullptr) != noErr) {
       size = 0;  // plays as silence
     }
-    packets_.push_back({decodeTime, {static_cast<std::uint32_t>(size), framesOf(duration, scale, sampleRate)}});
+    runs_.push_back({sample - 1, 1, decodeTime, duration, {static_cast<std::uint32_t>(size), frames}});
+    ++sample;
   }
+  packetCount_ = runs_.empty() ? 0 : runs_.back().firstPacket + runs_.back().count;
+}
+
+const MediaPacketSource::Run& MediaPacketSource::runOf(std::int64_t index) const {
+  auto after = std::upper_bound(runs_.begin(), runs_.end(), index,
+                                [](std::int64_t i, const Run& run) { return i < run.firstPacket; });
+  return *(after - 1);
+}
+
+TimeValue64 MediaPacketSource::decodeTimeOf(std::int64_t index) const {
+  const Run& run = runOf(index);
+  return run.firstDecodeTime + (index - run.firstPacket) * run.decodeStep;
 }
 
 vqt::audio::PacketInfo MediaPacketSource::packet(std::int64_t index) const {
   if (index < 0 || index >= packetCount()) return {};
-  return packets_[static_cast<std::size_t>(index)].info;
+  return runOf(index).info;
 }
 
 vqt::audio::Status MediaPacketSource::read(std::int64_t index, std::span<std::uint8_t> buffer) {
   using vqt::audio::Status;
   if (index < 0 || index >= packetCount()) return Status::outOfRange;
-  const Packet& wanted = packets_[static_cast<std::size_t>(index)];
-  if (buffer.size() != wanted.info.byteSize) return Status::badData;
+  const vqt::audio::PacketInfo wanted = packet(index);
+  if (buffer.size() != wanted.byteSize) return Status::badData;
 
   if (index < cachedFirst_ || index >= cachedFirst_ + cachedCount_) {
     cachedFirst_ = -1;
     cachedCount_ = 0;
-    cache_.resize(std::max<std::size_t>(kReadBytes, wanted.info.byteSize));
+    cache_.resize(std::max<std::size_t>(kReadBytes, wanted.byteSize));
     ByteCount size = 0;
     ItemCount samples = 0;
-    if (GetMediaSample2(media_, cache_.data(), cache_.size(), &size, wanted.decodeTime, nullptr, nullptr, nullptr,
+    if (GetMediaSample2(media_, cache_.data(), cache_.size(), &size, decodeTimeOf(index), nullptr, nullptr, nullptr,
                         nullptr, nullptr, kMaxSamplesPerRead, &samples, nullptr) != noErr) {
       return Status::ioError;
     }
@@ -70,7 +101,7 @@ vqt::audio::Status MediaPacketSource::read(std::int64_t index, std::span<std::ui
     std::size_t offset = 0;
     for (ItemCount i = 0; i < samples && index + static_cast<std::int64_t>(i) < packetCount(); ++i) {
       cacheOffsets_.push_back(offset);
-      offset += packets_[static_cast<std::size_t>(index) + i].info.byteSize;
+      offset += packet(index + static_cast<std::int64_t>(i)).byteSize;
     }
     if (offset != size || cacheOffsets_.empty()) return Status::badData;
     cachedFirst_ = index;
