@@ -50,9 +50,22 @@ std::uint8_t dependencyByte(MediaSampleFlags flags) {
     return byte;
 }
 
+// A description goes into the file only if the reader will take it back:
+// a damaged one would make the whole movie unreadable.
+bool readableEntry(const std::vector<std::uint8_t>& entry, OSType handlerType) {
+    engine::ByteReader in(entry);
+    engine::AtomHeader header;
+    if (engine::readAtomHeader(in, header) != engine::Error::none || header.size != entry.size()) return false;
+    auto parsed = engine::SampleDescriptionAtom::createEntry(header.type, handlerType);
+    engine::ByteReader payload = in.sub(in.remaining());
+    engine::ParseContext context;
+    context.handlerType = handlerType;
+    return parsed && parsed->parse(payload, context) == engine::Error::none;
+}
+
 OSErr addSamples(Media theMedia, const UInt8* data, ByteCount size, TimeValue64 duration, TimeValue64 displayOffset,
                  SampleDescriptionHandle description, ItemCount count, MediaSampleFlags flags, TimeValue64* decodeTime) {
-    MediaObject* media = mediaFrom(theMedia);
+    MediaObject* media = mediaForEdit(theMedia);
     if (!media) return invalidMedia;
     if (!media->exists) return setMoviesError(invalidMedia);
     if (!data || !description || !*description || count < 1 || size % static_cast<ByteCount>(count) != 0 ||
@@ -64,7 +77,7 @@ OSErr addSamples(Media theMedia, const UInt8* data, ByteCount size, TimeValue64 
     // Samples can only go into a file this movie is writing.
     if (!movie.storage) return setMoviesError(noDataHandler);
     std::vector<std::uint8_t> entry = descriptionEntry(track->media.handlerType, description);
-    if (entry.size() < 16) return setMoviesError(paramErr);
+    if (!readableEntry(entry, track->media.handlerType)) return setMoviesError(invalidSampleDescription);
     const std::uint64_t startTime = track->media.duration();
     std::uint64_t offset = 0;
     if (engine::Error error = movie.storage->appendMediaData(std::span(data, size), offset); error != engine::Error::none)

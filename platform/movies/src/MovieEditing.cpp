@@ -13,7 +13,7 @@ constexpr std::int32_t kNormalRate = 0x10000;
 } // namespace
 
 void SetMovieTimeScale(Movie theMovie, TimeScale timeScale) {
-    MovieObject* movie = movieFrom(theMovie);
+    MovieObject* movie = movieForEdit(theMovie);
     if (!movie) return;
     if (timeScale <= 0) {
         setMoviesError(paramErr);
@@ -31,7 +31,7 @@ void SetMovieTimeScale(Movie theMovie, TimeScale timeScale) {
 }
 
 Track NewMovieTrack(Movie theMovie, Fixed width, Fixed height, short trackVolume) {
-    MovieObject* movie = movieFrom(theMovie);
+    MovieObject* movie = movieForEdit(theMovie);
     if (!movie) return nullptr;
     if (width < 0 || height < 0) {
         setMoviesError(paramErr);
@@ -50,7 +50,7 @@ Track NewMovieTrack(Movie theMovie, Fixed width, Fixed height, short trackVolume
 }
 
 Media NewTrackMedia(Track theTrack, OSType mediaType, TimeScale timeScale, Handle /*dataRef*/, OSType /*dataRefType*/) {
-    TrackObject* track = trackFrom(theTrack);
+    TrackObject* track = trackForEdit(theTrack);
     if (!track) return nullptr;
     if (timeScale <= 0 || mediaType == 0) {
         setMoviesError(paramErr);
@@ -72,7 +72,7 @@ Media NewTrackMedia(Track theTrack, OSType mediaType, TimeScale timeScale, Handl
 }
 
 OSErr BeginMediaEdits(Media theMedia) {
-    MediaObject* media = mediaFrom(theMedia);
+    MediaObject* media = mediaForEdit(theMedia);
     if (!media) return invalidMedia;
     if (!media->exists || !editableMovie(*media->track->movie)) return setMoviesError(invalidMedia);
     media->editing = true;
@@ -80,7 +80,7 @@ OSErr BeginMediaEdits(Media theMedia) {
 }
 
 OSErr EndMediaEdits(Media theMedia) {
-    MediaObject* media = mediaFrom(theMedia);
+    MediaObject* media = mediaForEdit(theMedia);
     if (!media) return invalidMedia;
     media->editing = false;
     return setMoviesError(noErr);
@@ -88,7 +88,7 @@ OSErr EndMediaEdits(Media theMedia) {
 
 OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue mediaTime, TimeValue mediaDuration,
                            Fixed mediaRate) {
-    TrackObject* track = trackFrom(theTrack);
+    TrackObject* track = trackForEdit(theTrack);
     if (!track) return invalidTrack;
     if (!track->media.exists) return setMoviesError(invalidMedia);
     if (mediaDuration < 0 || trackStart < -1 || mediaTime < -1) return setMoviesError(paramErr);
@@ -96,9 +96,12 @@ OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue media
     engine::BuiltTrack* built = editableTrack(*track);
     if (!built) return GetMoviesError();
     // With display offsets, edits address display time, which may run past the decode end.
-    std::uint64_t mediaLength = built->media.duration();
-    if (track->media.model && track->media.model->samples.hasCompositionOffsets())
-        mediaLength = std::max<std::uint64_t>(mediaLength, std::max<std::int64_t>(0, track->media.model->samples.displayEnd()));
+    std::uint64_t mediaLength = 0, decodeTime = 0;
+    for (const auto& run : built->media.runs) {
+        decodeTime += std::uint64_t(run.duration) * run.count;
+        const std::int64_t displayEnd = static_cast<std::int64_t>(decodeTime) + run.displayOffset;
+        mediaLength = std::max<std::uint64_t>({mediaLength, decodeTime, static_cast<std::uint64_t>(std::max<std::int64_t>(displayEnd, 0))});
+    }
     if (mediaTime >= 0 && std::uint64_t(mediaTime) + std::uint64_t(mediaDuration) > mediaLength)
         return setMoviesError(invalidDuration);
     const std::uint32_t movieScale = track->movie->builder->timeScale;
@@ -112,7 +115,7 @@ OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue media
 }
 
 OSErr DeleteMovieSegment(Movie theMovie, TimeValue startTime, TimeValue duration) {
-    MovieObject* movie = movieFrom(theMovie);
+    MovieObject* movie = movieForEdit(theMovie);
     if (!movie) return invalidMovie;
     if (startTime < 0 || duration < 0) return setMoviesError(paramErr);
     engine::MovieBuilder* builder = editableMovie(*movie);
@@ -125,7 +128,7 @@ OSErr DeleteMovieSegment(Movie theMovie, TimeValue startTime, TimeValue duration
 
 OSErr CopyTrackSettings(Track srcTrack, Track dstTrack) {
     TrackObject* source = trackFrom(srcTrack);
-    TrackObject* destination = trackFrom(dstTrack);
+    TrackObject* destination = trackForEdit(dstTrack);
     if (!source || !destination) return invalidTrack;
     engine::BuiltTrack* built = editableTrack(*destination);
     if (!built) return GetMoviesError();
@@ -139,7 +142,7 @@ OSErr CopyTrackSettings(Track srcTrack, Track dstTrack) {
 namespace {
 
 template <class Change> void changeTrack(Track theTrack, Change change) {
-    TrackObject* track = trackFrom(theTrack);
+    TrackObject* track = trackForEdit(theTrack);
     if (!track) return;
     engine::BuiltTrack* built = editableTrack(*track);
     if (!built) return;
@@ -164,8 +167,8 @@ void SetTrackEnabled(Track theTrack, Boolean isEnabled) {
 
 OSErr AddTrackReference(Track theTrack, Track refTrack, OSType refType, SInt32* addedIndex) {
     if (addedIndex) *addedIndex = 0;
-    TrackObject* track = trackFrom(theTrack);
-    TrackObject* target = trackFrom(refTrack);
+    TrackObject* track = trackForEdit(theTrack);
+    TrackObject* target = trackForEdit(refTrack);
     if (!track || !target) return invalidTrack;
     if (track->movie != target->movie || track == target || refType == 0) return setMoviesError(paramErr);
     engine::BuiltTrack* built = editableTrack(*track);

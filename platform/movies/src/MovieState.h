@@ -110,6 +110,12 @@ MovieObject* movieFrom(Movie movie);
 TrackObject* trackFrom(Track track);
 MediaObject* mediaFrom(Media media);
 UserDataObject* userDataFrom(UserData userData);
+// The same without bringing an edited movie's reading model up to date: for
+// the writing calls, which work on the builder, so that adding samples one by
+// one never rebuilds the model.
+MovieObject* movieForEdit(Movie movie);
+TrackObject* trackForEdit(Track track);
+MediaObject* mediaForEdit(Media media);
 MediaHandlerObject* handlerFrom(MediaHandler handler);
 
 inline Movie toRef(MovieObject* o) { return reinterpret_cast<Movie>(o); }

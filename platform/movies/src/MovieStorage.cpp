@@ -197,7 +197,7 @@ OSErr CloseMovieStorage(DataHandler dh) {
 }
 
 OSErr AddMovieToStorage(Movie theMovie, DataHandler dh) {
-    MovieObject* movie = movieFrom(theMovie);
+    MovieObject* movie = movieForEdit(theMovie);
     if (!movie) return invalidMovie;
     StorageObject* storage = storageFrom(dh);
     if (!storage) return invalidDataRef;
@@ -232,7 +232,7 @@ OSErr NewMovieFromDataRef(Movie* theMovie, short /*flags*/, short* id, Handle da
 
 Movie FlattenMovieDataToDataRef(Movie theMovie, SInt32 movieFlattenFlags, Handle dataRef, OSType dataRefType,
                                 OSType /*creator*/, ScriptCode /*scriptTag*/, SInt32 createMovieFileFlags) {
-    MovieObject* movie = movieFrom(theMovie);
+    MovieObject* movie = movieForEdit(theMovie);
     if (!movie) return nullptr;
     std::string path;
     if (!pathFromDataRef(dataRef, dataRefType, path)) {

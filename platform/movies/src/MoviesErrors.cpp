@@ -109,6 +109,7 @@ bool isLive(const void* object) {
 
 // Every reference is resolved here, so this is where an edited movie's
 // reading model is brought up to date before any call looks at it.
+// A track or media whose model could not be made is refused rather than read.
 MovieObject* movieFrom(Movie movie) {
     MovieObject* object = resolve<MovieObject>(movie, invalidMovie);
     if (object) bringUpToDate(*object);
@@ -117,17 +118,32 @@ MovieObject* movieFrom(Movie movie) {
 TrackObject* trackFrom(Track track) {
     TrackObject* object = resolve<TrackObject>(track, invalidTrack);
     if (object) bringUpToDate(*object->movie);
+    if (object && !object->model) {
+        setMoviesError(invalidTrack);
+        return nullptr;
+    }
     return object;
 }
 MediaObject* mediaFrom(Media media) {
     MediaObject* object = resolve<MediaObject>(media, invalidMedia);
     if (object) bringUpToDate(*object->track->movie);
+    if (object && !object->model) {
+        setMoviesError(invalidMedia);
+        return nullptr;
+    }
     return object;
 }
+MovieObject* movieForEdit(Movie movie) { return resolve<MovieObject>(movie, invalidMovie); }
+TrackObject* trackForEdit(Track track) { return resolve<TrackObject>(track, invalidTrack); }
+MediaObject* mediaForEdit(Media media) { return resolve<MediaObject>(media, invalidMedia); }
 UserDataObject* userDataFrom(UserData userData) { return resolve<UserDataObject>(userData, paramErr); }
 MediaHandlerObject* handlerFrom(MediaHandler handler) {
     MediaHandlerObject* object = resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
     if (object) bringUpToDate(*object->media->track->movie);
+    if (object && !object->media->model) {
+        setMoviesError(invalidHandler);
+        return nullptr;
+    }
     return object;
 }
 

@@ -127,6 +127,14 @@ TEST(MovieWriting, CallsRefuseWhatQuickTimeRefuses) {
     EXPECT_EQ(AddMediaSample2(w.video.media, bytes.data(), 10, 1, 0, description, 3, 0, nullptr), paramErr);
     EXPECT_EQ(AddMediaSample2(w.video.media, bytes.data(), 10, 1, 0, nullptr, 1, 0, nullptr), paramErr);
     EXPECT_EQ(AddMediaSample2(w.video.media, bytes.data(), 10, -1, 0, description, 1, 0, nullptr), paramErr);
+    // A description the reader could not take back never reaches the file.
+    Handle damaged = NewHandleClear(24);
+    reinterpret_cast<ImageDescription*>(*damaged)->idSize = 24;
+    reinterpret_cast<ImageDescription*>(*damaged)->cType = '2vuy';
+    EXPECT_EQ(AddMediaSample2(w.video.media, bytes.data(), 10, 1, 0, reinterpret_cast<SampleDescriptionHandle>(damaged), 1,
+                              0, nullptr), invalidSampleDescription);
+    DisposeHandle(damaged);
+    EXPECT_EQ(GetMediaSampleCount(w.video.media), 4);
     EXPECT_EQ(InsertMediaIntoTrack(w.video.track, 0, 300, 200, 0x10000), invalidDuration);
     EXPECT_EQ(NewTrackMedia(w.video.track, VideoMediaType, 600, nullptr, 0), nullptr);
     EXPECT_EQ(GetMoviesError(), paramErr);
