@@ -236,7 +236,8 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
       printf("Unhandled pixel format: %s (%d)\n", pixelFormatDescription(format), static_cast<int>(format));
       return 2;
   }
-  if (height <= 0 || !base) return 0;
+  if (height <= 0) return 0;
+  if (!base) return 1;  // a buffer without memory: nothing to read
   // A buffer narrower than the track's image fills only the pixels it has; one
   // shorter than the image fills only the bottom rows it has (rows are aligned
   // at the last row).

@@ -94,6 +94,11 @@ TEST(ReaderAudio, SoundOnlyMovie) {
   EXPECT_EQ(reader.getFrameCount(), 0);
   EXPECT_TRUE(reader.hasAudio());
   EXPECT_EQ(reader.getAudioSampleCount(), 2u * 48000u);
+  const VideoInfo info = videoInfo(reader);  // the defaults: no scan result to report
+  EXPECT_EQ(info.width, 512);
+  EXPECT_EQ(info.height, 256);
+  EXPECT_EQ(info.timeScale, 2400);
+  EXPECT_EQ(info.frameDuration, 100);
 }
 
 TEST(ReaderAudio, VideoOnlyMovieKeepsTheDefaultsAndReadsNothing) {

@@ -123,6 +123,13 @@ TEST(ReaderOpening, ModeZeroOpensWithoutScanning) {
   EXPECT_EQ(reader.decodeFrame(1, frame.data()), 1);  // no frames to step through
 }
 
+TEST(ReaderOpening, LowerNumberedVideoTrackIsRead) {
+  QuickTimeCodecReader reader;
+  ASSERT_EQ(reader.open(fixture("two-video.mov"), 1), 0);
+  EXPECT_EQ(videoInfo(reader).width, 160);
+  EXPECT_EQ(reader.getFrameCount(), 10);
+}
+
 TEST(ReaderOpening, ReopeningReadsTheNewMovieOnly) {
   QuickTimeCodecReader reader;
   ASSERT_EQ(reader.open(fixture("h264-2997.mov"), 3), 0);

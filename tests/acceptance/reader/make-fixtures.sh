@@ -32,6 +32,9 @@ fixture mjpeg-25.mov -f lavfi -i "testsrc2=size=320x240:rate=25:duration=1" \
   -f lavfi -i "$(tone 1500 44100 1)" -vf setsar=4/3 -c:v mjpeg -q:v 3 -c:a aac -b:a 96k
 # Animation (RLE, RGB) at 12.5.
 fixture rle-125.mov -f lavfi -i "testsrc2=size=160x120:rate=12.5:duration=2" -c:v qtrle -pix_fmt rgb24
+# Two video tracks, the smaller first.
+fixture two-video.mov -f lavfi -i "testsrc2=size=160x120:rate=25:duration=0.4" \
+  -f lavfi -i "testsrc2=size=320x240:rate=25:duration=0.4" -map 0:v -map 1:v -c:v mjpeg
 # Sound only.
 fixture sound-only.mov -f lavfi -i "$(tone 1000 48000 1)" -ac 2 -c:a pcm_s16le
 
