@@ -76,6 +76,20 @@ TEST(ReaderTimecode, StartFrameTimecodeAndReelComeFromTheTimecodeTrack) {
   EXPECT_EQ(description["reel"], "Reel_A");
 }
 
+TEST(ReaderTimecode, DropFrameTimecode) {
+  QuickTimeCodecReader reader;
+  ASSERT_EQ(reader.open(fixture("dropframe.mov"), 1), 0);
+  const VideoInfo info = videoInfo(reader);
+  EXPECT_EQ(info.timeScale, 30000);
+  EXPECT_EQ(info.frameDuration, 1001);
+  // 59 minutes of 1800 frames, less 2 at each minute not divisible by 10 (108), plus 59 s 28 f.
+  EXPECT_EQ(info.startTimecodeFrame, 107890);
+  std::map<std::string, std::string> description;
+  reader.getStreamDescription(description);
+  EXPECT_EQ(description["timecode"], "00:59:59;28");
+  EXPECT_EQ(description.count("reel"), 0u);
+}
+
 TEST(ReaderTimecode, MovieWithoutTimecodeTrackHasNoTimecodeOrReel) {
   QuickTimeCodecReader reader;
   ASSERT_EQ(reader.open(fixture("mjpeg-25.mov"), 1), 0);

@@ -32,6 +32,9 @@ fixture mjpeg-25.mov -f lavfi -i "testsrc2=size=320x240:rate=25:duration=1" \
   -f lavfi -i "$(tone 1500 44100 1)" -vf setsar=4/3 -c:v mjpeg -q:v 3 -c:a aac -b:a 96k
 # Animation (RLE, RGB) at 12.5.
 fixture rle-125.mov -f lavfi -i "testsrc2=size=160x120:rate=12.5:duration=2" -c:v qtrle -pix_fmt rgb24
+# Drop-frame timecode at 29.97.
+fixture dropframe.mov -f lavfi -i "testsrc2=size=160x120:rate=30000/1001:duration=0.5" -c:v mjpeg \
+  -timecode '00:59:59;28' -movie_timescale 30000
 # Two video tracks, the smaller first.
 fixture two-video.mov -f lavfi -i "testsrc2=size=160x120:rate=25:duration=0.4" \
   -f lavfi -i "testsrc2=size=320x240:rate=25:duration=0.4" -map 0:v -map 1:v -c:v mjpeg
