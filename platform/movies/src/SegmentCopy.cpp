@@ -29,6 +29,10 @@ engine::Error copyMediaRange(const engine::Movie& sourceMovie, const engine::Med
         return engine::Error::none;
     std::int64_t firstTime = 0, length = 0;
     (void)table.decodeTime(sample, firstTime, length);
+    // Compressed sound (packets of many frames) needs the packet before the
+    // first one heard to prime its decoder; the edit skips it.
+    if (source.handlerType == SoundMediaType && length > 1 && sample > 1)
+        (void)table.decodeTime(--sample, firstTime, length);
     landed += from - firstTime;
     std::vector<std::uint8_t> buffer;
     const bool sound = source.handlerType == SoundMediaType && !table.hasCompositionOffsets();
