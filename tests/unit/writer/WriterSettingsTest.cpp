@@ -1,6 +1,7 @@
 // Compression settings on a real writer state: plain values, settings texts
 // through the standard compression component, the codec catalogue accessors
 // and the dialogs when no dialog is installed.
+#include <QuickTime/StandardCompressionDialog.h>
 #include <gtest/gtest.h>
 
 #include "QuickTimeCodecWriterPrivate.h"
@@ -86,6 +87,52 @@ TEST(Dialogs, WithoutADialogTheStoredTextComesBack) {
   w.setCompressionSettings(64, 64, 24.0f, -1, -1, true, text);
   EXPECT_EQ(w.requestCompressionSettings(""), text);
   EXPECT_EQ(w.requestAudioSettings(""), "");
+}
+
+namespace {
+
+// A user who picks H.264 at 25 fps, high quality, a key frame every 50, or
+// cancels, as scripted.
+struct ScriptedUser : VqtStandardCompressionDialogHook {
+  VqtDialogAnswer answer = VqtDialogAnswer::ok;
+  VqtDialogAnswer requestImageSettings(VqtImageCompressionSettings& settings, bool) override {
+    if (answer == VqtDialogAnswer::ok) {
+      settings.spatial.codecType = 'avc1';
+      settings.spatial.spatialQuality = codecHighQuality;
+      settings.temporal.frameRate = 25 << 16;
+      settings.temporal.keyFrameRate = 50;
+    }
+    return answer;
+  }
+  VqtDialogAnswer requestSoundSettings(VqtSoundCompressionSettings& settings, bool, bool) override {
+    settings.sampleRate = 44100u << 16;
+    return answer;
+  }
+};
+
+}  // namespace
+
+TEST(Dialogs, AnAcceptedChoiceBecomesTheStateButNotTheStoredText) {
+  auto user = std::make_shared<ScriptedUser>();
+  VqtSetStandardCompressionDialogHook(user);
+  QuickTimeCodecWriterPrivate w;
+  const std::string given = w.getCompressionSettings("");
+  w.setCompressionSettings(64, 64, 24.0f, -1, -1, true, given);
+  const std::string chosen = w.requestCompressionSettings("");
+  EXPECT_NE(chosen, given);
+  EXPECT_EQ(w.codecType, static_cast<CodecType>('avc1'));
+  EXPECT_EQ(w.getQualityIndex(), 3);
+  EXPECT_EQ(w.getFrameRate(), 25.0f);
+  EXPECT_EQ(w.timeScale, 2500);
+  EXPECT_EQ(w.keyFrameRate, 50);
+  EXPECT_EQ(w.settingsText, given);
+  EXPECT_FALSE(w.requestAudioSettings("").empty());
+
+  // A later cancel returns the text given to setCompressionSettings.
+  user->answer = VqtDialogAnswer::cancel;
+  EXPECT_EQ(w.requestCompressionSettings(chosen), given);
+  EXPECT_EQ(w.requestAudioSettings(""), "");
+  VqtSetStandardCompressionDialogHook(nullptr);
 }
 
 TEST(CodecCatalogue, IndexRules) {
