@@ -2,6 +2,7 @@
 // sample table query, edit mapping, metadata item and user data item, dumps
 // and re-writes the atom tree. Any crash, leak, overflow or hang is a finding.
 #include "vqt/container/Movie.h"
+#include "vqt/container/MovieBuilder.h"
 #include "vqt/container/Timecode.h"
 
 #include <algorithm>
@@ -99,6 +100,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const auto& atom : movie->atoms()) {
         atom->dump(dumper);
         atom->write(rewritten);
+    }
+    // The editable form of whatever was accepted, written as a new header and
+    // read back over the same data: the writer must make what the reader takes.
+    MovieBuilder builder;
+    if (MovieBuilder::fromMovie(*movie, builder) == Error::none) {
+        std::unique_ptr<Movie> again;
+        if (Movie::fromMovieAtom(writeMovieAtom(builder), source, again) != Error::none) __builtin_trap();
+        if (again->tracks.size() != movie->tracks.size()) __builtin_trap();
+        for (std::size_t i = 0; i < again->tracks.size(); ++i)
+            if (again->tracks[i]->media.samples.sampleCount() != movie->tracks[i]->media.samples.sampleCount())
+                __builtin_trap();
     }
     return 0;
 }
