@@ -30,18 +30,6 @@ std::uint64_t rescaleTime(std::uint64_t value, std::uint32_t from, std::uint32_t
     return scaled > Wide(INT64_MAX) ? INT64_MAX : static_cast<std::uint64_t>(scaled);
 }
 
-std::uint64_t BuiltMedia::duration() const {
-    std::uint64_t total = 0;
-    for (const auto& run : runs) total += std::uint64_t(run.duration) * run.count;
-    return total;
-}
-
-std::uint64_t BuiltMedia::sampleCount() const {
-    std::uint64_t total = 0;
-    for (const auto& run : runs) total += run.count;
-    return total;
-}
-
 std::uint32_t BuiltMedia::addDescription(std::vector<std::uint8_t> entry) {
     for (std::size_t i = 0; i < descriptions.size(); ++i)
         if (descriptions[i] == entry) return static_cast<std::uint32_t>(i + 1);
@@ -51,6 +39,8 @@ std::uint32_t BuiltMedia::addDescription(std::vector<std::uint8_t> entry) {
 
 void BuiltMedia::append(const SampleRun& run) {
     if (run.count == 0) return;
+    totalDuration_ += std::uint64_t(run.duration) * run.count;
+    totalSamples_ += run.count;
     if (!runs.empty()) {
         SampleRun& last = runs.back();
         const bool continues = last.offset + std::uint64_t(last.size) * last.count == run.offset &&

@@ -31,15 +31,18 @@ struct BuiltMedia {
     std::uint32_t timeScale = 600;
     std::uint16_t language = 0;
     std::vector<std::vector<std::uint8_t>> descriptions; // whole 'stsd' entries
-    std::vector<SampleRun> runs;
+    std::vector<SampleRun> runs; // grown only by append (offsets may be moved), which keeps the totals
     std::vector<UserDataItem> userData;
 
-    std::uint64_t duration() const; // sum of sample durations
-    std::uint64_t sampleCount() const;
+    std::uint64_t duration() const { return totalDuration_; } // sum of sample durations
+    std::uint64_t sampleCount() const { return totalSamples_; }
     // The 1-based index of an identical entry, adding it when new.
     std::uint32_t addDescription(std::vector<std::uint8_t> entry);
     // Appends, merging into the last run when it continues it exactly.
     void append(const SampleRun& run);
+
+private:
+    std::uint64_t totalDuration_ = 0, totalSamples_ = 0;
 };
 
 struct BuiltEdit {
