@@ -177,6 +177,57 @@ void BM_SyncSampleSearch(benchmark::State& state) {
     DisposeMovie(movie);
 }
 
+// Writing: 100,000 small samples appended through AddMediaSample2 (B-frame
+// offsets, a sync sample every 12), the media put in its track, the header
+// written, then the movie flattened into a second file.
+constexpr int kWrittenSamples = 100'000;
+
+Handle dataRefFor(const std::string& path) {
+    CFStringRef text = CFStringCreateWithCString(nullptr, path.c_str(), kCFStringEncodingUTF8);
+    Handle dataRef = nullptr;
+    OSType type = 0;
+    QTNewDataReferenceFromFullPathCFString(text, kQTPOSIXPathStyle, 0, &dataRef, &type);
+    CFRelease(text);
+    return dataRef;
+}
+
+void BM_WriteAndFlatten(benchmark::State& state) {
+    const std::string folder = "/tmp/vqt-bench-write-" + std::to_string(::getpid());
+    const std::string path = folder + ".mov", flatPath = folder + "-flat.mov";
+    std::vector<std::uint8_t> bytes(200, 1);
+    for (auto _ : state) {
+        Handle dataRef = dataRefFor(path);
+        DataHandler storage = nullptr;
+        Movie movie = nullptr;
+        CreateMovieStorage(dataRef, 'alis', 'TVOD', -1, static_cast<SInt32>(createMovieFileDeleteCurFile), &storage, &movie);
+        DisposeHandle(dataRef);
+        SetMovieTimeScale(movie, kTimeScale);
+        Track track = NewMovieTrack(movie, 1920 << 16, 1080 << 16, 0);
+        Media media = NewTrackMedia(track, VideoMediaType, kTimeScale, nullptr, 0);
+        ImageDescriptionHandle image = VqtNewImageDescription('avc1', 1920, 1080);
+        BeginMediaEdits(media);
+        for (int i = 0; i < kWrittenSamples; ++i)
+            AddMediaSample2(media, bytes.data(), static_cast<ByteCount>(bytes.size()), kFrameDuration,
+                            (i % 3 - 1) * TimeValue64(kFrameDuration), reinterpret_cast<SampleDescriptionHandle>(image), 1,
+                            i % 12 ? mediaSampleNotSync : 0, nullptr);
+        EndMediaEdits(media);
+        InsertMediaIntoTrack(track, 0, 0, GetMediaDuration(media), fixed1);
+        if (UpdateMovieInStorage(movie, storage) != noErr) state.SkipWithError("update failed");
+        CloseMovieStorage(storage);
+        Handle flatRef = dataRefFor(flatPath);
+        Movie flat = FlattenMovieDataToDataRef(movie, flattenAddMovieToDataFork, flatRef, 'alis', 'TVOD', -1,
+                                               static_cast<SInt32>(createMovieFileDeleteCurFile));
+        if (!flat) state.SkipWithError("flatten failed");
+        DisposeHandle(flatRef);
+        DisposeMovie(flat);
+        DisposeMovie(movie);
+        DisposeHandle(reinterpret_cast<Handle>(image));
+    }
+    state.SetItemsProcessed(state.iterations() * kWrittenSamples);
+    std::remove(path.c_str());
+    std::remove(flatPath.c_str());
+}
+
 } // namespace
 
 BENCHMARK(BM_EngineOpenFromMemory)->Unit(benchmark::kMillisecond);
@@ -184,5 +235,6 @@ BENCHMARK(BM_NewMovieFromProperties)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FfprobeOpen)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_DisplayTimeToSample)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SyncSampleSearch)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WriteAndFlatten)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();
