@@ -165,9 +165,11 @@ OSErr CreateMovieStorage(Handle dataRef, OSType dataRefType, OSType /*creator*/,
         bringUpToDate(*movie);
         *newMovie = toRef(movie);
     }
-    registerLive(storage.get());
-    if (outDataHandler) *outDataHandler = toHandler(storage.get());
-    (void)storage.release(); // owned through the handler until CloseMovieStorage
+    // Without a handler to return, the movie alone keeps the file open.
+    if (outDataHandler) {
+        registerLive(storage.get());
+        *outDataHandler = toHandler(storage.release()); // owned through the handler until CloseMovieStorage
+    }
     return setMoviesError(noErr);
 }
 
