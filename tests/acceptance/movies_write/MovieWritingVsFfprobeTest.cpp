@@ -51,6 +51,16 @@ std::vector<std::uint8_t> twoVuyFrame(int frame) {
     return bytes;
 }
 
+// The sound sample (one PCM frame) at media time `time` of a file's first sound track.
+std::vector<std::uint8_t> pcmFramesOf(const std::string& file, TimeValue64 time) {
+    Movie movie = openMovie(file);
+    if (!movie) return {};
+    Track track = GetMovieIndTrackType(movie, 1, AudioMediaCharacteristic, movieTrackCharacteristic);
+    auto bytes = track ? sampleAt(GetTrackMedia(track), time) : std::vector<std::uint8_t>{};
+    DisposeMovie(movie);
+    return bytes;
+}
+
 void finishTrack(Track track, Media media) {
     EndMediaEdits(media);
     ASSERT_EQ(InsertMediaIntoTrack(track, 0, 0, GetMediaDuration(media), 0x10000), noErr);
@@ -243,7 +253,7 @@ TEST(MovieWritingVsFfprobe, SoundCopiedAtOffsetsAndCutBack) {
     const TimeValue before = GetMovieDuration(out.movie);
     struct Copy { std::string file; float offsetSeconds; };
     for (const Copy& copy : {Copy{sourcePath("tone.wav"), 1.5f}, Copy{sourcePath("tone.m4a"), 0.0f},
-                             Copy{sourcePath("h264-bframes.mov"), -0.5f}}) {
+                             Copy{sourcePath("h264-bframes.mov"), 0.5f}, Copy{sourcePath("with-sound.mov"), -0.5f}}) {
         Movie input = openMovie(copy.file);
         ASSERT_NE(input, nullptr) << copy.file;
         for (SInt32 index = 1;; ++index) {
@@ -276,11 +286,17 @@ TEST(MovieWritingVsFfprobe, SoundCopiedAtOffsetsAndCutBack) {
     EXPECT_EQ(decodeErrors(path), "");
     Movie movie = openMovie(path);
     ASSERT_NE(movie, nullptr);
-    EXPECT_EQ(GetMovieTrackCount(movie), 4); // the H.264 movie has no sound to copy
+    EXPECT_EQ(GetMovieTrackCount(movie), 5); // the H.264 movie has no sound to copy
     Track fromWav = GetMovieIndTrack(movie, 3);
     EXPECT_EQ(GetTrackDuration(fromWav), 4800);
     EXPECT_EQ(TrackTimeToMediaTime(3599, fromWav), -1);
-    EXPECT_EQ(TrackTimeToMediaTime(3600, fromWav), 0);
+    EXPECT_EQ(sampleAt(GetTrackMedia(fromWav), TrackTimeToMediaTime(3600, fromWav)), pcmFramesOf(sourcePath("tone.wav"), 0));
+    // From the other movie, half a second in: its sound from 0.5 s plays at 0.
+    Track fromMovie = GetMovieIndTrack(movie, 5);
+    EXPECT_EQ(GetTrackDuration(fromMovie), 3600); // the 1.5 s of sound left after 0.5 s
+    EXPECT_EQ(sampleAt(GetTrackMedia(fromMovie), TrackTimeToMediaTime(0, fromMovie)),
+              pcmFramesOf(sourcePath("with-sound.mov"), 24000));
+    EXPECT_EQ(streamFields(path, "a:3")["codec_name"], "pcm_s16le");
     DisposeMovie(movie);
 }
 

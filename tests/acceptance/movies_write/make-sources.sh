@@ -14,4 +14,6 @@ video="testsrc2=size=160x120:rate=24:duration=2"
 source_file h264-bframes.mov -f lavfi -i "$video" -c:v libx264 -preset veryfast -bf 2 -g 12 -pix_fmt yuv420p
 source_file prores.mov -f lavfi -i "$video" -c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le
 source_file tone.wav -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=3" -ac 2 -c:a pcm_s16le
+source_file with-sound.mov -f lavfi -i "$video" -f lavfi -i "sine=frequency=660:sample_rate=48000:duration=2" \
+    -ac 2 -c:v mjpeg -q:v 10 -c:a pcm_s16le
 source_file tone.m4a -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=1" -ac 2 -c:a aac -b:a 96k
