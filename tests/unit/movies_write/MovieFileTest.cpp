@@ -70,6 +70,17 @@ TEST(MovieFile, EveryHeaderLeavesACompleteMovieAndFreesTheLastOne) {
     EXPECT_EQ(byte, 0x11);
 }
 
+TEST(MovieFile, MediaDataHeaderWidensPastFourGigabytes) {
+    const MediaDataHeader small = mediaDataHeader(100);
+    EXPECT_EQ(small.offset, 8u);
+    EXPECT_EQ(small.bytes, (std::vector<std::uint8_t>{0, 0, 0, 108, 'm', 'd', 'a', 't'}));
+    const MediaDataHeader edge = mediaDataHeader(UINT32_MAX - 8);
+    EXPECT_EQ(edge.offset, 8u);
+    const MediaDataHeader wide = mediaDataHeader(UINT32_MAX - 7);
+    EXPECT_EQ(wide.offset, 0u); // over the 'wide' atom
+    EXPECT_EQ(wide.bytes, (std::vector<std::uint8_t>{0, 0, 0, 1, 'm', 'd', 'a', 't', 0, 0, 0, 1, 0, 0, 0, 8}));
+}
+
 TEST(MovieFile, CreateRefusesWhatItMayNotReplace) {
     vqt::writing::TempFolder folder;
     std::unique_ptr<MovieFileWriter> writer;

@@ -70,7 +70,9 @@ Error flattenMovie(const MovieBuilder& movie, const ByteSource& data, const std:
     std::stable_sort(refs.begin(), refs.end(), [](const RunRef& a, const RunRef& b) { return a.sourceOffset < b.sourceOffset; });
 
     const auto fileType = fileTypeBytes();
-    const std::uint32_t mediaHeader = total + 8 > UINT32_MAX ? 16 : 8;
+    // The same header as a growing file's 'mdat', without the 'wide' in front.
+    const MediaDataHeader mdat = mediaDataHeader(total);
+    const std::uint64_t mediaHeader = mdat.bytes.size();
     MovieBuilder flat = movie;
     std::vector<std::uint8_t> header;
     // The header's size depends on whether offsets need 64 bits, and the
@@ -90,18 +92,9 @@ Error flattenMovie(const MovieBuilder& movie, const ByteSource& data, const std:
 
     int fd = -1;
     if (Error error = createFile(path, replace, fd); error != Error::none) return error;
-    ByteWriter mdat;
-    if (mediaHeader == 16) {
-        mdat.u32(1);
-        mdat.u32('mdat');
-        mdat.u64(total + 16);
-    } else {
-        mdat.u32(static_cast<std::uint32_t>(total + 8));
-        mdat.u32('mdat');
-    }
     Error error = writeFully(fd, 0, fileType);
     if (error == Error::none) error = writeFully(fd, fileType.size(), header);
-    if (error == Error::none) error = writeFully(fd, fileType.size() + header.size(), mdat.data());
+    if (error == Error::none) error = writeFully(fd, fileType.size() + header.size(), mdat.bytes);
     if (error == Error::none) error = copySamples(refs, data, fd, dataStart);
     if (::close(fd) != 0 && error == Error::none) error = Error::writeFailed;
     if (error != Error::none) ::unlink(path.c_str());

@@ -61,6 +61,19 @@ std::vector<std::uint8_t> fileTypeAtom() {
 
 } // namespace
 
+MediaDataHeader mediaDataHeader(std::uint64_t payloadSize) {
+    ByteWriter header;
+    if (payloadSize + 8 <= UINT32_MAX) {
+        header.u32(static_cast<std::uint32_t>(payloadSize + 8));
+        header.u32('mdat');
+        return {header.take(), 8};
+    }
+    header.u32(1);
+    header.u32('mdat');
+    header.u64(payloadSize + 16);
+    return {header.take(), 0};
+}
+
 Error errorFromErrno(int code) {
     switch (code) {
     case ENOSPC: case EDQUOT: return Error::diskFull;
@@ -135,19 +148,8 @@ Error MovieFileWriter::appendMediaData(std::span<const std::uint8_t> bytes, std:
 
 Error MovieFileWriter::closeMediaData() {
     if (mediaDataAt_ == 0) return Error::none;
-    const std::uint64_t size = file_->end - (mediaDataAt_ + 8);
-    ByteWriter header;
-    std::uint64_t at = mediaDataAt_ + 8;
-    if (size <= UINT32_MAX) {
-        header.u32(static_cast<std::uint32_t>(size));
-        header.u32('mdat');
-    } else {
-        header.u32(1);
-        header.u32('mdat');
-        header.u64(size + 8);
-        at = mediaDataAt_;
-    }
-    if (Error error = writeFully(file_->fd, at, header.data()); error != Error::none) return error;
+    const MediaDataHeader header = mediaDataHeader(file_->end - (mediaDataAt_ + 16));
+    if (Error error = writeFully(file_->fd, mediaDataAt_ + header.offset, header.bytes); error != Error::none) return error;
     mediaDataAt_ = 0;
     return Error::none;
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace vqt::container {
 
@@ -23,6 +24,15 @@ Error writeFully(int fd, std::uint64_t offset, std::span<const std::uint8_t> byt
 // default action of SIGXFSZ (end the process) is turned into "ignore" so that
 // reaching a file-size limit is a write error (EFBIG) like a full disk.
 Error createFile(const std::string& path, bool replace, int& fd);
+
+// The header of an 'mdat' holding `payloadSize` bytes, for the 16 bytes of a
+// 'wide' + 'mdat' pair: an 8-byte header in the second half (`offset` 8), or
+// a 64-bit size over the whole pair (`offset` 0) when the atom passes 4 GiB.
+struct MediaDataHeader {
+    std::vector<std::uint8_t> bytes;
+    std::uint64_t offset = 0;
+};
+MediaDataHeader mediaDataHeader(std::uint64_t payloadSize);
 
 class MovieFileWriter {
 public:
