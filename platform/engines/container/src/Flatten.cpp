@@ -16,16 +16,6 @@ struct RunRef {
 
 constexpr std::size_t kCopyBlock = std::size_t(4) << 20;
 
-std::vector<std::uint8_t> fileTypeBytes() {
-    ByteWriter out;
-    const std::size_t start = out.beginAtom('ftyp');
-    out.u32('qt  ');
-    out.u32(0x20050300);
-    out.u32('qt  ');
-    out.endAtom(start);
-    return out.take();
-}
-
 // Copies `refs` in order from `data` to `fd` at `at`, through one buffer.
 Error copySamples(const std::vector<RunRef>& refs, const ByteSource& data, int fd, std::uint64_t at) {
     std::vector<std::uint8_t> buffer;
@@ -69,7 +59,7 @@ Error flattenMovie(const MovieBuilder& movie, const ByteSource& data, const std:
     }
     std::stable_sort(refs.begin(), refs.end(), [](const RunRef& a, const RunRef& b) { return a.sourceOffset < b.sourceOffset; });
 
-    const auto fileType = fileTypeBytes();
+    const auto fileType = movieFileType();
     // The same header as a growing file's 'mdat', without the 'wide' in front.
     const MediaDataHeader mdat = mediaDataHeader(total);
     const std::uint64_t mediaHeader = mdat.bytes.size();

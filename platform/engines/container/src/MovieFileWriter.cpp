@@ -1,6 +1,6 @@
 #include "vqt/container/MovieFileWriter.h"
 
-#include "vqt/container/ByteIO.h"
+#include "vqt/container/FileAtoms.h"
 
 #include <cerrno>
 #include <csignal>
@@ -49,17 +49,17 @@ void ignoreFileSizeSignal() {
     }
 }
 
-std::vector<std::uint8_t> fileTypeAtom() {
+} // namespace
+
+std::vector<std::uint8_t> movieFileType() {
+    FileTypeAtom fileType;
+    fileType.majorBrand = 'qt  ';
+    fileType.minorVersion = 0x20050300;
+    fileType.compatibleBrands = {'qt  '};
     ByteWriter out;
-    const std::size_t start = out.beginAtom('ftyp');
-    out.u32('qt  ');
-    out.u32(0x20050300);
-    out.u32('qt  ');
-    out.endAtom(start);
+    fileType.write(out);
     return out.take();
 }
-
-} // namespace
 
 MediaDataHeader mediaDataHeader(std::uint64_t payloadSize) {
     ByteWriter header;
@@ -107,7 +107,7 @@ Error createFile(const std::string& path, bool replace, int& fd) {
 Error MovieFileWriter::create(const std::string& path, bool replace, std::unique_ptr<MovieFileWriter>& out) {
     auto file = std::make_shared<WrittenFile>();
     if (Error error = createFile(path, replace, file->fd); error != Error::none) return error;
-    const auto header = fileTypeAtom();
+    const auto header = movieFileType();
     if (Error error = writeFully(file->fd, 0, header); error != Error::none) {
         ::unlink(path.c_str());
         return error;

@@ -25,6 +25,9 @@ Error writeFully(int fd, std::uint64_t offset, std::span<const std::uint8_t> byt
 // reaching a file-size limit is a write error (EFBIG) like a full disk.
 Error createFile(const std::string& path, bool replace, int& fd);
 
+// The 'ftyp' of the movie files we write: QuickTime brand, version 2005.03.
+std::vector<std::uint8_t> movieFileType();
+
 // The header of an 'mdat' holding `payloadSize` bytes, for the 16 bytes of a
 // 'wide' + 'mdat' pair: an 8-byte header in the second half (`offset` 8), or
 // a 64-bit size over the whole pair (`offset` 0) when the atom passes 4 GiB.
