@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -298,6 +299,26 @@ TEST(MovieWritingVsFfprobe, SoundCopiedAtOffsetsAndCutBack) {
               pcmFramesOf(sourcePath("with-sound.mov"), 24000));
     EXPECT_EQ(streamFields(path, "a:3")["codec_name"], "pcm_s16le");
     DisposeMovie(movie);
+}
+
+// Sound files open as a movie of one sound track timed at the sample rate,
+// lasting as long as the sound.
+TEST(MovieWritingVsFfprobe, SoundFilesOpenAsMovies) {
+    for (const std::string name : {"tone.wav", "tone.aiff", "tone.mp3", "tone.caf", "tone.m4a"}) {
+        SCOPED_TRACE(name);
+        const double length = name == "tone.wav" ? 3.0 : 1.0;
+        Movie movie = openMovie(sourcePath(name));
+        ASSERT_NE(movie, nullptr);
+        EXPECT_EQ(GetMovieTrackCount(movie), 1);
+        Track track = GetMovieIndTrackType(movie, 1, AudioMediaCharacteristic, movieTrackCharacteristic);
+        ASSERT_NE(track, nullptr);
+        EXPECT_EQ(GetMediaTimeScale(GetTrackMedia(track)), 48000);
+        const double seconds = double(GetTrackDuration(track)) / GetMovieTimeScale(movie);
+        // ffprobe also counts an MP3's padding, which the movie's edit leaves out.
+        EXPECT_NEAR(seconds, length, 0.001);
+        EXPECT_NEAR(seconds, std::stod(formatFields(sourcePath(name))["duration"]), 0.05);
+        DisposeMovie(movie);
+    }
 }
 
 TEST(MovieWritingVsFfprobe, FailedFlattenLeavesTheUnflattenedMovie) {

@@ -16,4 +16,7 @@ source_file prores.mov -f lavfi -i "$video" -c:v prores_ks -profile:v 2 -pix_fmt
 source_file tone.wav -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=3" -ac 2 -c:a pcm_s16le
 source_file with-sound.mov -f lavfi -i "$video" -f lavfi -i "sine=frequency=660:sample_rate=48000:duration=2" \
     -ac 2 -c:v mjpeg -q:v 10 -c:a pcm_s16le
+for format in aiff:pcm_s16be mp3:libmp3lame caf:pcm_s24le; do
+  source_file "tone.${format%%:*}" -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=1" -ac 2 -c:a "${format#*:}"
+done
 source_file tone.m4a -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=1" -ac 2 -c:a aac -b:a 96k
