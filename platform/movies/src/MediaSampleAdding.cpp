@@ -7,12 +7,12 @@
 
 using namespace vqt::movies;
 
-namespace vqt::movies {
+namespace {
 
-// The 'stsd' entry bytes of a description handle, by media type. Timecode
+// The 'stsd' entry bytes of a description handle as given, by media type. Timecode
 // descriptions hold their fields in host order (as a TimeCodeDescription),
 // followed by the source reference's atoms, which are already big-endian.
-std::vector<std::uint8_t> descriptionEntry(OSType mediaType, SampleDescriptionHandle handle) {
+std::vector<std::uint8_t> storedEntry(OSType mediaType, SampleDescriptionHandle handle) {
     if (mediaType == VideoMediaType) return VqtImageDescriptionToFile(reinterpret_cast<ImageDescriptionHandle>(handle));
     if (mediaType == SoundMediaType) return VqtSoundDescriptionToFile(reinterpret_cast<SoundDescriptionHandle>(handle));
     std::vector<std::uint8_t> bytes = VqtSampleDescriptionToFile(handle);
@@ -30,7 +30,15 @@ std::vector<std::uint8_t> descriptionEntry(OSType mediaType, SampleDescriptionHa
     return bytes;
 }
 
-} // namespace vqt::movies
+std::vector<std::uint8_t> descriptionEntry(OSType mediaType, SampleDescriptionHandle handle) {
+    std::vector<std::uint8_t> bytes = storedEntry(mediaType, handle);
+    // A description built by hand may leave its data reference index 0; the
+    // media's data is in this file, which is reference 1.
+    if (bytes.size() >= 16 && bytes[14] == 0 && bytes[15] == 0) bytes[15] = 1;
+    return bytes;
+}
+
+} // namespace
 
 namespace {
 

@@ -314,6 +314,11 @@ TEST(MovieWriting, TimecodeTrackWithReelName) {
     EXPECT_EQ(definition.frameDuration, 1001);
     EXPECT_EQ(definition.numFrames, 30);
     EXPECT_EQ(definition.flags, tc24HourMax);
+    SampleDescriptionHandle stored = reinterpret_cast<SampleDescriptionHandle>(NewHandle(0));
+    GetMediaSampleDescription(GetTrackMedia(tmcd), 1, stored);
+    EXPECT_EQ((*stored)->dataFormat, static_cast<OSType>('tmcd'));
+    EXPECT_EQ((*stored)->dataRefIndex, 1); // this file, whatever the handle said
+    DisposeHandle(reinterpret_cast<Handle>(stored));
     Handle name = NewHandle(0);
     ASSERT_NE(source, nullptr);
     EXPECT_EQ(GetUserDataText(source, name, 'name', 1, 0), noErr);

@@ -70,8 +70,7 @@ Handle timecodeDescription(std::int32_t flags, std::int32_t timeScale, std::int3
     Handle handle = NewHandleClear(sizeof(TimeCodeDescription));
     auto* description = reinterpret_cast<TimeCodeDescription*>(*handle);
     description->descSize = sizeof(TimeCodeDescription);
-    description->dataFormat = TimeCodeMediaType;
-    description->dataRefIndex = 1;
+    description->dataFormat = TimeCodeMediaType; // data reference index left 0, as writers often do
     description->timeCodeDef.flags = flags;
     description->timeCodeDef.fTimeScale = timeScale;
     description->timeCodeDef.frameDuration = frameDuration;
