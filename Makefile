@@ -1,11 +1,12 @@
 # Thin wrapper over CMake: every real rule lives in CMakeLists.txt.
 BUILD ?= build
+SANITIZE_BUILD ?= build-sanitize
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build test fuzz-smoke demo bench clean
+.PHONY: deps configure build test sanitize fuzz-smoke demo bench clean
 
 deps:
 	bash scripts/install-deps.sh
@@ -16,10 +17,22 @@ configure:
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
-# Every test: the CTest suite, then each fuzzer for FUZZ_SECONDS on its seeds.
+# Every test: the CTest suite, the same suite built with AddressSanitizer and
+# UndefinedBehaviorSanitizer (leak detection on), then each fuzzer briefly.
 test: deps build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	$(MAKE) sanitize
 	$(MAKE) fuzz-smoke
+
+SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:check_initialization_order=1 \
+  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizer/lsan.supp \
+  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+sanitize:
+	cmake -S . -B $(SANITIZE_BUILD) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DVQT_SANITIZE=address,undefined -DVQT_BUILD_BENCHMARKS=OFF
+	cmake --build $(SANITIZE_BUILD) -j $(JOBS)
+	$(SANITIZER_ENV) ctest --test-dir $(SANITIZE_BUILD) --output-on-failure -j $(JOBS)
 
 fuzz-smoke:
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -34,4 +47,4 @@ bench: build
 	bash bench/run.sh $(BUILD)
 
 clean:
-	rm -rf $(BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD)

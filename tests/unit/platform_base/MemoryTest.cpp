@@ -32,8 +32,10 @@ TEST(Handles, RefusesWhatItDidNotMake) {
   DisposeHandle(nullptr);
   EXPECT_EQ(MemError(), nilHandleErr);
   (void)foreign;
-  SetHandleSize(NewEmptyHandle(), -1);
+  Handle empty = NewEmptyHandle();
+  SetHandleSize(empty, -1);
   EXPECT_EQ(MemError(), memFullErr);
+  DisposeHandle(empty);
   EXPECT_EQ(NewHandle(-5), nullptr);
 }
 
