@@ -16,9 +16,9 @@ namespace {
 
 // The type name as C text: the characters after the Pascal length byte, bounded
 // by that length (at most 31, the field's room) and by the first zero byte.
-std::string typeNameOf(const CodecNameSpec& spec) {
-  const size_t length = std::min<size_t>(spec.typeName[0], sizeof spec.typeName - 1);
-  const char* begin = reinterpret_cast<const char*>(spec.typeName + 1);
+std::string typeNameOf(const CodecNameSpec& entry) {
+  const size_t length = std::min<size_t>(entry.typeName[0], sizeof entry.typeName - 1);
+  const char* begin = reinterpret_cast<const char*>(entry.typeName + 1);
   return std::string(begin, strnlen(begin, length));
 }
 
@@ -53,8 +53,8 @@ QuickTimeCodecPrivate::QuickTimeCodecPrivate() {
 
   codecNames.reserve(count + 1);
   for (int i = 0; i < count; ++i) {
-    const CodecNameSpec& spec = codecNameList->list[i];
-    const std::string text = fourCharacters(spec.cType) + "\t" + typeNameOf(spec);
+    const CodecNameSpec& entry = codecNameList->list[i];
+    const std::string text = fourCharacters(entry.cType) + "\t" + typeNameOf(entry);
     codecNames.push_back(strdup(text.c_str()));
   }
   codecNames.push_back(nullptr);

@@ -25,12 +25,6 @@ Fixed frameRateFixed(SInt32 timeScale, SInt32 frameDuration) {
 QuickTimeCodecReaderPrivate::QuickTimeCodecReaderPrivate() {
   decompressionSession = nullptr;
   pixelBuffer = nullptr;
-  // Until a scan finds a rate the reader reports 24 frames a second as 2400/100,
-  // never a zero duration that a host might divide by.
-  if (frameDuration == 0) {
-    timeScale = 2400;
-    frameDuration = 100;
-  }
 }
 
 QuickTimeCodecReaderPrivate::~QuickTimeCodecReaderPrivate() { close(); }

@@ -32,9 +32,9 @@ SyntheticTrack tenFrames() {
 } // namespace
 
 TEST(ContainerMovieModel, OpensTracksAndReadsSampleBytes) {
-    SyntheticMovie spec;
-    spec.tracks = {tenFrames()};
-    auto movie = openBytes(buildMovieFile(spec));
+    SyntheticMovie shape;
+    shape.tracks = {tenFrames()};
+    auto movie = openBytes(buildMovieFile(shape));
     ASSERT_NE(movie, nullptr);
     ASSERT_EQ(movie->tracks.size(), 1u);
     const Track& track = *movie->tracks[0];
@@ -49,12 +49,12 @@ TEST(ContainerMovieModel, OpensTracksAndReadsSampleBytes) {
 }
 
 TEST(ContainerMovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
-    SyntheticMovie spec;
+    SyntheticMovie shape;
     SyntheticTrack t = tenFrames();
     t.hasEditList = true;
     t.edits = {{60, -1, 0x10000}, {250, 0, 0x10000}};
-    spec.tracks = {t};
-    auto movie = openBytes(buildMovieFile(spec));
+    shape.tracks = {t};
+    auto movie = openBytes(buildMovieFile(shape));
     ASSERT_NE(movie, nullptr);
     const Track& track = *movie->tracks[0];
     EXPECT_EQ(track.duration, 310u);
@@ -76,7 +76,7 @@ TEST(ContainerMovieModel, EmptyEditShiftsTheStartAndSampleChangesFollowEdits) {
 }
 
 TEST(ContainerMovieModel, UncompressedSoundCountedInFramesGetsItsFrameSize) {
-    SyntheticMovie spec;
+    SyntheticMovie shape;
     SyntheticTrack sound;
     sound.handler = 'soun';
     sound.format = 'twos';
@@ -85,8 +85,8 @@ TEST(ContainerMovieModel, UncompressedSoundCountedInFramesGetsItsFrameSize) {
     sound.sizes.assign(100, 4); // stereo 16-bit frames in the file...
     sound.constantSize = 1;     // ...counted as 1-byte samples, as older writers did
     sound.samplesPerChunk = 50;
-    spec.tracks = {sound};
-    auto movie = openBytes(buildMovieFile(spec));
+    shape.tracks = {sound};
+    auto movie = openBytes(buildMovieFile(shape));
     ASSERT_NE(movie, nullptr);
     const SampleTable& table = movie->tracks[0]->media.samples;
     SampleLocation first, later;
@@ -101,12 +101,12 @@ TEST(ContainerMovieModel, SteppingSkipsTheGapBeforeTheFirstShownSample) {
     // hides the gap: nothing shows at time 0, so stepping starts later. The
     // implicit edit spans the media's 1000 units, which cuts off the frame
     // shown at 1000.
-    SyntheticMovie spec;
+    SyntheticMovie shape;
     SyntheticTrack t = tenFrames();
     t.timeScale = 600;
     t.compositionOffsets = {100, 300, 0, 0, 300, 0, 0, 100, 100, 100};
-    spec.tracks = {t};
-    auto movie = openBytes(buildMovieFile(spec));
+    shape.tracks = {t};
+    auto movie = openBytes(buildMovieFile(shape));
     ASSERT_NE(movie, nullptr);
     const Track& track = *movie->tracks[0];
     EXPECT_EQ(track.nextSampleChange(0, true, true), 100);
@@ -118,12 +118,12 @@ TEST(ContainerMovieModel, SteppingSkipsTheGapBeforeTheFirstShownSample) {
 }
 
 TEST(ContainerMovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
-    SyntheticMovie spec;
-    spec.tracks = {tenFrames()};
-    spec.metadata = {{"title", 1, {'H', 'i'}}, {"count", 21, {0, 0, 0, 42}}};
+    SyntheticMovie shape;
+    shape.tracks = {tenFrames()};
+    shape.metadata = {{"title", 1, {'H', 'i'}}, {"count", 21, {0, 0, 0, 42}}};
     for (bool compressed : {false, true}) {
-        spec.compressHeader = compressed;
-        auto movie = openBytes(buildMovieFile(spec));
+        shape.compressHeader = compressed;
+        auto movie = openBytes(buildMovieFile(shape));
         ASSERT_NE(movie, nullptr);
         ASSERT_EQ(movie->metadata.size(), 2u);
         EXPECT_EQ(std::string(movie->metadata[0].key.begin(), movie->metadata[0].key.end()), "title");
@@ -134,14 +134,14 @@ TEST(ContainerMovieModel, MdtaMetadataItemsComeOutInOrderWithTheirTypes) {
 
 TEST(ContainerMovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
     Error error = Error::none;
-    SyntheticMovie spec;
-    spec.tracks = {tenFrames()};
-    auto file = buildMovieFile(spec);
+    SyntheticMovie shape;
+    shape.tracks = {tenFrames()};
+    auto file = buildMovieFile(shape);
     EXPECT_EQ(openBytes(file + atomBytes('moof', {}), &error), nullptr);
     EXPECT_EQ(error, Error::fragmentedMovie);
 
-    spec.tracks[0].dataReferenceFlags = 0;
-    EXPECT_EQ(openBytes(buildMovieFile(spec), &error), nullptr);
+    shape.tracks[0].dataReferenceFlags = 0;
+    EXPECT_EQ(openBytes(buildMovieFile(shape), &error), nullptr);
     EXPECT_EQ(error, Error::externalDataReference);
 
     EXPECT_EQ(openBytes(atomBytes('ftyp', be32('qt  ') + be32(0)) + atomBytes('mdat', {1, 2}), &error), nullptr);
@@ -151,12 +151,12 @@ TEST(ContainerMovieModel, RefusesFragmentsExternalDataAndFilesWithoutAMovie) {
 }
 
 TEST(ContainerMovieModel, EveryTruncationOfAValidFileFailsCleanly) {
-    SyntheticMovie spec;
+    SyntheticMovie shape;
     SyntheticTrack t = tenFrames();
     t.compositionOffsets = {100, 300, 0, 0, 300, 0, 0, 100, 0, 0};
-    spec.tracks = {t};
-    spec.metadata = {{"k", 1, {'v'}}};
-    const auto file = buildMovieFile(spec);
+    shape.tracks = {t};
+    shape.metadata = {{"k", 1, {'v'}}};
+    const auto file = buildMovieFile(shape);
     for (std::size_t length = 0; length < file.size(); ++length) {
         Error error = Error::none;
         auto movie = openBytes(std::vector<std::uint8_t>(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)), &error);

@@ -63,8 +63,8 @@ SyntheticTrack dropFrameTimecode() {
 
 class ContainerMovieToolbox : public ::testing::Test {
 protected:
-    void open(const SyntheticMovie& spec) {
-        ASSERT_EQ(openPath(writeFile("toolbox.mov", buildMovieFile(spec)), &movie), noErr);
+    void open(const SyntheticMovie& shape) {
+        ASSERT_EQ(openPath(writeFile("toolbox.mov", buildMovieFile(shape)), &movie), noErr);
     }
     void TearDown() override {
         if (movie) DisposeMovie(movie);
@@ -83,12 +83,12 @@ TEST(ContainerMovieToolboxErrors, OpeningFailuresSetTheLastAndStickyErrors) {
     EXPECT_EQ(GetMoviesError(), fnfErr);
     EXPECT_EQ(openPath(writeFile("junk.mov", {1, 2, 3, 4, 5, 6, 7, 8, 9}), &movie), invalidMovie);
     EXPECT_EQ(GetMoviesStickyError(), fnfErr); // the first failure sticks
-    SyntheticMovie spec;
-    spec.tracks = {bFrameTrack()};
-    spec.tracks[0].dataReferenceFlags = 0;
-    EXPECT_EQ(openPath(writeFile("external.mov", buildMovieFile(spec)), &movie), couldNotResolveDataRef);
-    spec.tracks[0].dataReferenceFlags = 1;
-    ASSERT_EQ(openPath(writeFile("good.mov", buildMovieFile(spec)), &movie), noErr);
+    SyntheticMovie shape;
+    shape.tracks = {bFrameTrack()};
+    shape.tracks[0].dataReferenceFlags = 0;
+    EXPECT_EQ(openPath(writeFile("external.mov", buildMovieFile(shape)), &movie), couldNotResolveDataRef);
+    shape.tracks[0].dataReferenceFlags = 1;
+    ASSERT_EQ(openPath(writeFile("good.mov", buildMovieFile(shape)), &movie), noErr);
     EXPECT_EQ(GetMoviesError(), noErr);
     EXPECT_EQ(GetMoviesStickyError(), fnfErr);
     ClearMoviesStickyError();
@@ -107,9 +107,9 @@ TEST(ContainerMovieToolboxErrors, OpeningFailuresSetTheLastAndStickyErrors) {
 }
 
 TEST_F(ContainerMovieToolbox, SampleQueriesAnswerMinusOneOutsideTheMedia) {
-    SyntheticMovie spec;
-    spec.tracks = {bFrameTrack()};
-    open(spec);
+    SyntheticMovie shape;
+    shape.tracks = {bFrameTrack()};
+    open(shape);
     Media media = mediaOf(1);
     TimeValue64 time = 0, duration = 0;
     SampleNumToMediaDecodeTime(media, 8, &time, &duration);
@@ -136,9 +136,9 @@ TEST_F(ContainerMovieToolbox, SampleQueriesAnswerMinusOneOutsideTheMedia) {
 }
 
 TEST_F(ContainerMovieToolbox, MediaSamplesAreReadWithTheirFlagsAndChunkNeighbours) {
-    SyntheticMovie spec;
-    spec.tracks = {bFrameTrack()};
-    open(spec);
+    SyntheticMovie shape;
+    shape.tracks = {bFrameTrack()};
+    open(shape);
     Media media = mediaOf(1);
     std::vector<UInt8> buffer(200);
     ByteCount size = 0;
@@ -191,10 +191,10 @@ TEST(ContainerMovieToolboxUserData, ListsKeepTypesInOrderAndTextsByLanguage) {
 }
 
 TEST_F(ContainerMovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
-    SyntheticMovie spec;
-    spec.tracks = {bFrameTrack()};
-    spec.metadata = {{"a", 1, {'x', 'y', 'z'}}, {"n", 21, {0xFF, 0xFF, 0xFF, 0xFE}}, {"a", 1, {'w'}}};
-    open(spec);
+    SyntheticMovie shape;
+    shape.tracks = {bFrameTrack()};
+    shape.metadata = {{"a", 1, {'x', 'y', 'z'}}, {"n", 21, {0xFF, 0xFF, 0xFF, 0xFE}}, {"a", 1, {'w'}}};
+    open(shape);
     UserData movieData = GetMovieUserData(movie);
     EXPECT_EQ(DisposeUserData(movieData), paramErr); // belongs to the movie
     QTMetaDataRef metadata = nullptr;
@@ -227,9 +227,9 @@ TEST_F(ContainerMovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
 }
 
 TEST_F(ContainerMovieToolbox, TimecodeHandlerReadsTheCurrentTimecodeAndItsSource) {
-    SyntheticMovie spec;
-    spec.tracks = {bFrameTrack(), dropFrameTimecode()};
-    open(spec);
+    SyntheticMovie shape;
+    shape.tracks = {bFrameTrack(), dropFrameTimecode()};
+    open(shape);
     MediaHandler handler = GetMediaHandler(mediaOf(2));
     UserData source = nullptr;
     ASSERT_EQ(NewUserData(&source), noErr);

@@ -1,6 +1,8 @@
 // FFmpeg objects owned through std::unique_ptr with their own free functions.
 #pragma once
 
+#include <vqt/ffmpeg/Handles.h>
+
 #include <memory>
 #include <mutex>
 
@@ -13,22 +15,14 @@ extern "C" {
 
 namespace vqt::codecs {
 
-struct CodecContextDeleter {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameDeleter {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
+using ffmpeg::CodecContextPtr;
+using ffmpeg::FramePtr;
+using ffmpeg::PacketPtr;
+
 struct SwsDeleter {
   void operator()(SwsContext* context) const { sws_freeContext(context); }
 };
 
-using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
-using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 using SwsPtr = std::unique_ptr<SwsContext, SwsDeleter>;
 
 // FFmpeg logs to standard error by default (x264 prints statistics at every
