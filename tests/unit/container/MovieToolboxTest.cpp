@@ -12,13 +12,16 @@
 #include <cstring>
 #include <fstream>
 
+#include <unistd.h>
+
 using namespace vqt::container;
 using namespace vqt::container::testing;
 
 namespace {
 
+// Files carry the process id: test programs run side by side and share the temporary folder.
 std::string writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes) {
-    const std::string path = ::testing::TempDir() + "/" + name;
+    const std::string path = ::testing::TempDir() + "/vqt-" + std::to_string(getpid()) + "-" + name;
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
                                                 static_cast<std::streamsize>(bytes.size()));
     return path;
