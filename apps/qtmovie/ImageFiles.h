@@ -1,0 +1,21 @@
+// Still images in and out of qtmovie: frames are float RGBA, rows top first.
+// PNG is read at any depth and written as 16-bit RGBA; .f32 is the raw floats.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qtmovie {
+
+struct Image {
+  int width = 0;
+  int height = 0;
+  std::vector<float> rgba;  // width x height x 4, rows top first
+};
+
+// Chooses the format from the extension (.png or .f32); throws Failure.
+void writeImage(const std::string& path, const Image& image);
+// Reads a PNG (8 or 16 bits, any colour type) into floats; throws Failure.
+Image readPng(const std::string& path);
+
+}  // namespace qtmovie

@@ -1,0 +1,101 @@
+// Frames and sound written to files by qtmovie hold exactly what the reader
+// decodes: raw floats bit for bit, 16-bit PNG to the nearest word, float WAV.
+#include <gtest/gtest.h>
+#include <vantor/quicktime/QuickTimeCodecReader.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "CliRun.h"
+
+using Vantor::QuickTime::QuickTimeCodecReader;
+
+namespace {
+
+std::vector<unsigned char> bytesOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+unsigned bigEndian32(const std::vector<unsigned char>& b, std::size_t at) {
+  return unsigned(b[at]) << 24 | unsigned(b[at + 1]) << 16 | unsigned(b[at + 2]) << 8 | b[at + 3];
+}
+
+unsigned littleEndian(const std::vector<unsigned char>& b, std::size_t at, int size) {
+  unsigned value = 0;
+  for (int i = size - 1; i >= 0; --i) value = value << 8 | b[at + static_cast<std::size_t>(i)];
+  return value;
+}
+
+std::vector<float> readerFrame(const std::string& path, int frame, int* width, int* height) {
+  QuickTimeCodecReader reader;
+  EXPECT_EQ(reader.open(path, 1), 0);
+  int channels = 0, scale = 0, duration = 0, timecode = 0;
+  float aspect = 0;
+  reader.getVideoInfo(width, height, &channels, &aspect, &scale, &duration, &timecode);
+  std::vector<float> rgba(static_cast<std::size_t>(*width) * *height * 4);
+  EXPECT_EQ(reader.decodeFrame(frame, rgba.data()), 0);
+  return rgba;
+}
+
+}  // namespace
+
+TEST(FrameExport, RawFloatsEqualTheReadersFrame) {
+  const std::string movie = cli::fixture("h264-tone.mov"), out = cli::scratch("frame") + "/f7.f32";
+  const auto outcome = cli::qtmovie("frame '" + movie + "' 7 -o '" + out + "'");
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  int width = 0, height = 0;
+  const auto expected = readerFrame(movie, 7, &width, &height);
+  const auto bytes = bytesOf(out);
+  ASSERT_EQ(bytes.size(), expected.size() * sizeof(float));
+  EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), bytes.size()), 0);
+}
+
+TEST(FrameExport, PngIsSixteenBitRgbaOfTheReadersFrame) {
+  const std::string movie = cli::fixture("prores.mov"), folder = cli::scratch("png");
+  ASSERT_EQ(cli::qtmovie("frame '" + movie + "' 12 -o '" + folder + "/f12.png'").exitCode, 0);
+  const auto png = bytesOf(folder + "/f12.png");
+  ASSERT_GT(png.size(), 26u);
+  EXPECT_EQ(bigEndian32(png, 16), 128u);
+  EXPECT_EQ(bigEndian32(png, 20), 96u);
+  EXPECT_EQ(png[24], 16);  // bit depth
+  EXPECT_EQ(png[25], 6);   // colour type RGBA
+  // Decoded by ffmpeg back to raw words, the PNG matches the reader's floats to the nearest word.
+  const std::string raw = folder + "/f12.rgba64";
+  ASSERT_EQ(cli::shell("ffmpeg -v error -y -i '" + folder + "/f12.png' -f rawvideo -pix_fmt rgba64le '" + raw + "'").exitCode, 0);
+  const auto words = bytesOf(raw);
+  int width = 0, height = 0;
+  const auto expected = readerFrame(movie, 12, &width, &height);
+  ASSERT_EQ(words.size(), expected.size() * 2);
+  double worst = 0;
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    worst = std::max(worst, std::fabs(littleEndian(words, 2 * i, 2) / 65535.0 - std::clamp(expected[i], 0.0f, 1.0f)));
+  EXPECT_LE(worst, 0.5 / 65535 + 1e-7);
+}
+
+TEST(AudioExport, FloatWavHoldsTheReadersSamples) {
+  const std::string movie = cli::fixture("h264-tone.mov"), wav = cli::scratch("audio") + "/tone.wav";
+  const auto outcome = cli::qtmovie("audio '" + movie + "' -o '" + wav + "'");
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const auto bytes = bytesOf(wav);
+  ASSERT_GT(bytes.size(), 58u);
+  EXPECT_EQ(littleEndian(bytes, 20, 2), 3u);  // IEEE float
+  EXPECT_EQ(littleEndian(bytes, 22, 2), 2u);
+  EXPECT_EQ(littleEndian(bytes, 24, 4), 48000u);
+  EXPECT_EQ(littleEndian(bytes, 34, 2), 32u);
+  const std::size_t data = 58;
+  EXPECT_EQ(littleEndian(bytes, data - 4, 4), 96000u * 4);
+
+  QuickTimeCodecReader reader;
+  ASSERT_EQ(reader.open(movie, 2), 0);
+  std::vector<float> expected(96000);
+  unsigned count = 96000;
+  ASSERT_EQ(reader.readAudio(0, &count, expected.data()), 0);
+  ASSERT_EQ(bytes.size(), data + count * 4);
+  EXPECT_EQ(std::memcmp(bytes.data() + data, expected.data(), count * 4), 0);
+  EXPECT_EQ(cli::probe(wav, "a:0", "codec_name"), "pcm_f32le");
+}
