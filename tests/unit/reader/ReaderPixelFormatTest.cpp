@@ -44,14 +44,10 @@ TEST_F(ReaderPixelFormat, ArgbBytesScaleTo255ths) {
   for (float v : frame) ASSERT_EQ(v, 1.0f);
 }
 
-// White from an 8-bit source arrives as a word 0xFFxx (0xFF03 as the engine
-// widens it). Scaled by 1/65536 each channel is a whole number of 65536ths
-// with the high byte 0xFF; 1/65535 would not give whole 65536ths, and an
-// unswapped word would have 0xFF in its low byte.
-bool isWhiteWord(float v) {
-  const float word = v * 65536.0f;
-  return word == static_cast<float>(static_cast<int>(word)) && (static_cast<int>(word) >> 8) == 0xFF;
-}
+// White from an 8-bit source arrives as the word 0xFFFF, scaled by 1/65536:
+// 1/65535 would give 1.0, an unswapped or inexactly widened word anything else.
+constexpr float kWhiteWord = 65535.0f / 65536.0f;
+bool isWhiteWord(float v) { return v == kWhiteWord; }
 
 TEST_F(ReaderPixelFormat, SixteenBitWordsAreSwappedAndScaledBy65536ths) {
   std::vector<float> frame;

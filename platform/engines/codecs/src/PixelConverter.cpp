@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "RgbWidening.h"
 #include "YCbCrPacking.h"
 
 extern "C" {
@@ -191,6 +192,12 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
     inBands(frame, destination, [&](const AVFrame& part, const ImageView& rows) {
       convertPlanarYuvToRgb16(part, matrix, fullRange, rows);
     });
+    return Status::ok;
+  }
+
+  if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
+      isNarrowRgb(frame)) {
+    widenRgbTo16(frame, destination);
     return Status::ok;
   }
 
