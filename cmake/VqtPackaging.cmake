@@ -57,5 +57,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VantorQuickTimeConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/VantorQuickTimeConfigVersion.cmake
         DESTINATION ${VQT_INSTALL_CMAKEDIR})
 
+file(RELATIVE_PATH VQT_PC_TO_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vantor-quicktime.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vantor-quicktime.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vantor-quicktime.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
