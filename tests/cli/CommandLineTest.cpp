@@ -1,8 +1,12 @@
 // Every command answers --help, and every failure is one line on standard
 // error with a non-zero exit: 2 for a wrong command line, 1 for a failed operation.
+// The README's codec table is the catalogue qtmovie lists.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "CliRun.h"
 
@@ -51,4 +55,21 @@ TEST(CommandLine, CodecsListsReadAndWriteAbility) {
   ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
   EXPECT_EQ(outcome.out.rfind("type  read  write  name\n", 0), 0u);
   EXPECT_NE(outcome.out.find("\napch  yes   yes    "), std::string::npos) << outcome.out;
+}
+
+TEST(CommandLine, ReadmeCodecTableMatchesTheCatalogue) {
+  std::ifstream readme(VQT_README);
+  const std::string text{std::istreambuf_iterator<char>(readme), std::istreambuf_iterator<char>()};
+  std::istringstream listing(cli::qtmovie("codecs").out);
+  std::string line;
+  std::getline(listing, line);  // heading
+  int rows = 0;
+  while (std::getline(listing, line)) {
+    auto trim = [](std::string s) { return s.erase(s.find_last_not_of(' ') + 1); };
+    const std::string row = "| `" + line.substr(0, 4) + "` | " + line.substr(19) + " | " + trim(line.substr(6, 4)) +
+                            " | " + trim(line.substr(12, 5)) + " |\n";
+    EXPECT_NE(text.find(row), std::string::npos) << "README lacks: " << row;
+    ++rows;
+  }
+  EXPECT_GT(rows, 0);
 }
