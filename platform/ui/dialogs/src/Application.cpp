@@ -49,6 +49,7 @@ bool ensureWidgetApplication() {
   argv.push_back(nullptr);
   argc = int(arguments.size());
   new QApplication(argc, argv.data());
+  // Qt holds its own connection now; the probe's may go.
   return true;
 }
 

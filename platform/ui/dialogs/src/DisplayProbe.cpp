@@ -5,9 +5,13 @@
 
 #include <xcb/xcb.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <string_view>
+#include <thread>
 
 namespace vqt::dialogs {
 
@@ -31,14 +35,29 @@ std::vector<std::string_view> platformNames(std::string_view setting) {
   return names;
 }
 
+// True when DISPLAY names a local server whose socket exists: a refused
+// connection there is a server resetting, worth another try.
+bool localServerSocketExists(const std::string& display) {
+  if (display.empty() || display[0] != ':') return false;
+  const std::string number = display.substr(1, display.find('.') - 1);
+  struct stat info {};
+  return stat(("/tmp/.X11-unix/X" + number).c_str(), &info) == 0;
+}
+
 // A real connection, authentication included, is the only reliable test: DISPLAY may name a
-// server that has gone away.
-bool x11DisplayReachable(const std::string& display) {
-  if (display.empty()) return false;
-  xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
-  const bool reachable = connection && xcb_connection_has_error(connection) == 0;
-  if (connection) xcb_disconnect(connection);
-  return reachable;
+// server that has gone away. The connection stays open for the caller (see heldConnection).
+std::shared_ptr<void> connectX11(const std::string& display) {
+  if (display.empty()) return nullptr;
+  constexpr int kAttempts = 40;  // a reset takes milliseconds; two seconds covers a busy machine
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
+    if (connection && xcb_connection_has_error(connection) == 0)
+      return std::shared_ptr<void>(connection, [](void* c) { xcb_disconnect(static_cast<xcb_connection_t*>(c)); });
+    if (connection) xcb_disconnect(connection);
+    if (!localServerSocketExists(display)) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return nullptr;
 }
 
 bool waylandPluginInstalled() {
@@ -59,18 +78,25 @@ DisplayEnvironment DisplayEnvironment::fromProcess() {
 DisplayChoice probeDisplay(const DisplayEnvironment& environment) {
   const std::vector<std::string_view> platforms = platformNames(environment.qpaPlatform);
   if (!platforms.empty()) {
-    const auto usable = [&environment](std::string_view platform) {
-      if (platform == "xcb") return x11DisplayReachable(environment.x11Display);
-      if (platform.starts_with("wayland")) return waylandUsable(environment);
-      return true;  // offscreen, vnc, eglfs, ...: the caller's explicit choice
-    };
-    return {std::any_of(platforms.begin(), platforms.end(), usable), {}};
+    DisplayChoice choice;
+    for (std::string_view platform : platforms) {
+      if (platform == "xcb") {
+        choice.heldConnection = connectX11(environment.x11Display);
+        choice.available = choice.heldConnection != nullptr;
+      } else if (platform.starts_with("wayland")) {
+        choice.available = waylandUsable(environment);
+      } else {
+        choice.available = true;  // offscreen, vnc, eglfs, ...: the caller's explicit choice
+      }
+      if (choice.available) break;
+    }
+    return choice;
   }
 
   // No platform named: Qt starts with X11, so Wayland alone has to be asked for.
-  if (x11DisplayReachable(environment.x11Display)) return {true, {}};
-  if (waylandUsable(environment)) return {true, {"-platform", "wayland"}};
-  return {false, {}};
+  if (std::shared_ptr<void> connection = connectX11(environment.x11Display)) return {true, {}, connection};
+  if (waylandUsable(environment)) return {true, {"-platform", "wayland"}, nullptr};
+  return {false, {}, nullptr};
 }
 
 }  // namespace vqt::dialogs

@@ -2,6 +2,7 @@
 // process when its platform cannot connect, so this has to be known first.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ struct DisplayChoice {
   // Arguments to add to the application's command line (naming the platform Qt would
   // not pick by itself).
   std::vector<std::string> extraArguments;
+  // The probe's own X connection, still open. An X server resets when its last
+  // client leaves and drops connections that arrive during the reset, so
+  // closing the probe before Qt has connected can make Qt's connection fail
+  // (and Qt then ends the process). Release it once the application exists.
+  std::shared_ptr<void> heldConnection;
 };
 
 DisplayChoice probeDisplay(const DisplayEnvironment& environment);
