@@ -23,7 +23,7 @@ namespace {
 constexpr const char* kHelp =
     "usage: qtmovie encode -o OUT.mov [options] INPUTS...\n"
     "       qtmovie encode -o OUT.mov --pattern N [--size WxH] [--tone] [options]\n"
-    "Writes a movie from PNG frames (in the order given) or from N generated test frames.\n"
+    "Writes a movie from PNG or EXR frames (in the order given) or from N generated test frames.\n"
     "  --codec TYPE        four-character codec type (default apch; see 'qtmovie codecs')\n"
     "  --fps RATE          frame rate (default 24; 23.976 and 29.97 are NTSC rates)\n"
     "  --quality 0-5       quality index (default 4)\n"
@@ -70,7 +70,7 @@ struct FrameSource {
 
   std::vector<float> frame(int index) const {
     if (patternFrames > 0) return patternFrame(width, height, index);
-    const Image image = readPng(files[static_cast<std::size_t>(index)]);
+    const Image image = readImage(files[static_cast<std::size_t>(index)]);
     if (image.width != width || image.height != height)
       throw Failure(files[static_cast<std::size_t>(index)] + " is not " + std::to_string(width) + "x" +
                     std::to_string(height) + " like the first frame");
@@ -97,7 +97,7 @@ FrameSource frameSource(const Arguments& args) {
   if (args.positional().empty()) throw UsageError("expects input frames or --pattern N");
   if (args.has("--size")) throw UsageError("--size goes with --pattern; input frames keep their size");
   source.files = args.positional();
-  const Image first = readPng(source.files[0]);
+  const Image first = readImage(source.files[0]);
   source.width = first.width, source.height = first.height;
   return source;
 }

@@ -16,6 +16,7 @@ int runFrame(const Words& words) {
         "usage: qtmovie frame FILE N -o OUT\n"
         "Decodes frame N (the first frame is 1) and writes it to OUT:\n"
         "  .png  16-bit RGBA\n"
+        "  .exr  half-float RGBA (OpenEXR)\n"
         "  .f32  raw float RGBA, width x height x 4 floats, rows top first");
     return 0;
   }

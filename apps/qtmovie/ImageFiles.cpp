@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "Errors.h"
+#include "ExrFiles.h"
 
 namespace qtmovie {
 namespace {
@@ -65,11 +66,15 @@ void writeRawFloats(const std::string& path, const Image& image) {
 void writeImage(const std::string& path, const Image& image) {
   if (endsWith(path, ".png"))
     writePng16(path, image);
+  else if (endsWith(path, ".exr"))
+    writeExr(path, image);
   else if (endsWith(path, ".f32"))
     writeRawFloats(path, image);
   else
-    throw Failure("unknown image type for " + path + " (use .png or .f32)");
+    throw Failure("unknown image type for " + path + " (use .png, .exr or .f32)");
 }
+
+Image readImage(const std::string& path) { return endsWith(path, ".exr") ? readExr(path) : readPng(path); }
 
 Image readPng(const std::string& path) {
   File file = openFile(path, "rb");

@@ -1,5 +1,6 @@
 // Still images in and out of qtmovie: frames are float RGBA, rows top first.
-// PNG is read at any depth and written as 16-bit RGBA; .f32 is the raw floats.
+// PNG is read at any depth and written as 16-bit RGBA; EXR is half-float RGBA;
+// .f32 is the raw floats.
 #pragma once
 
 #include <string>
@@ -13,9 +14,11 @@ struct Image {
   std::vector<float> rgba;  // width x height x 4, rows top first
 };
 
-// Chooses the format from the extension (.png or .f32); throws Failure.
+// Chooses the format from the extension (.png, .exr or .f32); throws Failure.
 void writeImage(const std::string& path, const Image& image);
 // Reads a PNG (8 or 16 bits, any colour type) into floats; throws Failure.
 Image readPng(const std::string& path);
+// .exr through OpenEXR, anything else as PNG; throws Failure.
+Image readImage(const std::string& path);
 
 }  // namespace qtmovie

@@ -99,3 +99,26 @@ TEST(AudioExport, FloatWavHoldsTheReadersSamples) {
   EXPECT_EQ(std::memcmp(bytes.data() + data, expected.data(), count * 4), 0);
   EXPECT_EQ(cli::probe(wav, "a:0", "codec_name"), "pcm_f32le");
 }
+
+TEST(FrameExport, ExrIsHalfFloatRgbaOfTheReadersFrame) {
+  const std::string movie = cli::fixture("prores.mov"), folder = cli::scratch("exr");
+  const auto outcome = cli::qtmovie("frame '" + movie + "' 3 -o '" + folder + "/f3.exr'");
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(cli::probe(folder + "/f3.exr", "v:0", "width"), "128");
+  // ffmpeg decodes the EXR to planar G, B, R, A floats.
+  const std::string raw = folder + "/f3.gbrap";
+  ASSERT_EQ(cli::shell("ffmpeg -v error -y -i '" + folder + "/f3.exr' -f rawvideo -pix_fmt gbrapf32le '" + raw + "'").exitCode, 0);
+  const auto bytes = bytesOf(raw);
+  int width = 0, height = 0;
+  const auto expected = readerFrame(movie, 3, &width, &height);
+  const std::size_t plane = static_cast<std::size_t>(width) * height;
+  ASSERT_EQ(bytes.size(), plane * 4 * sizeof(float));
+  std::vector<float> planes(plane * 4);
+  std::memcpy(planes.data(), bytes.data(), bytes.size());
+  const std::size_t planeOfChannel[4] = {2, 0, 1, 3};  // R, G, B, A
+  double worst = 0;
+  for (std::size_t p = 0; p < plane; ++p)
+    for (std::size_t c = 0; c < 4; ++c)
+      worst = std::max(worst, std::fabs(double(planes[planeOfChannel[c] * plane + p]) - expected[4 * p + c]));
+  EXPECT_LE(worst, 1.0 / 1024);  // half precision below 1.0
+}
