@@ -3,8 +3,10 @@
 #include <vantor/host/BundleLocation.h>
 #include <vantor/property/PropertyText.h>
 
+#include <atomic>
 #include <fstream>
 #include <iostream>
+#include <mutex>
 #include <sstream>
 
 #include "PixelFormatChoice.h"
@@ -14,12 +16,15 @@ namespace Vantor::QuickTime {
 namespace {
 
 // Loaded at most once per process in the normal case; kept until the process
-// ends. Not locked: the first lookups come from the thread that opens a movie
-// or starts encoding.
+// ends. Rows are only ever appended, under `tableMutex`; once the table holds a
+// row, `tableFilled` lets every later lookup read it without the lock, since
+// nothing appends to a filled table except an explicit loadGlobalSettings.
 std::vector<GlobalSettingsEntry>& table() {
   static std::vector<GlobalSettingsEntry> rows;
   return rows;
 }
+std::mutex tableMutex;
+std::atomic<bool> tableFilled{false};
 
 bool isComment(const char* line) {
   return line[0] == '\0' || line[0] == '#' || line[0] == '\n' || (line[0] == '/' && line[1] == '/');
@@ -48,7 +53,8 @@ OSType parseFourCharCode(const std::string& text) {
 
 const std::vector<GlobalSettingsEntry>& globalSettingsTable() { return table(); }
 
-void loadGlobalSettings(const std::string& path) {
+std::vector<GlobalSettingsEntry> readGlobalSettings(const std::string& path) {
+  std::vector<GlobalSettingsEntry> rows;
   std::ifstream file(resolveBundleRelativePath(path));
   int lineNumber = 1;
   // A line is read into 256 bytes: a longer one is cut to 255 characters,
@@ -79,8 +85,33 @@ void loadGlobalSettings(const std::string& path) {
     entry.platform = fields[3] == "macosx" ? 1 : 0;
     entry.architecture = fields[4] == "intel" ? 1 : fields[4] == "ppc" ? 2 : 0;
     entry.flags = parseFlags(fields[5]);
-    table().push_back(entry);
+    rows.push_back(entry);
   }
+  return rows;
+}
+
+namespace {
+
+void appendLocked(const std::vector<GlobalSettingsEntry>& rows) {
+  table().insert(table().end(), rows.begin(), rows.end());
+  if (!table().empty()) tableFilled.store(true, std::memory_order_release);
+}
+
+}  // namespace
+
+void loadGlobalSettings(const std::string& path) {
+  const std::vector<GlobalSettingsEntry> rows = readGlobalSettings(path);
+  std::lock_guard lock(tableMutex);
+  appendLocked(rows);
+}
+
+void loadGlobalSettingsIfEmpty(const std::string& path) {
+  if (tableFilled.load(std::memory_order_acquire)) return;
+  // Threads that find the table empty at once read the file once between them;
+  // a file with no rows leaves it empty, so the next lookup reads it again.
+  std::lock_guard lock(tableMutex);
+  if (!table().empty()) return;
+  appendLocked(readGlobalSettings(path));
 }
 
 }  // namespace Vantor::QuickTime

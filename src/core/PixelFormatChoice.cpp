@@ -61,7 +61,7 @@ void registerR4flIfUnknown() {
 }  // namespace
 
 void choosePixelFormat(Component codec, OSType& pixelFormat, int& flags) {
-  if (globalSettingsTable().empty()) loadGlobalSettings("../Resources/GlobalSettings.csv");
+  loadGlobalSettingsIfEmpty("../Resources/GlobalSettings.csv");
 
   flags = overrideFlagsFor(codec);
 

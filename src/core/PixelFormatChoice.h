@@ -34,10 +34,17 @@ struct GlobalSettingsEntry {
 // with zero bytes at the low end).
 OSType parseFourCharCode(const std::string& text);
 
+// The rows of one file, with the rules below, without touching the table.
+std::vector<GlobalSettingsEntry> readGlobalSettings(const std::string& path);
+
 // Appends the rows of one file to the process-wide table; a path beginning
 // with ".." is taken inside the host bundle. Bad lines are reported on
 // standard error and skipped; a missing file adds nothing.
 void loadGlobalSettings(const std::string& path);
+
+// Loads `path` when the table is still empty; safe to call from many threads at
+// once (one of them reads the file, the others wait for its rows).
+void loadGlobalSettingsIfEmpty(const std::string& path);
 
 // The process-wide table, loaded by the first lookup that finds it empty.
 const std::vector<GlobalSettingsEntry>& globalSettingsTable();

@@ -74,7 +74,13 @@ std::string propertiesToText(const std::list<Base*>& properties) {
 std::deque<std::string> splitEscaped(const std::string& text, const std::string& separator) {
     using Separator = boost::escaped_list_separator<char>;
     const boost::tokenizer<Separator> tokens(text, Separator(kEscape, separator, kQuote));
-    return std::deque<std::string>(tokens.begin(), tokens.end());
+    // Filled one token at a time: the range constructor copies a range of more than one node
+    // in slices between iterator copies, and on a text that ends with a separator the
+    // tokenizer's iterators at its last two fields compare equal, so the copy ran past the
+    // memory it had allocated.
+    std::deque<std::string> fields;
+    for (const std::string& field : tokens) fields.push_back(field);
+    return fields;
 }
 
 void propertiesFromText(const std::string& text, std::list<Base*>& properties) {

@@ -8,15 +8,15 @@
 #include <vqt/binding/CompressionDialogs.h>
 #include <vantor/quicktime/QuickTimeCodecWriter.h>
 
+#include "SettingsRequest.h"
+
 #include <iostream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <xmmintrin.h>
 #endif
-
 
 namespace {
 
@@ -26,14 +26,6 @@ void flushDenormalsToZero() {
 #if defined(__x86_64__) || defined(__i386__)
   _mm_setcsr(_mm_getcsr() | 0x8000);
 #endif
-}
-
-// Reads one field into `value` only when it can be read: a field that cannot
-// be read, and every field after it, keep the value they had.
-template <typename T>
-void extract(std::istream& in, T& value) {
-  T read{};
-  if (in >> read) value = read;
 }
 
 }  // namespace
@@ -49,24 +41,7 @@ int main() {
   std::string line;
   std::getline(std::cin, line);
 
-  // A short or empty line leaves the missing fields at these values: the
-  // writer's own frame size and rate, and -1 for key frame rate, quality and
-  // codec index, which keep the writer's key frame rate, quality and codec.
-  int width = 512;
-  int height = 256;
-  float frameRate = 24.0f;
-  int keyFrameRate = -1;
-  int qualityIndex = -1;
-  int codecIndex = -1;
-  std::string settings;
-  std::stringstream fields(line, std::ios::in | std::ios::out);
-  extract(fields, width);
-  extract(fields, height);
-  extract(fields, frameRate);
-  extract(fields, keyFrameRate);
-  extract(fields, qualityIndex);
-  extract(fields, codecIndex);
-  extract(fields, settings);
+  const Vantor::QuickTime::SettingsRequest request = Vantor::QuickTime::parseSettingsRequest(line);
 
   Vantor::QuickTime::QuickTimeCodecWriterInterface* writer = nullptr;
   try {
@@ -77,9 +52,10 @@ int main() {
     return 1;
   }
 
-  writer->setCodecIndex(codecIndex);
-  writer->setCompressionSettings(width, height, frameRate, keyFrameRate, qualityIndex, false, settings);
-  const std::string result = writer->requestCompressionSettings(settings);
+  writer->setCodecIndex(request.codecIndex);
+  writer->setCompressionSettings(request.width, request.height, request.frameRate, request.keyFrameRate,
+                                 request.qualityIndex, false, request.settings);
+  const std::string result = writer->requestCompressionSettings(request.settings);
 
   std::cout << writer->getFrameRate() << " " << writer->getKeyFrameRate() << " " << writer->getQualityIndex() << " "
             << writer->getCodecIndex() << " " << result << std::endl;
