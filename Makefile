@@ -24,7 +24,7 @@ test: deps build
 	$(MAKE) sanitize
 	$(MAKE) fuzz-smoke
 
-SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:check_initialization_order=1 \
+SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:check_initialization_order=1 \
   LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizer/lsan.supp \
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
