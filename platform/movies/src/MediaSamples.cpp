@@ -337,6 +337,10 @@ OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSiz
         total += more.size;
     }
     if (total > UINT32_MAX) return setMoviesError(invalidSampleTable);
+    // Bytes that would reach past the end of the data are a damaged table: refuse them at the
+    // size query already, so that no caller allocates for data the file does not hold.
+    const std::uint64_t available = media->track->movie->model->source().size();
+    if (where.offset > available || total > available - where.offset) return setMoviesError(invalidSampleTable);
     put<ByteCount>(sampleDataSizeOut, static_cast<ByteCount>(total));
     if (dataOut) {
         if (total > dataOutBufferSize) return setMoviesError(paramErr);
