@@ -6,14 +6,14 @@
 
 namespace qtmovie {
 
-Arguments::Arguments(const std::vector<std::string>& words, const OptionSpec& spec) {
+Arguments::Arguments(const std::vector<std::string>& words, const OptionSpec& options) {
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (word == "-h" || word == "--help") {
       help_ = true;
-    } else if (spec.switches.count(word)) {
+    } else if (options.switches.count(word)) {
       options_[word].push_back("");
-    } else if (spec.valued.count(word)) {
+    } else if (options.valued.count(word)) {
       if (i + 1 >= words.size()) throw UsageError(word + " needs a value");
       options_[word].push_back(words[++i]);
     } else if (word.size() > 1 && word[0] == '-') {

@@ -18,7 +18,7 @@ struct OptionSpec {
 class Arguments {
  public:
   // Throws UsageError for an unknown option or a missing value.
-  Arguments(const std::vector<std::string>& words, const OptionSpec& spec);
+  Arguments(const std::vector<std::string>& words, const OptionSpec& options);
 
   bool has(const std::string& option) const;
   // The last value given, or `fallback`.
