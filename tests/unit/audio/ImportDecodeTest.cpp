@@ -93,17 +93,5 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
-TEST(AudioImportCookies, CarryTheConfigurationAMovieFileWould) {
-  ImportedSound aac, alac;
-  ASSERT_EQ(importSoundFile(fixturePath("aac.m4a"), aac), Status::ok);
-  ASSERT_EQ(importSoundFile(fixturePath("alac.m4a"), alac), Status::ok);
-  // 'esds' payload: version and flags, then the ES_Descriptor tag.
-  ASSERT_GT(aac.format.magicCookie.size(), 5u);
-  EXPECT_EQ(aac.format.magicCookie[4], 0x03);
-  // The 36-byte 'alac' atom.
-  ASSERT_EQ(alac.format.magicCookie.size(), 36u);
-  EXPECT_EQ(std::string(alac.format.magicCookie.begin() + 4, alac.format.magicCookie.begin() + 8), "alac");
-}
-
 }  // namespace
 }  // namespace vqt::audio::test

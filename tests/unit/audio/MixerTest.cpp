@@ -21,18 +21,6 @@ std::unique_ptr<Mixer> mix(std::vector<std::pair<std::string, TrackPlacement>> t
   return mixer;
 }
 
-TEST(AudioMixer, OneTrackAtItsOwnRateIsTheTrackUnchanged) {
-  auto mixer = mix({{"s24.wav", {}}});
-  ASSERT_TRUE(mixer);
-  EXPECT_EQ(mixer->channels(), 2);
-  EXPECT_EQ(mixer->sampleRate(), 48000);
-  EXPECT_EQ(mixer->frameCount(), 48000);
-  const std::vector<float> mixed = fillFrames(*mixer, 0, 48000);
-  const std::vector<float> reference = referenceDecode("s24.wav");
-  ASSERT_EQ(mixed.size(), reference.size());
-  EXPECT_EQ(maxAbsDifference(mixed.data(), reference.data(), mixed.size()), 0.0f);
-}
-
 // Stereo 48 kHz with mono 44.1 kHz: the mix is stereo 48 kHz; the mono track, resampled,
 // is in both channels at full level and lines up in time with its source.
 TEST(AudioMixer, HighestRateAndMostChannelsWithMonoInBothSides) {

@@ -12,7 +12,9 @@ namespace {
 
 class AudioSeek : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(AudioSeek, RandomRangesMatchOneSequentialRead) {
+// Random seeks, many small reads after one seek, and the two ends, all against one read of
+// the whole track.
+TEST_P(AudioSeek, AnyRangeHoweverReachedMatchesOneSequentialRead) {
   auto decoder = openImported(GetParam());
   ASSERT_TRUE(decoder);
   const int channels = decoder->channels();
@@ -25,19 +27,12 @@ TEST_P(AudioSeek, RandomRangesMatchOneSequentialRead) {
     const std::int64_t start = std::uniform_int_distribution<std::int64_t>(0, total - 1)(random);
     const std::int64_t length = std::uniform_int_distribution<std::int64_t>(1, 5000)(random);
     const std::vector<float> part = readFrames(*decoder, start, length);
-    const std::int64_t expected = std::min(length, total - start);
-    ASSERT_EQ(static_cast<std::int64_t>(part.size()), expected * channels) << "at " << start;
+    ASSERT_EQ(static_cast<std::int64_t>(part.size()), std::min(length, total - start) * channels) << "at " << start;
     ASSERT_EQ(0, std::memcmp(part.data(), whole.data() + start * channels, part.size() * sizeof(float)))
         << "frames " << start << " + " << length;
   }
-}
 
-TEST_P(AudioSeek, ManySmallReadsEqualOneLargeRead) {
-  auto decoder = openImported(GetParam());
-  ASSERT_TRUE(decoder);
-  const int channels = decoder->channels();
   const std::int64_t start = 3001, frames = 20000;
-  const std::vector<float> once = readFrames(*decoder, start, frames);
   ASSERT_EQ(decoder->seek(start), Status::ok);
   std::vector<float> pieces;
   for (std::int64_t step = 1; static_cast<std::int64_t>(pieces.size()) < frames * channels; step = step * 3 + 1) {
@@ -49,15 +44,9 @@ TEST_P(AudioSeek, ManySmallReadsEqualOneLargeRead) {
     pieces.insert(pieces.end(), piece.begin(), piece.end());
   }
   EXPECT_EQ(decoder->position(), start + frames);
-  ASSERT_EQ(pieces.size(), once.size());
-  EXPECT_EQ(0, std::memcmp(pieces.data(), once.data(), once.size() * sizeof(float)));
-}
+  EXPECT_EQ(0, std::memcmp(pieces.data(), whole.data() + start * channels, pieces.size() * sizeof(float)));
 
-TEST_P(AudioSeek, EndsAreShortThenEmpty) {
-  auto decoder = openImported(GetParam());
-  ASSERT_TRUE(decoder);
-  const std::int64_t total = decoder->frameCount();
-  EXPECT_EQ(readFrames(*decoder, total - 10, 100).size(), 10u * decoder->channels());
+  EXPECT_EQ(readFrames(*decoder, total - 10, 100).size(), 10u * channels);
   EXPECT_TRUE(readFrames(*decoder, total, 100).empty());
   EXPECT_EQ(decoder->seek(total + 1), Status::outOfRange);
   EXPECT_EQ(decoder->seek(-1), Status::outOfRange);
