@@ -6,7 +6,6 @@
 #include "vqt/container/CompressedMovieAtom.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
 #include <zlib.h>
 
 using namespace vqt::container;
@@ -96,38 +95,6 @@ TEST(ContainerTableAtoms, CompactSizesInFourBitsAndVersionedEditListsRoundTrip) 
     EXPECT_EQ(rewrite(*atom), elst1);
 }
 
-TEST(ContainerSampleDescriptions, VideoSoundAndTimecodeEntriesKeepTheirExtensions) {
-    SyntheticMovie movie;
-    SyntheticTrack video;
-    video.durations = {100};
-    video.sizes = {10};
-    video.extensions = {{'pasp', {0, 0, 0, 4, 0, 0, 0, 3}}, {'avcC', {1, 2, 3}}};
-    SyntheticTrack tc;
-    tc.handler = 'tmcd';
-    tc.durations = {100};
-    tc.sizes = {4};
-    tc.timecodeFlags = 1;
-    tc.timecodeScale = 30000;
-    tc.frameDuration = 1001;
-    tc.framesPerSecond = 30;
-    tc.extensions = {{'name', {0, 6, 0, 0, 'R', 'e', 'e', 'l', ' ', '1'}}};
-    movie.tracks = {video, tc};
-    auto file = buildMovieFile(movie);
-
-    ByteReader reader(file);
-    ParseContext context;
-    std::vector<std::unique_ptr<Atom>> top;
-    ASSERT_EQ(parseAtoms(reader, context, top), Error::none);
-    ASSERT_EQ(top.size(), 3u);
-    EXPECT_EQ(rewrite(*top[2]), std::vector<std::uint8_t>(file.end() - static_cast<std::ptrdiff_t>(rewrite(*top[2]).size()), file.end()));
-
-    std::ostringstream dump;
-    Dumper dumper(dump);
-    top[2]->dump(dumper);
-    EXPECT_NE(dump.str().find("[pasp]"), std::string::npos);
-    EXPECT_NE(dump.str().find("frameDuration = 1001"), std::string::npos);
-}
-
 TEST(ContainerSampleDescriptions, SoundVersionTwoFieldsAreRead) {
     ByteWriter entry;
     entry.zeros(6);
@@ -155,23 +122,8 @@ TEST(ContainerSampleDescriptions, SoundVersionTwoFieldsAreRead) {
     EXPECT_EQ(rewrite(*atom), stsd);
 }
 
-TEST(ContainerCompressedHeader, InflatesAndRefusesLiesAboutItsSize) {
-    SyntheticMovie movie;
-    SyntheticTrack video;
-    video.durations = {100, 100};
-    video.sizes = {5, 6};
-    movie.tracks = {video};
-    movie.compressHeader = true;
-    auto file = buildMovieFile(movie);
-    ByteReader reader(file);
-    ParseContext context;
-    std::vector<std::unique_ptr<Atom>> top;
-    ASSERT_EQ(parseAtoms(reader, context, top), Error::none);
-    const auto* cmov = top.back()->findAs<CompressedMovieAtom>('cmov');
-    ASSERT_NE(cmov, nullptr);
-    ASSERT_NE(cmov->movie, nullptr);
-    EXPECT_NE(cmov->movie->find('trak'), nullptr);
-
+// Inflating a real compressed header is covered by the compressed seed in the round trip.
+TEST(ContainerCompressedHeader, LiesAboutItsSizeAndOtherCompressorsAreRefused) {
     std::vector<std::uint8_t> packed(64);
     uLongf packedSize = 64;
     const std::uint8_t plain[8] = {0, 0, 0, 8, 'f', 'r', 'e', 'e'};

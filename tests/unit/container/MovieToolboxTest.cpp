@@ -197,6 +197,7 @@ TEST_F(ContainerMovieToolbox, MetadataItemsFilterByKeyAndReportValueSizes) {
     SyntheticMovie shape;
     shape.tracks = {bFrameTrack()};
     shape.metadata = {{"a", 1, {'x', 'y', 'z'}}, {"n", 21, {0xFF, 0xFF, 0xFF, 0xFE}}, {"a", 1, {'w'}}};
+    shape.compressHeader = true; // metadata inside a compressed header is found too
     open(shape);
     UserData movieData = GetMovieUserData(movie);
     EXPECT_EQ(DisposeUserData(movieData), paramErr); // belongs to the movie
