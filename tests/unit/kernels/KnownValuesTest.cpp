@@ -54,15 +54,6 @@ TEST(KernelEncodeTest, TwoVuyWhiteBlackBlueNegative) {
     EXPECT_EQ(negative[3], 16);
 }
 
-TEST(KernelEncodeTest, TwoVuyOddLastPixelWritesNothing) {
-    std::vector<float> row(3 * 4, 1.0f);
-    std::array<uint8_t, 8> out{};
-    out.fill(0xAB);
-    convertRgbTo2vuy(&row[2], &row[1], &row[0], 4, out.data(), 3);
-    EXPECT_EQ(out[3], 235);
-    EXPECT_EQ(out[4], 0xAB);
-}
-
 TEST(KernelEncodeTest, R4flWhiteWithoutAlpha) {
     const Pixel white{1, 1, 1, 0.25f};
     std::array<float, 4> out{};

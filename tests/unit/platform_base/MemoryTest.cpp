@@ -22,8 +22,6 @@ TEST(Handles, GrowKeepsContentsAndShrinkTruncates) {
 }
 
 TEST(Handles, RefusesWhatItDidNotMake) {
-  char* bogusMaster = nullptr;
-  Handle foreign = &bogusMaster;
   // A handle not made here must be reported, not freed or sized.
   char storage[64] = {};
   Handle alsoForeign = reinterpret_cast<Handle>(storage + 32);
@@ -31,7 +29,6 @@ TEST(Handles, RefusesWhatItDidNotMake) {
   EXPECT_EQ(MemError(), nilHandleErr);
   DisposeHandle(nullptr);
   EXPECT_EQ(MemError(), nilHandleErr);
-  (void)foreign;
   Handle empty = NewEmptyHandle();
   SetHandleSize(empty, -1);
   EXPECT_EQ(MemError(), memFullErr);

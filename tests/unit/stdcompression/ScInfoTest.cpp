@@ -33,8 +33,6 @@ TEST(StandardCompressionInfo, InfoTypesBelongToOneKindOfInstance) {
     setInfo<SInt32>(ci, scPreferenceFlagsType, scAllowEncodingWithCompressionSession);
     EXPECT_EQ(info<SInt32>(ci, scPreferenceFlagsType), scAllowEncodingWithCompressionSession);
   }
-  setInfo<Boolean>(sound, scSoundSampleRateChangeOK, 1);
-  EXPECT_EQ(info<Boolean>(sound, scSoundSampleRateChangeOK), 1);
 }
 
 TEST(StandardCompressionInfo, TheCodecComponentFollowsTheCodecType) {
