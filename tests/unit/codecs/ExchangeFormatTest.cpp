@@ -7,6 +7,12 @@
 #include <cstring>
 
 #include "CodecTestSupport.h"
+#include "UyvyPacking.h"
+#include "vqt/ffmpeg/Handles.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
 
 namespace vqt::codecs {
 namespace {
@@ -213,6 +219,50 @@ INSTANTIATE_TEST_SUITE_P(CliEncoded, IndependentEncoder, ::testing::Values(
     "full-blurred-640x480.jpg", 45}
 ), [](const auto& info) { return std::string(info.param.label); });
 // clang-format on
+
+// The own 4:2:0 to '2vuy' packing must give libswscale's bytes exactly (the
+// bilinear conversion the engine used for it before), across sizes whose
+// chroma filter edges differ.
+TEST(FourTwoZeroPacking, GivesLibswscaleBytes) {
+  for (const auto& [width, height] : {std::pair{1920, 1080}, {96, 16}, {66, 38}, {720, 486}}) {
+    SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+    ffmpeg::FramePtr frame(av_frame_alloc());
+    frame->format = AV_PIX_FMT_YUV420P;
+    frame->width = width;
+    frame->height = height;
+    ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
+    std::uint32_t state = 12345;
+    for (int plane = 0; plane < 3; ++plane) {
+      for (int y = 0; y < (plane ? height / 2 : height); ++y) {
+        for (int x = 0; x < (plane ? width / 2 : width); ++x) {
+          state = state * 1664525u + 1013904223u;
+          frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>(state >> 24);
+        }
+      }
+    }
+    ASSERT_TRUE(canPackPlanar420To2vuy(*frame));
+    TestImage ours(kPixelFormat2vuy, width, height);
+    packPlanar420To2vuy(*frame, test::viewOf(ours));
+
+    ffmpeg::FramePtr packed(av_frame_alloc());
+    packed->format = AV_PIX_FMT_UYVY422;
+    packed->width = width;
+    packed->height = height;
+    ASSERT_GE(av_frame_get_buffer(packed.get(), 0), 0);
+    SwsContext* sws = sws_getContext(width, height, AV_PIX_FMT_YUV420P, width, height, AV_PIX_FMT_UYVY422,
+                                     SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP,
+                                     nullptr, nullptr, nullptr);
+    ASSERT_NE(sws, nullptr);
+    sws_scale(sws, frame->data, frame->linesize, 0, height, packed->data, packed->linesize);
+    sws_freeContext(sws);
+    for (int y = 0; y < height; ++y) {
+      ASSERT_EQ(std::memcmp(ours.bytes.data() + y * ours.bytesPerRow, packed->data[0] + y * packed->linesize[0],
+                            static_cast<std::size_t>(width) * 2),
+                0)
+          << "row " << y;
+    }
+  }
+}
 
 }  // namespace
 }  // namespace vqt::codecs

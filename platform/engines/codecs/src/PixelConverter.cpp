@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "RgbWidening.h"
+#include "UyvyPacking.h"
 #include "YCbCrPacking.h"
 
 extern "C" {
@@ -119,15 +120,24 @@ Status PixelConverter::scale(const Planes& from, const Planes& to, int width, in
     const int rows = sws_scale(sws_, from.data, from.linesize, 0, height, to.data, to.linesize);
     return rows == height ? Status::ok : Status::failed;
   }
-  // Slices in order: all rows but the last from the caller, the last from a padded copy.
+  // Slices in order: the rows before the last from the caller, the last rows
+  // from a padded copy. The cut falls on a whole chroma row of both sides:
+  // libswscale leaves the bottom of a 4:2:0 picture unwritten (and says it
+  // wrote it) when a slice ends between the two rows of one chroma row.
+  const int chromaRows = 1 << std::max(av_pix_fmt_desc_get(static_cast<AVPixelFormat>(from.format))->log2_chroma_h,
+                                       av_pix_fmt_desc_get(static_cast<AVPixelFormat>(to.format))->log2_chroma_h);
+  const int cut = (height - 1) / chromaRows * chromaRows;
+  const int tail = height - cut;
   int rows = 0;
-  if (height > 1) rows += sws_scale(sws_, from.data, from.linesize, 0, height - 1, to.data, to.linesize);
+  if (cut > 0) rows += sws_scale(sws_, from.data, from.linesize, 0, cut, to.data, to.linesize);
   constexpr std::size_t kSlack = 64;
-  rowBuffer_.assign(from.callerRowBytes + kSlack, 0);
-  std::memcpy(rowBuffer_.data(), from.data[0] + static_cast<std::ptrdiff_t>(height - 1) * from.linesize[0],
-              from.callerRowBytes);
-  const std::uint8_t* lastRow[4] = {rowBuffer_.data(), nullptr, nullptr, nullptr};
-  rows += sws_scale(sws_, lastRow, from.linesize, height - 1, 1, to.data, to.linesize);
+  const auto stride = static_cast<std::size_t>(from.linesize[0]);
+  rowBuffer_.assign(stride * static_cast<std::size_t>(tail - 1) + from.callerRowBytes + kSlack, 0);
+  for (int y = 0; y < tail; ++y)
+    std::memcpy(rowBuffer_.data() + stride * static_cast<std::size_t>(y),
+                from.data[0] + static_cast<std::ptrdiff_t>(cut + y) * from.linesize[0], from.callerRowBytes);
+  const std::uint8_t* lastRows[4] = {rowBuffer_.data(), nullptr, nullptr, nullptr};
+  rows += sws_scale(sws_, lastRows, from.linesize, cut, tail, to.data, to.linesize);
   return rows == height ? Status::ok : Status::failed;
 }
 
@@ -198,6 +208,11 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
       isNarrowRgb(frame)) {
     widenRgbTo16(frame, destination);
+    return Status::ok;
+  }
+
+  if (destination.pixelFormat == kPixelFormat2vuy && canPackPlanar420To2vuy(frame)) {
+    packPlanar420To2vuy(frame, destination);
     return Status::ok;
   }
 

@@ -1,0 +1,24 @@
+// 8-bit video-range 4:2:0 planar frames (what H.264 and MPEG-4 decode to) packed
+// straight into '2vuy' rows: libswscale takes its slow general path for this
+// step (a vertical chroma filter rules out its packing shortcut).
+#pragma once
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+#include "vqt/codecs/Image.h"
+
+namespace vqt::codecs {
+
+// True when packPlanar420To2vuy gives `frame` the bytes libswscale's bilinear
+// conversion would: 8-bit 4:2:0 video range, even width, even height of 16 or more.
+bool canPackPlanar420To2vuy(const AVFrame& frame);
+
+// Rows of `frame` into 'rows' (a '2vuy' view of the frame's size). Chroma is
+// filtered vertically as libswscale's bilinear scaler does for this layout: odd
+// rows take their chroma row, even rows the rounded mean of it and the one
+// above, except the first row (its own) and the last (the mean as well).
+void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows);
+
+}  // namespace vqt::codecs
