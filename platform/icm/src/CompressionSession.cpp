@@ -35,6 +35,14 @@ struct OpaqueICMCompressionSession {
   bool drained = false;
   TimeValue64 nextDisplayTime = 0;
   TimeValue64 lastDuration = 1;
+  // Decode times of the emitted frames. They start at the display time of the
+  // first frame submitted to the encoder and advance by each frame's decode
+  // duration, as a medium's decode times do when the frames are appended. So
+  // the first frame shown sits at the medium's first time (an edit from media
+  // time 0 begins with it) and reordered frames get negative display offsets.
+  // The codec's own decode stamps begin before the first display time by its
+  // reordering delay and would push every frame that far late.
+  TimeValue64 nextDecodeTime = 0;
 
   ~OpaqueICMCompressionSession() { DisposeHandle(reinterpret_cast<Handle>(description)); }
   OSStatus makeEncoder(OSType sourceFormat);
@@ -55,6 +63,7 @@ OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
   if (const codecs::Status s = codecs::Encoder::create(config, encoder); s != codecs::Status::ok) return vqtICMResultOf(s);
   framesSubmitted = false;
   drained = false;
+  nextDecodeTime = 0;
 
   ImageDescriptionHandle desc = VqtNewImageDescription(config.codecType, static_cast<SInt16>(config.width),
                                                        static_cast<SInt16>(config.height));
@@ -93,6 +102,8 @@ OSStatus OpaqueICMCompressionSession::deliver(std::vector<codecs::EncodedFrame>&
     if (frame == nullptr) return memFullErr;
     frame->session = ICMCompressionSessionRetain(this);
     frame->frame = std::move(encoded);
+    frame->frame.decodeTime = nextDecodeTime;
+    nextDecodeTime += frame->frame.decodeDuration;
     if (output.encodedFrameOutputCallback != nullptr) {
       const OSStatus err = output.encodedFrameOutputCallback(output.encodedFrameOutputRefCon, this, noErr, frame, nullptr);
       if (result == noErr) result = err;
@@ -176,6 +187,7 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
   if (!(validTimeFlags & kICMValidTime_DisplayTimeStampIsValid)) displayTimeStamp = session->nextDisplayTime;
   session->lastDuration = displayDuration;
   session->nextDisplayTime = displayTimeStamp + displayDuration;
+  if (!session->framesSubmitted) session->nextDecodeTime = displayTimeStamp;
 
   CVPixelBufferLockBaseAddress(pixelBuffer, 0);
   const codecs::ConstImageView view{format, session->config.width, session->config.height,
