@@ -37,20 +37,6 @@ void press(QWidget& dialog, Qt::Key key) {
   QTest::keyClick(target, key);
 }
 
-TEST_F(RunDialog, ReturnAcceptsThePresetUnchanged) {
-  ImageSettingsModel model = threeCodecModel();
-  model.settings.spatialQuality = 0x2A0;
-  const ImageSettings before = model.settings;
-  QString title;
-  whenDialogOpens([&](QWidget& dialog) {
-    title = dialog.windowTitle();
-    press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(runImageSettingsDialog(model), DialogResult::Accepted);
-  EXPECT_EQ(title, kImageSettingsTitle);
-  EXPECT_EQ(model.settings, before);
-}
-
 TEST_F(RunDialog, OkWritesEveryChangeBack) {
   ImageSettingsModel model = threeCodecModel();
   whenDialogOpens([](QWidget& dialog) {
