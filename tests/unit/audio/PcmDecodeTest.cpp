@@ -1,5 +1,7 @@
 // Every PCM layout QuickTime uses, from hand-made bytes with known values, so a wrong
-// byte order, signedness or width shows as a wrong float.
+// byte order, signedness or width shows as a wrong float. Layouts that an imported fixture
+// has (16-bit both ways, unsigned bytes, mu-law, little-endian 24-bit) are judged against
+// ffmpeg's decode in the import tests instead.
 #include <gtest/gtest.h>
 
 #include "AudioTestSupport.h"
@@ -48,11 +50,8 @@ constexpr std::uint32_t kBig = lpcmFlags::isBigEndian;
 INSTANTIATE_TEST_SUITE_P(
     Layouts, AudioPcmLayouts,
     ::testing::Values(
-        PcmCase{"twos16", classic('twos', 16), {0x40, 0x00, 0xC0, 0x00}, 0.5f, -0.5f},
         PcmCase{"twos8", classic('twos', 8), {0x40, 0xC0}, 0.5f, -0.5f},
-        PcmCase{"sowt16", classic('sowt', 16), {0x00, 0x40, 0x00, 0xC0}, 0.5f, -0.5f},
         PcmCase{"sowtDefaultWidth", classic('sowt', 0), {0x00, 0x40, 0x00, 0xC0}, 0.5f, -0.5f},
-        PcmCase{"raw8", classic('raw ', 8), {0xC0, 0x40}, 0.5f, -0.5f},
         PcmCase{"in24", classic('in24', 24), {0x40, 0, 0, 0xC0, 0, 0}, 0.5f, -0.5f},
         PcmCase{"in24Enda", classic('in24', 24, true), {0, 0, 0x40, 0, 0, 0xC0}, 0.5f, -0.5f},
         PcmCase{"in32", classic('in32', 32), {0x40, 0, 0, 0, 0xC0, 0, 0, 0}, 0.5f, -0.5f},
@@ -60,10 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
         PcmCase{"fl32", classic('fl32', 32), {0x3F, 0, 0, 0, 0xBF, 0, 0, 0}, 0.5f, -0.5f},
         PcmCase{"fl32Enda", classic('fl32', 32, true), {0, 0, 0, 0x3F, 0, 0, 0, 0xBF}, 0.5f, -0.5f},
         PcmCase{"fl64", classic('fl64', 64), {0x3F, 0xE0, 0, 0, 0, 0, 0, 0, 0xBF, 0xE0, 0, 0, 0, 0, 0, 0}, 0.5f, -0.5f},
-        PcmCase{"ulaw", classic('ulaw', 16), {0x80, 0x00}, 32124.0f / 32768, -32124.0f / 32768},
         PcmCase{"alaw", classic('alaw', 16), {0xD5, 0x55}, 8.0f / 32768, -8.0f / 32768},
         PcmCase{"lpcmS16Big", lpcm(16, kSigned | kBig), {0x40, 0x00, 0xC0, 0x00}, 0.5f, -0.5f},
-        PcmCase{"lpcmS24Little", lpcm(24, kSigned), {0, 0, 0x40, 0, 0, 0xC0}, 0.5f, -0.5f},
         PcmCase{"lpcmU16Little", lpcm(16, 0), {0x00, 0xC0, 0x00, 0x40}, 0.5f, -0.5f},
         PcmCase{"lpcmS8", lpcm(8, kSigned), {0x40, 0xC0}, 0.5f, -0.5f},
         PcmCase{"lpcmU8", lpcm(8, 0), {0xC0, 0x40}, 0.5f, -0.5f},
