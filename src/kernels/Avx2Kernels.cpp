@@ -104,13 +104,13 @@ inline __m256 bothHalves(__m128 v) { return _mm256_set_m128(v, v); }
 
 // Four 4:2:2 groups (16 bytes) to eight R, G, B, A pixels; the luma of the first pixels goes
 // in the low half and the chroma terms serve both halves.
-inline void storeGroups(float* px, __m128 y0, __m128 y1, __m128 cb128, __m128 cr128, float crToR,
-                        float cbToG, float crToG, float cbToB) {
+inline void storeGroups(bool stream, float* px, __m128 y0, __m128 y1, __m128 cb128, __m128 cr128,
+                        float crToR, float cbToG, float crToG, float cbToB) {
     const __m256 y = _mm256_set_m128(y1, y0), cb = bothHalves(cb128), cr = bothHalves(cr128);
     const __m256 red = clamp01(add(y, mul(splat(crToR), cr)));
     const __m256 green = clamp01(add(add(y, mul(splat(cbToG), cb)), mul(splat(crToG), cr)));
     const __m256 blue = clamp01(add(y, mul(splat(cbToB), cb)));
-    storePixels(px, red, green, blue, splat(1.0f));
+    putPixels(stream, px, red, green, blue, splat(1.0f));
 }
 
 inline __m128 lumaFromBytes(__m128 v, float scale) {
@@ -123,6 +123,7 @@ void convert2vuyToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
     if (!isPackedRgba(a, r, g, b, stride) || byteCount <= 0)
         return kAutoVectorisedKernels.twoVuyToRgb(in, a, r, g, b, stride, byteCount, set);
     const int blocks = byteCount / 16;
+    const bool stream = streams(r, byteCount / 2);
     const __m128 k255 = _mm_set1_ps(255.0f), k128 = _mm_set1_ps(128.0f);
     for (int k = 0; k < blocks; ++k) {
         const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 16 * k));
@@ -130,8 +131,9 @@ void convert2vuyToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         const __m128 y0 = lumaFromBytes(laneByte(words, 1), set.lumaScale);
         const __m128 cr = _mm_div_ps(_mm_sub_ps(laneByte(words, 2), k128), k255);
         const __m128 y1 = lumaFromBytes(laneByte(words, 3), set.lumaScale);
-        storeGroups(r + 32 * k, y0, y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB);
+        storeGroups(stream, r + 32 * k, y0, y1, cb, cr, set.crToR, set.cbToG, set.crToG, set.cbToB);
     }
+    endStreaming(stream);
     const int done = 16 * blocks, skip = kPixelStride * (done / 2);
     kAutoVectorisedKernels.twoVuyToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride,
                                        byteCount - done, set);
@@ -142,6 +144,7 @@ void convertYuvsToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
     if (!isPackedRgba(a, r, g, b, stride) || byteCount <= 0)
         return kAutoVectorisedKernels.yuvsToRgb(in, a, r, g, b, stride, byteCount);
     const int blocks = byteCount / 16;
+    const bool stream = streams(r, byteCount / 2);
     const __m128 k255 = _mm_set1_ps(255.0f);
     for (int k = 0; k < blocks; ++k) {
         const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 16 * k));
@@ -149,8 +152,10 @@ void convertYuvsToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         const __m128 cb = _mm_div_ps(_mm_sub_ps(laneByte(words, 1), _mm_set1_ps(127.0f)), k255);
         const __m128 y1 = lumaFromBytes(laneByte(words, 2), k1Over218);
         const __m128 cr = _mm_div_ps(_mm_sub_ps(laneByte(words, 3), _mm_set1_ps(128.0f)), k255);
-        storeGroups(r + 32 * k, y0, y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG, kYuvsCbToB);
+        storeGroups(stream, r + 32 * k, y0, y1, cb, cr, kYuvsCrToR, kYuvsCbToG, kYuvsCrToG,
+                    kYuvsCbToB);
     }
+    endStreaming(stream);
     const int done = 16 * blocks, skip = kPixelStride * (done / 2);
     kAutoVectorisedKernels.yuvsToRgb(in + done, a + skip, r + skip, g + skip, b + skip, stride,
                                      byteCount - done);
@@ -169,6 +174,7 @@ void convertR408ToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
     const int blocks = count > 0 ? count / 8 : 0;
     // Pixels in the order 0 2 4 6 1 3 5 7, the order storePixels expects.
     const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7);
+    const bool stream = streams(r, count);
     for (int k = 0; k < blocks; ++k) {
         const __m256i loaded = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 32 * k));
         const __m256i words = _mm256_permutevar8x32_epi32(loaded, order);
@@ -181,8 +187,9 @@ void convertR408ToRgbAvx2(const uint8_t* in, float* a, float* r, float* g, float
         const __m256 green =
             clamp01(sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr)));
         const __m256 blue = clamp01(add(y, mul(splat(0.00791071f), cb)));
-        storePixels(r + 32 * k, red, green, blue, alpha);
+        putPixels(stream, r + 32 * k, red, green, blue, alpha);
     }
+    endStreaming(stream);
     const int done = 8 * blocks, skip = kPixelStride * done;
     kAutoVectorisedKernels.r408ToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride,
                                      count - done);
@@ -218,6 +225,7 @@ void convertR4flToRgbAvx2(const float* in, float* a, float* r, float* g, float* 
         return kAutoVectorisedKernels.r4flToRgb(in, a, r, g, b, stride, count);
     const int blocks = count > 0 ? count / 8 : 0;
     const __m256 k255 = splat(255.0f), k128 = splat(128.0f);
+    const bool stream = streams(r, count);
     for (int k = 0; k < blocks; ++k) {
         const Channels px = loadPixels(in + 32 * k); // A, Y', Cb, Cr
         const __m256 y = mul(mul(px.c1, k255), splat(k1Over219));
@@ -226,8 +234,9 @@ void convertR4flToRgbAvx2(const float* in, float* a, float* r, float* g, float* 
         const __m256 red = add(mul(splat(0.00625893f), cr), y);
         const __m256 green = sub(sub(y, mul(splat(0.00153632f), cb)), mul(splat(0.00318811f), cr));
         const __m256 blue = add(mul(splat(0.00791071f), cb), y);
-        storePixels(r + 32 * k, red, green, blue, px.c0);
+        putPixels(stream, r + 32 * k, red, green, blue, px.c0);
     }
+    endStreaming(stream);
     const int done = 8 * blocks, skip = kPixelStride * done;
     kAutoVectorisedKernels.r4flToRgb(in + 4 * done, a + skip, r + skip, g + skip, b + skip, stride,
                                      count - done);

@@ -70,5 +70,31 @@ inline void storePixels(float* p, __m256 r, __m256 g, __m256 b, __m256 a) {
     _mm256_storeu_ps(p + 24, px.c3);
 }
 
+// Wide rows of host floats are written past the cache: a 1080p float frame is 33 MB, more
+// than any cache holds, and loading every line before overwriting it doubles the memory
+// traffic. Needs 16-byte aligned pixels (the host's buffer of malloc is); the kernel ends
+// with endStreaming() so the stores are ordered before whatever reads the row next.
+constexpr int kStreamingPixels = 1024;
+inline bool streams(const float* p, int pixels) {
+    return pixels >= kStreamingPixels && (reinterpret_cast<uintptr_t>(p) & 15) == 0;
+}
+inline void streamHalves(float* p, __m256 v) {
+    _mm_stream_ps(p, _mm256_castps256_ps128(v));
+    _mm_stream_ps(p + 4, _mm256_extractf128_ps(v, 1));
+}
+inline void putPixels(bool stream, float* p, __m256 r, __m256 g, __m256 b, __m256 a) {
+    if (!stream)
+        return storePixels(p, r, g, b, a);
+    const Channels px = transpose(r, g, b, a);
+    streamHalves(p, px.c0);
+    streamHalves(p + 8, px.c1);
+    streamHalves(p + 16, px.c2);
+    streamHalves(p + 24, px.c3);
+}
+inline void endStreaming(bool stream) {
+    if (stream)
+        _mm_sfence();
+}
+
 } // namespace
 } // namespace Vantor::QuickTime::vectors
