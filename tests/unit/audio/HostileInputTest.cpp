@@ -1,5 +1,6 @@
 // Malformed descriptions, lying packet sources, damaged packets and files that are not
-// sound: each gives a result code and the timeline stays whole; nothing crashes.
+// sound: each gives a result code and the timeline stays whole; nothing crashes. Mutated sample
+// descriptions are the movie reader fuzzer's.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -7,7 +8,6 @@
 #include <random>
 
 #include "AudioTestSupport.h"
-#include "vqt/audio/SampleEntry.h"
 
 namespace vqt::audio::test {
 namespace {
@@ -206,41 +206,6 @@ TEST(AudioHostileFiles, ATruncatedWaveImportsWhatIsThere) {
   const std::vector<float> head = readFrames(*decoder, 0, sound.totalFrames);
   const std::vector<float> reference = referenceDecode("s16.wav");
   EXPECT_EQ(maxAbsDifference(head.data(), reference.data(), head.size()), 0.0f);
-}
-
-// Sample entries of real formats with random bytes changed, decoded from random packets:
-// whatever the description turns into, the engine answers with a code and the length.
-TEST(AudioHostileFormats, MutatedEntriesAndRandomPacketsNeverCrash) {
-  std::vector<std::vector<std::uint8_t>> entries;
-  for (const char* file : {"s24.aiff", "ulaw.wav", "aac.m4a", "alac.m4a", "tone.mp3"}) {
-    ImportedSound sound;
-    ASSERT_EQ(importSoundFile(fixturePath(file), sound), Status::ok);
-    entries.push_back(writeSoundSampleEntry(sound.format));
-  }
-  std::mt19937 random(5);
-  int decoded = 0;
-  for (int round = 0; round < 300; ++round) {
-    std::vector<std::uint8_t> entry = entries[round % entries.size()];
-    for (int flips = 0; flips < 1 + round % 4; ++flips)
-      entry[std::uniform_int_distribution<std::size_t>(0, entry.size() - 1)(random)] = static_cast<std::uint8_t>(random());
-    SoundFormat format;
-    if (parseSoundSampleEntry(entry, format) != Status::ok) continue;
-    auto source = std::make_unique<MemoryPacketSource>();
-    for (int i = 0; i < 6; ++i) {
-      std::vector<std::uint8_t> bytes(std::uniform_int_distribution<std::size_t>(1, 3000)(random));
-      for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
-      source->info.push_back({static_cast<std::uint32_t>(bytes.size()), 1024});
-      source->bytes.push_back(std::move(bytes));
-    }
-    std::unique_ptr<TrackDecoder> decoder;
-    if (TrackDecoder::create(format, std::move(source), decoder) != Status::ok) continue;
-    ++decoded;
-    std::vector<float> out(static_cast<std::size_t>(6 * 1024 * decoder->channels()));
-    std::int64_t delivered = 0;
-    decoder->read(out, delivered);
-    EXPECT_EQ(delivered, 6 * 1024);
-  }
-  EXPECT_GT(decoded, 50);  // the mutations left most descriptions decodable
 }
 
 TEST(AudioHostileMixes, NoTracksOrBadPlacementsAreRefused) {
