@@ -10,6 +10,7 @@
 #include "FramePool.h"
 #include "SessionResults.h"
 #include "vqt/codecs/DecodeSequence.h"
+#include "vqt/movies/SampleOrigins.h"
 
 namespace codecs = vqt::codecs;
 
@@ -36,6 +37,10 @@ struct OpaqueICMDecompressionSession {
   std::vector<Frame> frames;  // given since the last flush, in decode order
   std::int64_t lastSample = 0;
   FramePool* pool = FramePool::create();
+  // The media the frames' bytes were read from, when the Movie Toolbox knows
+  // it and the frame numbers are its sample numbers: the sequence then reads
+  // ahead in it by itself.
+  VqtMediaSampleOrigin origin;
 
   ~OpaqueICMDecompressionSession() {
     if (pool != nullptr) pool->close();
@@ -49,6 +54,7 @@ struct OpaqueICMDecompressionSession {
   }
   CVPixelBufferRef render(const codecs::Picture& picture, OSStatus& result);
   OSStatus flush();
+  void followOrigin(const UInt8* data, ByteCount size, std::int64_t sample);
 };
 
 namespace {
@@ -107,6 +113,20 @@ CVPixelBufferRef OpaqueICMDecompressionSession::render(const codecs::Picture& pi
     return nullptr;
   }
   return buffer;
+}
+
+void OpaqueICMDecompressionSession::followOrigin(const UInt8* data, ByteCount size, std::int64_t sample) {
+  VqtMediaSampleOrigin found;
+  if (!VqtMediaSampleOriginOf(data, size, &found) || found.sampleNumber != sample) found = {};
+  if (found.media == origin.media && found.descriptionIndex == origin.descriptionIndex) return;
+  origin = found;
+  if (origin.media == nullptr) {
+    sequence->setSampleSource({});
+    return;
+  }
+  sequence->setSampleSource([from = origin](std::int64_t number, std::vector<std::uint8_t>& bytes) {
+    return VqtMediaReadSample(from, number, bytes);
+  });
 }
 
 OSStatus OpaqueICMDecompressionSession::flush() {
@@ -257,6 +277,7 @@ OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, 
     frame.display = (frameTime->flags & icmFrameTimeDoNotDisplay) == 0;
   }
   session->lastSample = frame.sample;
+  session->followOrigin(data, dataSize, frame.sample);
   session->frames.push_back(frame);
   // Decode errors reach the client through the callback at the flush.
   session->sequence->add(frame.sample, {data, static_cast<std::size_t>(dataSize)}, frame.display);

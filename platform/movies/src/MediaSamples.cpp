@@ -2,6 +2,7 @@
 // display times, interesting decode times, and reading samples with their
 // descriptions.
 #include "MovieState.h"
+#include "SampleOriginRecording.h"
 
 #include <algorithm>
 #include <cstring>
@@ -346,6 +347,7 @@ OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSiz
         if (total > dataOutBufferSize) return setMoviesError(paramErr);
         const engine::Error read = media->track->movie->model->readSampleData(where.offset, std::span(dataOut, total));
         if (read != engine::Error::none) return setMoviesError(read == engine::Error::ioError ? ioErr : invalidSampleTable);
+        if (count == 1) recordSampleOrigin(dataOut, static_cast<ByteCount>(total), media, first, where.descriptionIndex);
     }
     std::int64_t start = 0, duration = 0;
     table.decodeTime(first, start, duration);

@@ -1,7 +1,8 @@
 // A long-GOP H.264 stream with B-frames, read picture by picture in display
 // order the way a movie reader does (from the sync sample to the wanted one,
 // every time): the kept decoder gives the same pixels as decoding afresh, and
-// decodes each sample once.
+// decodes each sample once; the same with a source to read ahead from, even
+// one whose bytes differ from the requests' own.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -20,6 +21,9 @@ constexpr int kHeight = 240;
 constexpr int kFrames = 110;
 
 class LongGopSequence : public ::testing::Test {
+ public:
+  enum class Source { none, faithful, damaged };
+
  protected:
   static void SetUpTestSuite() {
     const std::string path = test::makeFixture(
@@ -65,6 +69,19 @@ class LongGopSequence : public ::testing::Test {
     return image.bytes;
   }
 
+  static DecodeSequence makeSequence(Source source) {
+    DecodeSequence sequence(newDecoder());
+    if (source != Source::none) {
+      sequence.setSampleSource([source](std::int64_t number, std::vector<std::uint8_t>& bytes) {
+        if (number < 0 || number >= static_cast<std::int64_t>(units_.size())) return false;
+        bytes = units_[number].bytes;
+        if (source == Source::damaged) bytes.back() ^= 0x5A;
+        return true;
+      });
+    }
+    return sequence;
+  }
+
   static std::vector<AccessUnit> units_;
   static std::vector<std::int64_t> displayOrder_;
   static std::map<std::int64_t, std::vector<std::uint8_t>> reference_;
@@ -85,15 +102,6 @@ TEST_F(LongGopSequence, FixtureHasLongGopsWithReordering) {
   EXPECT_GT(reordered, kFrames / 2);
 }
 
-TEST_F(LongGopSequence, ReadingInDisplayOrderDecodesEachSampleOnceAndMatchesAFreshDecode) {
-  DecodeSequence sequence(newDecoder());
-  for (std::size_t k = 0; k < displayOrder_.size(); ++k) {
-    const std::int64_t target = displayOrder_[k];
-    ASSERT_EQ(request(sequence, target), reference_[target]) << "display position " << k;
-  }
-  EXPECT_EQ(sequence.samplesDecoded(), units_.size());
-}
-
 TEST_F(LongGopSequence, AFreshSequencePerPictureGivesTheSamePixels) {
   for (std::size_t k = 3; k < displayOrder_.size(); k += 17) {
     DecodeSequence fresh(newDecoder());
@@ -102,14 +110,42 @@ TEST_F(LongGopSequence, AFreshSequencePerPictureGivesTheSamePixels) {
   }
 }
 
-TEST_F(LongGopSequence, JumpsBackwardAndAcrossGopsStayCorrect) {
-  DecodeSequence sequence(newDecoder());
-  const std::size_t positions[] = {60, 61, 5, 100, 99, 47, 48, 2, 2};
+class ReadAheadSequence : public LongGopSequence, public ::testing::WithParamInterface<LongGopSequence::Source> {};
+
+TEST_P(ReadAheadSequence, ReadingInDisplayOrderDecodesEachSampleOnceAndMatchesAFreshDecode) {
+  DecodeSequence sequence = makeSequence(GetParam());
+  for (std::size_t k = 0; k < displayOrder_.size(); ++k) {
+    const std::int64_t target = displayOrder_[k];
+    ASSERT_EQ(request(sequence, target), reference_[target]) << "display position " << k;
+    // Reading ahead: the first request already went past the wanted sample.
+    if (k == 0 && GetParam() == Source::faithful) {
+      EXPECT_GT(sequence.samplesDecoded(), 1u);
+    }
+  }
+  // Bytes read ahead that differ from the requests' are decoded again, never shown.
+  if (GetParam() != Source::damaged) {
+    EXPECT_EQ(sequence.samplesDecoded(), units_.size());
+  }
+}
+
+TEST_P(ReadAheadSequence, JumpsBackwardAndAcrossGopsStayCorrect) {
+  DecodeSequence sequence = makeSequence(GetParam());
+  const std::size_t positions[] = {60, 61, 5, 100, 99, 47, 48, 2, 2, 108, 109, 0};
   for (std::size_t k : positions) {
     const std::int64_t target = displayOrder_[k];
     ASSERT_EQ(request(sequence, target), reference_[target]) << "display position " << k;
   }
 }
+
+std::string sourceName(const ::testing::TestParamInfo<LongGopSequence::Source>& info) {
+  static const char* const kNames[] = {"None", "Faithful", "Damaged"};
+  return kNames[static_cast<int>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, ReadAheadSequence,
+                         ::testing::Values(LongGopSequence::Source::none, LongGopSequence::Source::faithful,
+                                           LongGopSequence::Source::damaged),
+                         sourceName);
 
 TEST_F(LongGopSequence, ChangedSampleDataIsDecodedAgainNotTakenFromTheCache) {
   DecodeSequence sequence(newDecoder());
@@ -163,6 +199,7 @@ namespace {
 
 // MPEG-4 with B-frames has no way to hand out a held picture and keep going:
 // the decoder drains, and the next request decodes again from its sync sample.
+// Reading ahead spares the drains: each sample is then decoded once.
 TEST(DecodeSequenceDrained, ReorderingCodecsStillGiveTheSamePictures) {
   EncoderConfig config;
   config.codecType = 'mp4v';
@@ -197,6 +234,14 @@ TEST(DecodeSequenceDrained, ReorderingCodecsStillGiveTheSamePictures) {
   std::unique_ptr<Decoder> kept;
   ASSERT_EQ(Decoder::create(decoderConfig, kept), Status::ok);
   DecodeSequence sequence(std::move(kept));
+  std::unique_ptr<Decoder> ahead;
+  ASSERT_EQ(Decoder::create(decoderConfig, ahead), Status::ok);
+  DecodeSequence readingAhead(std::move(ahead));
+  readingAhead.setSampleSource([&](std::int64_t number, std::vector<std::uint8_t>& bytes) {
+    if (number < 0 || number >= static_cast<std::int64_t>(frames.size())) return false;
+    bytes = frames[number].data;
+    return true;
+  });
   int reordered = 0;
   for (std::size_t position = 0; position < frames.size(); ++position) {
     std::size_t target = 0;
@@ -208,8 +253,10 @@ TEST(DecodeSequenceDrained, ReorderingCodecsStillGiveTheSamePictures) {
     ASSERT_EQ(Decoder::create(decoderConfig, freshDecoder), Status::ok);
     DecodeSequence fresh(std::move(freshDecoder));
     EXPECT_EQ(read(fresh, target).second, pixels) << "display position " << position;
+    EXPECT_EQ(read(readingAhead, target).second, pixels) << "display position " << position;
   }
   EXPECT_GT(reordered, 0);
+  EXPECT_EQ(readingAhead.samplesDecoded(), frames.size());
 }
 
 }  // namespace

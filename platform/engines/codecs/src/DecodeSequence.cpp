@@ -12,6 +12,18 @@ namespace {
 constexpr std::size_t kCacheLimit = 16;
 constexpr std::size_t kIntraCacheLimit = 2;
 
+// Reading ahead: the decoder is kept fed this many samples past the wanted
+// one, so its frame threads have the next pictures to work on while the
+// caller converts this one; if the wanted picture is still held back, more
+// are fed, up to kMostAhead past it, before the decoder is made to hand it
+// out. Both stay well inside the cache (pictures waiting to be asked for).
+constexpr std::int64_t kKeepAhead = 6;
+constexpr std::int64_t kMostAhead = 12;
+// A request whose wanted sample lies this close to the previous one's is
+// taken as reading on (display order moves around within the reordering
+// depth); others, random access, are not read ahead of.
+constexpr std::int64_t kContinuationDistance = 16;
+
 // FNV-1a over 64-bit words: tells a sample that was decoded before from a new one.
 std::uint64_t digestOf(std::span<const std::uint8_t> data) {
   std::uint64_t hash = 1469598103934665603ull ^ data.size();
@@ -119,11 +131,35 @@ const Picture* DecodeSequence::cached(std::int64_t number) const {
   return nullptr;
 }
 
+bool DecodeSequence::missingShown() const {
+  return std::any_of(request_.begin(), request_.end(),
+                     [&](const Sample& s) { return s.display && cached(s.number) == nullptr; });
+}
+
+bool DecodeSequence::continuesPrevious() const {
+  if (request_.empty()) return false;
+  const std::int64_t wanted = request_.back().number;
+  // The first picture of a sync sample is where reading from the start begins.
+  if (previousWanted_ == 0 || request_.size() == 1) return true;
+  return wanted >= previousWanted_ - kContinuationDistance && wanted <= previousWanted_ + kContinuationDistance;
+}
+
+void DecodeSequence::readAhead() {
+  if (!source_ || request_.empty() || decoder_->isIntraOnly() || !continuesPrevious()) return;
+  const std::int64_t wanted = request_.back().number;
+  while (!run_.empty() && decoder_->canContinue()) {
+    const std::int64_t next = run_.back().first + 1;
+    const bool fedEnough = next > wanted + kKeepAhead;
+    if ((fedEnough && !missingShown()) || next > wanted + kMostAhead) return;
+    if (!source_(next, aheadBytes_)) return;
+    // A sample that fails to decode is left for the request that asks for it.
+    if (feed({next, digestOf(aheadBytes_), aheadBytes_, false}) != Status::ok) return;
+  }
+}
+
 Status DecodeSequence::finish(std::vector<Picture>& pictures) {
-  auto missing = [&] {
-    return std::any_of(request_.begin(), request_.end(),
-                       [&](const Sample& s) { return s.display && cached(s.number) == nullptr; });
-  };
+  auto missing = [&] { return missingShown(); };
+  readAhead();
   Status status = Status::ok;
   if (missing()) {
     std::vector<Picture> out;
@@ -147,6 +183,7 @@ Status DecodeSequence::finish(std::vector<Picture>& pictures) {
     lastEmittedOrder_ = std::max(lastEmittedOrder_, picture.outputOrder());
     pictures.push_back(std::move(picture));
   }
+  if (!request_.empty()) previousWanted_ = request_.back().number;
   request_.clear();
   trimCache();
   return status;

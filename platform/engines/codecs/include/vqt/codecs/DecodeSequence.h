@@ -7,10 +7,18 @@
 // samples already decoded are skipped and their pictures come from a small
 // cache; the result is identical to decoding afresh. (With open GOPs the kept
 // decoder shows leading pictures correctly where a fresh one cannot.)
+//
+// Given a source of the stream's samples, a request that continues near the
+// previous one also feeds the samples after it, so that a reordering or
+// frame-threaded decoder hands out the wanted picture without being drained
+// and keeps decoding the next ones on its threads while the caller converts.
+// Their pictures wait in the cache until asked for; only asked-for pictures
+// are ever handed out, and they are the ones decoding afresh would give.
 #pragma once
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -31,6 +39,12 @@ class DecodeSequence {
   // A displayed sample whose picture could not be made is left out.
   Status finish(std::vector<Picture>& pictures);
 
+  // Reads sample `number` of the stream into `bytes`; false when there is none.
+  using SampleSource = std::function<bool(std::int64_t number, std::vector<std::uint8_t>& bytes)>;
+  // Lets finish() read ahead; an empty source stops it. Samples read ahead are
+  // checked against the requests' own bytes, as every decoded sample is.
+  void setSampleSource(SampleSource source) { source_ = std::move(source); }
+
   Decoder& decoder() { return *decoder_; }
   std::uint64_t samplesDecoded() const { return decoder_->samplesDecoded(); }
 
@@ -47,7 +61,10 @@ class DecodeSequence {
   Status restartWithRequest();
   void keep(std::vector<Picture>& pictures);
   const Picture* cached(std::int64_t number) const;
+  bool missingShown() const;
   void trimCache();
+  bool continuesPrevious() const;
+  void readAhead();
 
   std::unique_ptr<Decoder> decoder_;
   std::vector<std::pair<std::int64_t, std::uint64_t>> run_;  // fed since the last restart
@@ -56,6 +73,9 @@ class DecodeSequence {
   Mode mode_ = Mode::fresh;
   std::size_t replayIndex_ = 0;
   std::uint64_t lastEmittedOrder_ = 0;
+  SampleSource source_;
+  std::vector<std::uint8_t> aheadBytes_;
+  std::int64_t previousWanted_ = 0;  // last sample of the previous request, 0 before the first
 };
 
 }  // namespace vqt::codecs
