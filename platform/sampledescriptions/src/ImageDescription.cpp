@@ -8,7 +8,7 @@
 #include <cstring>
 #include <optional>
 
-#include "BigEndian.h"
+#include "FileEntry.h"
 
 using namespace vqt::description;
 
@@ -22,17 +22,35 @@ struct ExtensionAtom {
   OSType type;
 };
 
+// The fixed part's fields after idSize, in file order; Desc is ImageDescription, const or not.
+template <typename Desc, typename Visit>
+void forEachField(Desc& d, Visit&& visit) {
+  visit(d.cType);
+  visit(d.resvd1);
+  visit(d.resvd2);
+  visit(d.dataRefIndex);
+  visit(d.version);
+  visit(d.revisionLevel);
+  visit(d.vendor);
+  visit(d.temporalQuality);
+  visit(d.spatialQuality);
+  visit(d.width);
+  visit(d.height);
+  visit(d.hRes);
+  visit(d.vRes);
+  visit(d.dataSize);
+  visit(d.frameCount);
+  visit(d.name);
+  visit(d.depth);
+  visit(d.clutID);
+}
+
 bool isValid(ImageDescriptionHandle desc) {
   return desc && *desc && GetHandleSize(reinterpret_cast<Handle>(desc)) >= Size(kFixedSize);
 }
 
 // The end of the extension area: idSize, bounded by what the handle holds.
-size_t extensionEnd(ImageDescriptionHandle desc) {
-  const size_t handleSize = GetHandleSize(reinterpret_cast<Handle>(desc));
-  const SInt32 idSize = (*desc)->idSize;
-  if (idSize < SInt32(kFixedSize)) return kFixedSize;
-  return std::min(size_t(idSize), handleSize);
-}
+size_t extensionEnd(ImageDescriptionHandle desc) { return usedSize(reinterpret_cast<Handle>(desc), kFixedSize); }
 
 // Walks the extension atoms; stops at the first one whose size does not fit,
 // so a damaged tail (or the 4-byte zero terminator some writers add) is ignored.
@@ -340,64 +358,12 @@ ImageDescriptionHandle VqtNewImageDescription(CodecType codec, SInt16 width, SIn
 }
 
 OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescriptionHandle* desc) {
-  if (!desc) return paramErr;
-  *desc = nullptr;
-  if (!bytes || length < kFixedSize || length > 0x7FFFFFFF) return paramErr;
-  auto handle = reinterpret_cast<ImageDescriptionHandle>(NewHandle(length));
-  if (!handle) return memFullErr;
-  ImageDescription& d = **handle;
-  const UInt8* p = bytes;
-  d.idSize = SInt32(length);  // what the entry really holds, whatever its size field claims
-  d.cType = be32(p + 4);
-  d.resvd1 = SInt32(be32(p + 8));
-  d.resvd2 = SInt16(be16(p + 12));
-  d.dataRefIndex = SInt16(be16(p + 14));
-  d.version = SInt16(be16(p + 16));
-  d.revisionLevel = SInt16(be16(p + 18));
-  d.vendor = SInt32(be32(p + 20));
-  d.temporalQuality = be32(p + 24);
-  d.spatialQuality = be32(p + 28);
-  d.width = SInt16(be16(p + 32));
-  d.height = SInt16(be16(p + 34));
-  d.hRes = Fixed(be32(p + 36));
-  d.vRes = Fixed(be32(p + 40));
-  d.dataSize = SInt32(be32(p + 44));
-  d.frameCount = SInt16(be16(p + 48));
-  std::memcpy(d.name, p + 50, sizeof d.name);
-  d.name[0] = std::min<UInt8>(d.name[0], 31);
-  d.depth = SInt16(be16(p + 82));
-  d.clutID = SInt16(be16(p + 84));
-  std::memcpy(reinterpret_cast<UInt8*>(*handle) + kFixedSize, bytes + kFixedSize, length - kFixedSize);
-  *desc = handle;
-  return noErr;
+  return handleFromFile(bytes, length, kFixedSize, desc, [](ImageDescription& d, FieldReader read) {
+    forEachField(d, read);
+    d.name[0] = std::min<UInt8>(d.name[0], 31);
+  });
 }
 
 std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
-  std::vector<UInt8> out;
-  if (!isValid(desc)) return out;
-  const ImageDescription& d = **desc;
-  const size_t end = extensionEnd(desc);
-  out.reserve(end);
-  put32(out, UInt32(end));
-  put32(out, d.cType);
-  put32(out, UInt32(d.resvd1));
-  put16(out, UInt16(d.resvd2));
-  put16(out, UInt16(d.dataRefIndex));
-  put16(out, UInt16(d.version));
-  put16(out, UInt16(d.revisionLevel));
-  put32(out, UInt32(d.vendor));
-  put32(out, d.temporalQuality);
-  put32(out, d.spatialQuality);
-  put16(out, UInt16(d.width));
-  put16(out, UInt16(d.height));
-  put32(out, UInt32(d.hRes));
-  put32(out, UInt32(d.vRes));
-  put32(out, UInt32(d.dataSize));
-  put16(out, UInt16(d.frameCount));
-  out.insert(out.end(), d.name, d.name + sizeof d.name);
-  put16(out, UInt16(d.depth));
-  put16(out, UInt16(d.clutID));
-  const auto* base = reinterpret_cast<const UInt8*>(*desc);
-  out.insert(out.end(), base + kFixedSize, base + end);
-  return out;
+  return entryFromHandle(desc, kFixedSize, [](const ImageDescription& d, FieldWriter write) { forEachField(d, write); });
 }
