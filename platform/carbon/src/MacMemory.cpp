@@ -46,18 +46,22 @@ PtrHeader* headerOf(Ptr p) {
   return header->tag == kPtrTag ? header : nullptr;
 }
 
+bool sizeAllowed(Size byteCount) { return byteCount >= 0 && byteCount <= kMaxBlockSize; }
+
+// At least one byte, so an empty block still has storage to point at.
+size_t storageFor(Size byteCount) { return byteCount ? size_t(byteCount) : 1; }
+
+// The tag is overwritten first, so a stale handle or pointer is refused rather than trusted.
+void release(UInt32& tag, void* block) {
+  tag = kDeadTag;
+  std::free(block);
+  --liveBlocks;
+  lastError = noErr;
+}
+
 Handle allocateHandle(Size byteCount, bool clear) {
-  if (byteCount < 0 || byteCount > kMaxBlockSize) {
-    lastError = memFullErr;
-    return nullptr;
-  }
-  auto* block = static_cast<HandleBlock*>(std::malloc(sizeof(HandleBlock)));
-  if (!block) {
-    lastError = memFullErr;
-    return nullptr;
-  }
-  // Always allocate at least one byte so an empty handle still has storage to point at.
-  void* data = clear ? std::calloc(1, byteCount ? byteCount : 1) : std::malloc(byteCount ? byteCount : 1);
+  auto* block = sizeAllowed(byteCount) ? static_cast<HandleBlock*>(std::malloc(sizeof(HandleBlock))) : nullptr;
+  void* data = !block ? nullptr : clear ? std::calloc(1, storageFor(byteCount)) : std::malloc(storageFor(byteCount));
   if (!data) {
     std::free(block);
     lastError = memFullErr;
@@ -85,11 +89,8 @@ void DisposeHandle(Handle h) {
     return;
   }
   std::free(block->master);
-  block->tag = kDeadTag;
   block->master = nullptr;
-  std::free(block);
-  --liveBlocks;
-  lastError = noErr;
+  release(block->tag, block);
 }
 
 Size GetHandleSize(Handle h) {
@@ -108,11 +109,7 @@ void SetHandleSize(Handle h, Size newSize) {
     lastError = nilHandleErr;
     return;
   }
-  if (newSize < 0 || newSize > kMaxBlockSize) {
-    lastError = memFullErr;
-    return;
-  }
-  void* data = std::realloc(block->master, newSize ? newSize : 1);
+  void* data = sizeAllowed(newSize) ? std::realloc(block->master, storageFor(newSize)) : nullptr;
   if (!data) {
     lastError = memFullErr;
     return;
@@ -164,23 +161,24 @@ OSErr PtrToHand(const void* srcPtr, Handle* dstHndl, long size) {
   return lastError = noErr;
 }
 
-OSErr PtrToXHand(const void* srcPtr, Handle dstHndl, long size) {
-  if (!blockOf(dstHndl)) return lastError = nilHandleErr;
-  if (size < 0 || (size && !srcPtr)) return lastError = paramErr;
-  SetHandleSize(dstHndl, size);
+namespace {
+
+// Resizes the handle to end `size` bytes after `at` and copies those bytes there.
+OSErr copyIntoHandle(const void* source, Handle destination, Size at, long size) {
+  if (!blockOf(destination)) return lastError = nilHandleErr;
+  if (size < 0 || (size && !source)) return lastError = paramErr;
+  SetHandleSize(destination, at + size);
   if (lastError) return lastError;
-  if (size) std::memmove(*dstHndl, srcPtr, size);
+  if (size) std::memmove(*destination + at, source, size);
   return lastError = noErr;
 }
 
+}  // namespace
+
+OSErr PtrToXHand(const void* srcPtr, Handle dstHndl, long size) { return copyIntoHandle(srcPtr, dstHndl, 0, size); }
+
 OSErr PtrAndHand(const void* ptr1, Handle hand2, long size) {
-  if (!blockOf(hand2)) return lastError = nilHandleErr;
-  if (size < 0 || (size && !ptr1)) return lastError = paramErr;
-  Size old = GetHandleSize(hand2);
-  SetHandleSize(hand2, old + size);
-  if (lastError) return lastError;
-  if (size) std::memmove(*hand2 + old, ptr1, size);
-  return lastError = noErr;
+  return copyIntoHandle(ptr1, hand2, GetHandleSize(hand2), size);
 }
 
 OSErr HandAndHand(Handle hand1, Handle hand2) {
@@ -195,11 +193,9 @@ OSErr HandAndHand(Handle hand1, Handle hand2) {
 }
 
 Ptr NewPtr(Size byteCount) {
-  if (byteCount < 0 || byteCount > kMaxBlockSize) {
-    lastError = memFullErr;
-    return nullptr;
-  }
-  auto* header = static_cast<PtrHeader*>(std::malloc(offsetof(PtrHeader, data) + (byteCount ? byteCount : 1)));
+  auto* header = sizeAllowed(byteCount)
+                     ? static_cast<PtrHeader*>(std::malloc(offsetof(PtrHeader, data) + storageFor(byteCount)))
+                     : nullptr;
   if (!header) {
     lastError = memFullErr;
     return nullptr;
@@ -223,10 +219,7 @@ void DisposePtr(Ptr p) {
     lastError = p ? memWZErr : noErr;
     return;
   }
-  header->tag = kDeadTag;
-  std::free(header);
-  --liveBlocks;
-  lastError = noErr;
+  release(header->tag, header);
 }
 
 Size GetPtrSize(Ptr p) {
