@@ -8,7 +8,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "WriterHelpers.h"
 
@@ -27,6 +29,7 @@ struct Floor {
 constexpr int kWidth = 128;
 constexpr int kHeight = 96;
 constexpr int kFrames = 4;
+constexpr int kBFrames = 24;
 
 // B, G, R, A floats of smooth waves that move by a twelfth of a period a
 // frame: no hard edges for 4:2:0 chroma to smear, so the floor can be tight,
@@ -44,6 +47,29 @@ std::vector<float> smoothFrame(int width, int height, int frame) {
       p[3] = 1.0f;
     }
   return pixels;
+}
+
+// kBFrames frames made by `frameAt` through H.264 with a key frame every 12,
+// at quality index `quality`; 0 on success.
+int writeH264(const std::string& path, int width, int height, std::vector<float> (*frameAt)(int, int, int),
+              int quality) {
+  QuickTimeCodecWriter writer;
+  if (!selectCodec(writer, "avc1")) return -1;
+  writer.setCompressionSettings(width, height, 25.0f, 12, quality, false, "");
+  if (const int opened = writer.openMovie(path, 1); opened != 0) return opened;
+  for (int f = 0; f < kBFrames; ++f)
+    if (const int result = writer.encodeFrame(f, frameAt(width, height, f).data(), false); result != 0)
+      return result;
+  writer.finishVideo();
+  return writer.closeMovie(true);
+}
+
+// The bytes from the media data atom on (the header holds creation times).
+std::string sampleData(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string contents((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const auto at = contents.find("mdat");
+  return at == std::string::npos ? std::string() : contents.substr(at);
 }
 
 struct Difference {
@@ -119,19 +145,11 @@ TEST(RoundTrip, WrittenFramesReadBackWithinEachCodecsFloor) {
 }
 
 TEST(RoundTrip, H264WithBFramesReadsBackFrameByFrameInOrder) {
-  // 24 frames, a key frame every 12, quality 4 (CRF 12): x264 reorders, so the frames go
-  // to the file out of display order with their display offsets.
-  constexpr int kBFrames = 24;
-  const std::string path = scratchFolder("roundtrip-bframes") + "/avc1.mov";
-  {
-    QuickTimeCodecWriter writer;
-    ASSERT_TRUE(selectCodec(writer, "avc1"));
-    writer.setCompressionSettings(kWidth, kHeight, 25.0f, 12, 4, false, "");
-    ASSERT_EQ(writer.openMovie(path, 1), 0);
-    for (int f = 0; f < kBFrames; ++f) ASSERT_EQ(writer.encodeFrame(f, smoothFrame(kWidth, kHeight, f).data(), false), 0);
-    writer.finishVideo();
-    ASSERT_EQ(writer.closeMovie(true), 0);
-  }
+  // Quality 4 (CRF 12): x264 reorders, so the frames go to the file out of
+  // display order with their display offsets.
+  const std::string folder = scratchFolder("roundtrip-bframes");
+  const std::string path = folder + "/avc1.mov";
+  ASSERT_EQ(writeH264(path, kWidth, kHeight, smoothFrame, 4), 0);
   // The movie really holds reordered frames: some packet shows before the one
   // decoded ahead of it.
   std::istringstream packets(run(std::string(VQT_FFPROBE) + " -v error -select_streams v:0 -show_entries packet=pts " +
@@ -174,5 +192,28 @@ TEST(RoundTrip, H264WithBFramesReadsBackFrameByFrameInOrder) {
     std::printf("avc1 B-frames, ffmpeg CLI, frame %d: max %.4f PSNR %.2f dB\n", f, d.max, d.psnr);
     EXPECT_LE(d.max, kMaxError) << "frame " << f;
     EXPECT_GE(d.psnr, kMinPsnr) << "frame " << f;
+  }
+}
+
+TEST(RoundTrip, H264WritersAtOnceWriteTheSameSamplesAsOneAlone) {
+  // Moving hard edges at CRF 18, six macroblocks wide, where x264's AVX-512
+  // code made different movies from one encoder to the next in a process
+  // once an earlier one had run: one writer alone, then two rounds of two
+  // at once (the second round's threads reuse the first one's memory).
+  const std::string folder = scratchFolder("h264-at-once");
+  ASSERT_EQ(writeH264(folder + "/alone.mov", 96, 64, testFrame, 3), 0);
+  const std::string alone = sampleData(folder + "/alone.mov");
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(writeH264(folder + "/again.mov", 96, 64, testFrame, 3), 0);
+    EXPECT_TRUE(sampleData(folder + "/again.mov") == alone) << "round " << round << " alone again";
+    int results[2] = {-1, -1};
+    std::vector<std::thread> writers;
+    for (int i = 0; i < 2; ++i)
+      writers.emplace_back([&, i] { results[i] = writeH264(folder + "/" + std::to_string(i) + ".mov", 96, 64, testFrame, 3); });
+    for (std::thread& writer : writers) writer.join();
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(results[i], 0);
+      EXPECT_TRUE(sampleData(folder + "/" + std::to_string(i) + ".mov") == alone) << "round " << round << " writer " << i;
+    }
   }
 }

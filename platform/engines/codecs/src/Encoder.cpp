@@ -55,6 +55,35 @@ AVPixelFormat nativeLayout(const CodecEntry& entry, const EncoderConfig& config,
   return av_get_pix_fmt(std::string(alpha ? entry.encodeAlphaLayout : entry.encodeLayout).c_str());
 }
 
+// x264's instruction sets as its "asm" option names them, all that the CPU
+// has but AVX-512. x264's AVX-512 routines (build 164) do not give the results
+// of its C and AVX2 code, and from the second encoder in a process on they
+// vary from one encoder to the next (they take in memory that earlier
+// encoders left): the same frames made different movies, alone or on threads.
+// Empty where there is nothing to leave out.
+std::string x264InstructionSets() {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_cpu_init();
+  std::string sets = "MMX2";
+  const auto add = [&sets](bool present, const char* name) {
+    if (present) sets.append(",").append(name);
+  };
+  add(__builtin_cpu_supports("sse2"), "SSE2");
+  add(__builtin_cpu_supports("sse3"), "SSE3");
+  add(__builtin_cpu_supports("ssse3"), "SSSE3");
+  add(__builtin_cpu_supports("sse4.1"), "SSE4");
+  add(__builtin_cpu_supports("sse4.2"), "SSE4.2");
+  add(__builtin_cpu_supports("avx"), "AVX,SSE2Fast");
+  add(__builtin_cpu_supports("avx") && __builtin_cpu_supports("fma"), "FMA3");
+  add(__builtin_cpu_supports("bmi"), "BMI1");
+  add(__builtin_cpu_supports("bmi2"), "BMI2");
+  add(__builtin_cpu_supports("avx2"), "AVX2");
+  return sets + ",Cache64";
+#else
+  return {};
+#endif
+}
+
 }  // namespace
 
 struct Encoder::Impl {
@@ -182,6 +211,10 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
       break;
   }
   if (entry->profile >= 0) av_opt_set_int(context->priv_data, "profile", entry->profile, 0);
+  if (entry->encoder == "libx264") {
+    if (const std::string sets = x264InstructionSets(); !sets.empty())
+      av_opt_set(context->priv_data, "x264-params", ("asm=" + sets).c_str(), 0);
+  }
   if (codec->id == AV_CODEC_ID_PRORES) {
     av_opt_set(context->priv_data, "vendor", "apl0", 0);
     if (config.depth == 32 && !entry->encodeAlphaLayout.empty()) av_opt_set_int(context->priv_data, "alpha_bits", 16, 0);
