@@ -34,6 +34,20 @@ size_t alignmentFrom(CFDictionaryRef attributes) {
   return static_cast<size_t>(alignment);
 }
 
+// The checks both creation calls start with; the result is cleared first.
+CVReturn checkRequest(size_t width, size_t height, CVPixelBufferRef* pixelBufferOut) {
+  if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
+  *pixelBufferOut = nullptr;
+  return width == 0 || height == 0 ? kCVReturnInvalidSize : kCVReturnSuccess;
+}
+
+CVReturn handOut(__CVBuffer* buffer, CVPixelBufferRef* pixelBufferOut) {
+  if (buffer == nullptr) return kCVReturnAllocationFailed;
+  ++liveBuffers;
+  *pixelBufferOut = buffer;
+  return kCVReturnSuccess;
+}
+
 }  // namespace
 
 const CFStringRef kCVPixelBufferWidthKey = CFSTR("Width");
@@ -63,31 +77,19 @@ CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef, size_t width, size_t heigh
                                       void* baseAddress, size_t bytesPerRow,
                                       CVPixelBufferReleaseBytesCallback releaseCallback, void* releaseRefCon,
                                       CFDictionaryRef, CVPixelBufferRef* pixelBufferOut) {
-  if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
-  *pixelBufferOut = nullptr;
-  if (width == 0 || height == 0) return kCVReturnInvalidSize;
+  if (CVReturn result = checkRequest(width, height, pixelBufferOut)) return result;
   if (baseAddress == nullptr) return kCVReturnInvalidArgument;
   const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
   if (minimum != 0 && bytesPerRow < minimum) return kCVReturnInvalidArgument;
-  auto* buffer = new (std::nothrow) __CVBuffer;
-  if (buffer == nullptr) return kCVReturnAllocationFailed;
-  buffer->width = width;
-  buffer->height = height;
-  buffer->bytesPerRow = bytesPerRow;
-  buffer->pixelFormat = pixelFormatType;
-  buffer->baseAddress = baseAddress;
-  buffer->releaseCallback = releaseCallback;
-  buffer->releaseRefCon = releaseRefCon;
-  ++liveBuffers;
-  *pixelBufferOut = buffer;
-  return kCVReturnSuccess;
+  auto* buffer = new (std::nothrow) __CVBuffer{.width = width, .height = height, .bytesPerRow = bytesPerRow,
+                                               .pixelFormat = pixelFormatType, .baseAddress = baseAddress,
+                                               .releaseCallback = releaseCallback, .releaseRefCon = releaseRefCon};
+  return handOut(buffer, pixelBufferOut);
 }
 
 CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
                              CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut) {
-  if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
-  *pixelBufferOut = nullptr;
-  if (width == 0 || height == 0) return kCVReturnInvalidSize;
+  if (CVReturn result = checkRequest(width, height, pixelBufferOut)) return result;
   const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
   if (minimum == 0) return kCVReturnInvalidPixelFormat;
   const size_t alignment = alignmentFrom(pixelBufferAttributes);
@@ -95,20 +97,11 @@ CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType
   if (height > SIZE_MAX / bytesPerRow) return kCVReturnInvalidSize;
   void* memory = std::calloc(height, bytesPerRow);
   if (memory == nullptr) return kCVReturnAllocationFailed;
-  auto* buffer = new (std::nothrow) __CVBuffer;
-  if (buffer == nullptr) {
-    std::free(memory);
-    return kCVReturnAllocationFailed;
-  }
-  buffer->width = width;
-  buffer->height = height;
-  buffer->bytesPerRow = bytesPerRow;
-  buffer->pixelFormat = pixelFormatType;
-  buffer->baseAddress = memory;
-  buffer->ownsMemory = true;
-  ++liveBuffers;
-  *pixelBufferOut = buffer;
-  return kCVReturnSuccess;
+  auto* buffer = new (std::nothrow) __CVBuffer{.width = width, .height = height, .bytesPerRow = bytesPerRow,
+                                               .pixelFormat = pixelFormatType, .baseAddress = memory,
+                                               .ownsMemory = true};
+  if (buffer == nullptr) std::free(memory);
+  return handOut(buffer, pixelBufferOut);
 }
 
 CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef buffer) {
