@@ -77,17 +77,14 @@ bool decode(std::string_view bytes, CFStringEncoding encoding, std::string& out)
       out.assign(bytes);
       return true;
     case kCFStringEncodingASCII:
-      if (!isAscii(bytes)) return false;
-      out.assign(bytes);
-      return true;
-    case kCFStringEncodingISOLatin1:
-      out = latin1ToUtf8(bytes);
-      return true;
     case kCFStringEncodingMacRoman:
       // Only the ASCII half of Mac Roman is identical in Unicode; accented
       // characters are not translated here, so refuse rather than garble them.
       if (!isAscii(bytes)) return false;
       out.assign(bytes);
+      return true;
+    case kCFStringEncodingISOLatin1:
+      out = latin1ToUtf8(bytes);
       return true;
     default:
       return false;
