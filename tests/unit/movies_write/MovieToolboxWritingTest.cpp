@@ -9,9 +9,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace vqt::writing;
@@ -378,55 +375,4 @@ TEST(MovieWritingFailures, CreatingWhereNoFileCanBeMade) {
     EXPECT_EQ(CreateMovieStorage(dataRef, AliasDataHandlerSubType, 'TVOD', -1, 0, &storage, &movie), dupFNErr);
     DisposeHandle(dataRef);
     EXPECT_EQ(std::filesystem::file_size(path), 64u);
-}
-
-TEST(MovieWritingFailures, FlattenToAnUncreatableFileLeavesEverythingAlone) {
-    TempFolder folder;
-    const std::string path = folder.file("source.mov");
-    Written w = writeBasicMovie(path);
-    EXPECT_EQ(UpdateMovieInStorage(w.movie, w.storage), noErr);
-    const auto sizeBefore = std::filesystem::file_size(path);
-    Handle dataRef = dataRefFor("/nonexistent-folder/flat.mov");
-    EXPECT_EQ(FlattenMovieDataToDataRef(w.movie, flattenAddMovieToDataFork | flattenForceMovieResourceBeforeMovieData,
-                                        dataRef, AliasDataHandlerSubType, 'TVOD', -1, static_cast<SInt32>(0x90000000u)),
-              nullptr);
-    EXPECT_EQ(GetMoviesError(), dirNFErr);
-    DisposeHandle(dataRef);
-    EXPECT_EQ(std::filesystem::file_size(path), sizeBefore);
-    EXPECT_EQ(GetMediaSampleCount(w.video.media), 4);
-    closeMovie(w);
-}
-
-TEST(MovieWritingFailures, FileSizeLimitIsAnErrorAndKeepsTheLastHeader) {
-    TempFolder folder;
-    const std::string path = folder.file("limited.mov");
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        // In the child: the limit allows the first update and not much more.
-        rlimit limit{64 * 1024, 64 * 1024};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        Written w = writeBasicMovie(path);
-        int code = UpdateMovieInStorage(w.movie, w.storage) == noErr ? 0 : 10;
-        ClearMoviesStickyError();
-        ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
-        std::vector<std::uint8_t> big(16 * 1024, 7);
-        OSErr error = noErr;
-        for (int i = 0; i < 8 && error == noErr; ++i)
-            error = AddMediaSample2(w.video.media, big.data(), static_cast<ByteCount>(big.size()), 100, 0,
-                                    reinterpret_cast<SampleDescriptionHandle>(image), 1, 0, nullptr);
-        if (error != dskFulErr) code |= 1;
-        if (GetMoviesStickyError() != dskFulErr) code |= 2;
-        if (CloseMovieStorage(w.storage) != dskFulErr) code |= 4;
-        ::_exit(code);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status)) << "the child was ended by a signal";
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    // What the first update wrote is still a complete movie.
-    Movie movie = openMovie(path);
-    ASSERT_NE(movie, nullptr);
-    EXPECT_EQ(GetMediaSampleCount(GetTrackMedia(GetMovieIndTrack(movie, 1))), 4);
-    DisposeMovie(movie);
 }
