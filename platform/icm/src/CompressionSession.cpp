@@ -35,14 +35,15 @@ struct OpaqueICMCompressionSession {
   bool drained = false;
   TimeValue64 nextDisplayTime = 0;
   TimeValue64 lastDuration = 1;
-  // Decode times of the emitted frames. They start at the display time of the
-  // first frame submitted to the encoder and advance by each frame's decode
-  // duration, as a medium's decode times do when the frames are appended. So
-  // the first frame shown sits at the medium's first time (an edit from media
-  // time 0 begins with it) and reordered frames get negative display offsets.
-  // The codec's own decode stamps begin before the first display time by its
-  // reordering delay and would push every frame that far late.
-  TimeValue64 nextDecodeTime = 0;
+  // The codec's decode stamps begin before the first display time by its
+  // reordering delay, which as display offsets would push every frame that far
+  // late in the media. Emitted decode times are moved so that they begin at
+  // the display time of the first frame submitted: the first frame shown then
+  // sits at the media's first time (an edit from media time 0 begins with it)
+  // and reordered frames get negative display offsets.
+  TimeValue64 firstDisplayTime = 0;
+  TimeValue64 decodeShift = 0;
+  bool decodeShiftKnown = false;  // since the encoder was made
 
   ~OpaqueICMCompressionSession() { DisposeHandle(reinterpret_cast<Handle>(description)); }
   OSStatus makeEncoder(OSType sourceFormat);
@@ -63,7 +64,7 @@ OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
   if (const codecs::Status s = codecs::Encoder::create(config, encoder); s != codecs::Status::ok) return vqtICMResultOf(s);
   framesSubmitted = false;
   drained = false;
-  nextDecodeTime = 0;
+  decodeShiftKnown = false;
 
   ImageDescriptionHandle desc = VqtNewImageDescription(config.codecType, static_cast<SInt16>(config.width),
                                                        static_cast<SInt16>(config.height));
@@ -102,8 +103,9 @@ OSStatus OpaqueICMCompressionSession::deliver(std::vector<codecs::EncodedFrame>&
     if (frame == nullptr) return memFullErr;
     frame->session = ICMCompressionSessionRetain(this);
     frame->frame = std::move(encoded);
-    frame->frame.decodeTime = nextDecodeTime;
-    nextDecodeTime += frame->frame.decodeDuration;
+    if (!decodeShiftKnown) decodeShift = firstDisplayTime - frame->frame.decodeTime;
+    decodeShiftKnown = true;
+    frame->frame.decodeTime += decodeShift;
     if (output.encodedFrameOutputCallback != nullptr) {
       const OSStatus err = output.encodedFrameOutputCallback(output.encodedFrameOutputRefCon, this, noErr, frame, nullptr);
       if (result == noErr) result = err;
@@ -187,7 +189,7 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
   if (!(validTimeFlags & kICMValidTime_DisplayTimeStampIsValid)) displayTimeStamp = session->nextDisplayTime;
   session->lastDuration = displayDuration;
   session->nextDisplayTime = displayTimeStamp + displayDuration;
-  if (!session->framesSubmitted) session->nextDecodeTime = displayTimeStamp;
+  if (!session->framesSubmitted) session->firstDisplayTime = displayTimeStamp;
 
   CVPixelBufferLockBaseAddress(pixelBuffer, 0);
   const codecs::ConstImageView view{format, session->config.width, session->config.height,
