@@ -1,8 +1,8 @@
 // A decompression session fed with sample bytes straight from GetMediaSample2
 // reads the following samples of that media by itself: callbacks and pixels
 // are those of a session given copies (which cannot read ahead), each sample
-// is decoded once in display order, and a session outliving its movie stays
-// correct.
+// is decoded once in display order, and a session outliving its movie neither
+// reads from it nor goes wrong.
 #include <gtest/gtest.h>
 
 #include <QuickTime/Movies.h>
@@ -124,18 +124,15 @@ TEST_F(SessionReadAhead, GivesWhatACopyFedSessionGivesDecodingEachSampleOnce) {
   EXPECT_EQ(VqtICMDecompressionSessionGetDecodedSampleCount(ahead.session()), static_cast<UInt64>(kFrames));
 }
 
-TEST_F(SessionReadAhead, RandomOrderAndADisposedMovieStayCorrect) {
+TEST_F(SessionReadAhead, ADisposedMovieIsNotReadFrom) {
   DecompressionRecorder ahead(description_, k2vuyPixelFormat), copied(description_, k2vuyPixelFormat);
-  for (std::size_t position : {30u, 31u, 2u, 59u, 58u, 23u, 24u, 0u, 0u, 40u}) {
-    const SInt64 target = displayOrder_[position];
-    expectSameCalls(read(ahead, target, false), read(copied, target, true), target);
-  }
   // Bytes fetched now, then the movie goes: the session must not read from it.
-  const SInt64 target = displayOrder_[12];
+  // Reading on from the first picture, so the session does want the next samples.
+  const SInt64 target = displayOrder_[14];
   const std::vector<TrackingCall> expected = read(copied, target, true);
   std::vector<std::vector<UInt8>> bytes;
   for (SInt64 sample = 1; sample <= target; ++sample) fetch(sample, bytes.emplace_back());
-  read(ahead, displayOrder_[10], false);
+  read(ahead, displayOrder_[0], false);
   DisposeMovie(movie_);
   movie_ = nullptr;
   for (SInt64 sample = 1; sample <= target; ++sample) {
