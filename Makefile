@@ -2,7 +2,7 @@
 BUILD ?= build
 SANITIZE_BUILD ?= build-sanitize
 FUZZ_BUILD ?= build-fuzz
-FUZZ_SECONDS ?= 20
+FUZZ_SECONDS ?= 60
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
 
@@ -18,7 +18,7 @@ build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 # Every test: the CTest suite, the same suite built with AddressSanitizer and
-# UndefinedBehaviorSanitizer (leak detection on), then each fuzzer briefly.
+# UndefinedBehaviorSanitizer (leak detection on), then each fuzzer for FUZZ_SECONDS.
 test: deps build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	$(MAKE) sanitize

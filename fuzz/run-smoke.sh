@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Runs every libFuzzer binary of a build for a short time on a copy of its seed
-# corpus; fails on the first finding. Builds nothing.
-#   fuzz/run-smoke.sh BUILD_DIR SECONDS
+# Runs every libFuzzer binary of a build for a given time on a copy of its seed
+# corpus and prints its executions, rate and coverage; fails on any finding.
+# Builds nothing.
+#   fuzz/run-smoke.sh BUILD_DIR SECONDS [NAME_PATTERN]
 # A fuzzer named NAME finds its seeds in NAME.corpus beside it (the build
 # copies them there). For a longer run, call the binary directly, e.g.
 #   BUILD/fuzz/container/container_fuzzer -max_total_time=3600 -timeout=10 CORPUS_COPY
 set -euo pipefail
 build="${1:?usage: run-smoke.sh BUILD_DIR SECONDS}"
 seconds="${2:?usage: run-smoke.sh BUILD_DIR SECONDS}"
-mapfile -t fuzzers < <(find "$(cd "$build" && pwd)" -type f -name '*_fuzzer' -perm -u+x | sort)
+pattern="${3:-.}"
+mapfile -t fuzzers < <(find "$(cd "$build" && pwd)" -type f -name '*_fuzzer' -perm -u+x | sort | grep -E -- "$pattern")
 if [ "${#fuzzers[@]}" -eq 0 ]; then
   echo "run-smoke: no fuzzers under $build" >&2
   exit 1
@@ -26,6 +28,11 @@ for fuzzer in "${fuzzers[@]}"; do
     tail -n 60 "$work.log" >&2
     echo "run-smoke: the input is kept in $findings" >&2
     status=1
+  else
+    executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work.log")
+    rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$work.log")
+    edges=$(grep -o 'cov: [0-9]*' "$work.log" | tail -n 1 | cut -d' ' -f2)
+    echo "run-smoke: $(basename "$fuzzer"): ${executions:-?} executions, ${rate:-?}/s, ${edges:-?} edges, no finding"
   fi
   rm -rf "$work" "$work.log"
 done
