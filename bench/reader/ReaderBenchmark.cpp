@@ -44,6 +44,20 @@ std::string fixture(const Movie& movie) {
   return path;
 }
 
+// The machine's load average (1, 5 and 15 minutes), which moves absolute rates a lot on a
+// shared machine.
+std::string loadAverage() {
+  std::FILE* file = std::fopen("/proc/loadavg", "r");
+  if (file == nullptr) return "unknown";
+  double load[3] = {};
+  const int fields = std::fscanf(file, "%lf %lf %lf", &load[0], &load[1], &load[2]);
+  std::fclose(file);
+  if (fields != 3) return "unknown";
+  char text[64];
+  std::snprintf(text, sizeof text, "%.2f %.2f %.2f", load[0], load[1], load[2]);
+  return text;
+}
+
 double seconds(Clock::time_point since) { return std::chrono::duration<double>(Clock::now() - since).count(); }
 
 // Frames a second of decodeFrame over `order`; exits on a failed decode.
@@ -78,6 +92,7 @@ int main(int argc, char** argv) {
   const int repetitions = argc > 1 ? std::max(1, std::atoi(argv[1])) : 1;
   std::printf("decodeFrame, 1920x1080, %d frames, best of %d; CLI: ffmpeg -pix_fmt gbrapf32le -f null -\n", kFrames,
               repetitions);
+  std::printf("load average before: %s\n", loadAverage().c_str());
   std::printf("%-22s %-8s %10s %10s %8s\n", "movie", "order", "ours fps", "CLI fps", "ratio");
   for (const Movie& movie : kMovies) {
     const std::string path = fixture(movie);
@@ -95,5 +110,6 @@ int main(int argc, char** argv) {
     std::printf("%-22s %-8s %10.1f %10.1f %8.2f\n", movie.name, "in order", bestOrdered, bestCli, bestOrdered / bestCli);
     std::printf("%-22s %-8s %10.1f %10.1f %8.2f\n", movie.name, "random", bestRandom, bestCli, bestRandom / bestCli);
   }
+  std::printf("load average after: %s\n", loadAverage().c_str());
   return 0;
 }
