@@ -9,6 +9,10 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace vqt::codecs {
 namespace {
 
@@ -44,6 +48,52 @@ inline int roundClamped(float value, float maximum) {
   return static_cast<int>(std::min(std::max(value, 0.0f), maximum) + 0.5f);
 }
 
+#if defined(__SSE2__)
+// Four samples from `p` as floats (exact: they are integers below 2^16).
+inline __m128 fourSamples(const std::uint16_t* p) {
+  const __m128i words = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+  return _mm_cvtepi32_ps(_mm_unpacklo_epi16(words, _mm_setzero_si128()));
+}
+inline __m128 fourSamples(const std::uint8_t* p) {
+  std::int32_t bytes;
+  std::memcpy(&bytes, p, 4);
+  const __m128i zero = _mm_setzero_si128();
+  return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero));
+}
+// Two samples, each repeated: the chroma of four 4:2:2 pixels.
+template <typename Sample>
+inline __m128 twoSamplesTwice(const Sample* p) {
+  const __m128 both = _mm_cvtepi32_ps(_mm_setr_epi32(p[0], p[1], 0, 0));
+  return _mm_unpacklo_ps(both, both);
+}
+
+// The float row of packRows, four pixels a step, for frames without alpha whose
+// chroma is full or half width: the same single-precision operations in the same
+// order, so the same floats. Returns the pixels done.
+template <typename Sample>
+int packFloatPixels(const Sample* luma, const Sample* cb, const Sample* cr, int chromaShiftX, float unit,
+                    std::uint8_t* row, int width) {
+  if (chromaShiftX > 1) return 0;
+  const __m128 units = _mm_set1_ps(unit), sixteen = _mm_set1_ps(16.0f), inverse255 = _mm_set1_ps(1.0f / 255.0f);
+  int x = 0;
+  for (; x + 4 <= width; x += 4) {
+    __m128 a = _mm_set1_ps(1.0f);
+    __m128 y = _mm_mul_ps(_mm_sub_ps(_mm_mul_ps(fourSamples(luma + x), units), sixteen), inverse255);
+    __m128 blue = chromaShiftX ? twoSamplesTwice(cb + x / 2) : fourSamples(cb + x);
+    __m128 red = chromaShiftX ? twoSamplesTwice(cr + x / 2) : fourSamples(cr + x);
+    blue = _mm_mul_ps(_mm_mul_ps(blue, units), inverse255);
+    red = _mm_mul_ps(_mm_mul_ps(red, units), inverse255);
+    _MM_TRANSPOSE4_PS(a, y, blue, red);  // now one pixel (A, Y', Cb, Cr) each
+    auto* out = reinterpret_cast<float*>(row + 16 * x);
+    _mm_storeu_ps(out, a);
+    _mm_storeu_ps(out + 4, y);
+    _mm_storeu_ps(out + 8, blue);
+    _mm_storeu_ps(out + 12, red);
+  }
+  return x;
+}
+#endif
+
 // One row of planar samples (8-bit units, chroma repeated) to packed 'r4fl' or 'r408'.
 template <typename Sample, bool ToFloat>
 void packRows(const AVFrame& frame, const ImageView& out, const PlaneLayout& layout, int width, int height) {
@@ -56,7 +106,13 @@ void packRows(const AVFrame& frame, const ImageView& out, const PlaneLayout& lay
     const Sample* cr = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
     const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
     std::uint8_t* row = out.data + y * out.bytesPerRow;
-    for (int x = 0; x < width; ++x) {
+    int x = 0;
+#if defined(__SSE2__)
+    if constexpr (ToFloat) {
+      if (!alpha) x = packFloatPixels(luma, cb, cr, layout.chromaShiftX, unit, row, width);
+    }
+#endif
+    for (; x < width; ++x) {
       const int cx = x >> layout.chromaShiftX;
       const float a = alpha ? alpha[x] * alphaScale : 1.0f;
       if constexpr (ToFloat) {
