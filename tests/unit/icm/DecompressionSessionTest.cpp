@@ -165,43 +165,5 @@ TEST_F(DecompressionSession, NoDecompressorMeansNoCodecErr) {
   DisposeHandle(reinterpret_cast<Handle>(unknown));
 }
 
-// Long-GOP H.264 with B-frames read frame by frame in display order, the way a
-// movie reader does: from the sync sample to the wanted one, then a flush.
-TEST_F(DecompressionSession, KeepsItsDecoderAcrossDisplayOrderReads) {
-  const std::vector<TestImage> sources = argbFrames(40, 128, 96);
-  Compressed compressed = compress({'avc1', 20, true}, sources);
-  ASSERT_EQ(compressed.result, noErr);
-  const auto& frames = compressed.frames;
-  ASSERT_EQ(frames.size(), sources.size());
-  std::vector<std::size_t> displayOrder(frames.size());
-  for (std::size_t i = 0; i < frames.size(); ++i)
-    displayOrder[static_cast<std::size_t>(frames[i].displayTime / 100)] = i;
-
-  auto readFrame = [&](DecompressionRecorder& recorder, std::size_t target) -> TestImage {
-    std::size_t sync = target;
-    while (sync > 0 && (frames[sync].flags & 1u)) --sync;
-    for (std::size_t s = sync; s <= target; ++s) recorder.decode(frames, s, s == target ? kShow : kHide);
-    recorder.calls.clear();
-    ICMDecompressionSessionFlush(recorder.session());
-    if (recorder.calls.empty() || !recorder.calls.back().hadBuffer) return {};
-    EXPECT_EQ(recorder.calls.back().refCon, &frames[target]);
-    return recorder.calls.back().pixels;
-  };
-
-  DecompressionRecorder kept(compressed.description);
-  for (std::size_t position = 0; position < displayOrder.size(); ++position) {
-    const std::size_t target = displayOrder[position];
-    const TestImage pixels = readFrame(kept, target);
-    ASSERT_EQ(pixels.width, 128) << "display position " << position;
-    EXPECT_GE(psnrArgb(pixels, sources[position]), 38) << "display position " << position;
-    if (position % 9 == 4) {
-      DecompressionRecorder fresh(compressed.description);
-      EXPECT_EQ(readFrame(fresh, target).bytes, pixels.bytes) << "display position " << position;
-    }
-  }
-  EXPECT_EQ(VqtICMDecompressionSessionGetDecodedSampleCount(kept.session()), frames.size());
-  DisposeHandle(reinterpret_cast<Handle>(compressed.description));
-}
-
 }  // namespace
 }  // namespace vqt::icm::test
