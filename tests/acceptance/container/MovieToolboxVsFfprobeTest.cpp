@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 
 using namespace vqt::acceptance;
@@ -15,10 +14,6 @@ namespace {
 long long number(const std::map<std::string, std::string>& fields, const std::string& key) {
     auto it = fields.find(key);
     return it == fields.end() ? -999999 : std::stoll(it->second);
-}
-
-std::string text(Handle handle) {
-    return std::string(*handle, static_cast<std::size_t>(GetHandleSize(handle)));
 }
 
 // Every sample of the first video track: decode and display times, sizes and
@@ -96,98 +91,6 @@ TEST(ContainerAcceptance, EditListShiftsTheFirstFrame) {
     EXPECT_EQ(countFrames(track), static_cast<int>(rows.size()));
     EXPECT_NEAR(double(GetTrackDuration(track)) / movieScale,
                 std::stod(formatFields(fixturePath("shifted-start.mov")).at("duration")), 0.002);
-}
-
-TEST(ContainerAcceptance, TimecodeTracksGiveTheStartTimecodeAndReel) {
-    struct Case { const char* file; SInt32 flags; UInt8 frames; bool hasReel; };
-    for (const Case c : {Case{"timecode-reel.mov", 0, 24, true}, Case{"timecode-dropframe.mov", tcDropFrame, 30, false}}) {
-        SCOPED_TRACE(c.file);
-        OpenMovie open(c.file);
-        ASSERT_EQ(open.status(), noErr);
-        Track track = open.track(TimeCodeMediaType);
-        ASSERT_NE(track, nullptr);
-        MediaHandler handler = GetMediaHandler(GetTrackMedia(track));
-        UserData source = nullptr;
-        ASSERT_EQ(NewUserData(&source), noErr);
-        SInt32 frame = 0;
-        TimeCodeDef definition{};
-        TimeCodeRecord record{};
-        ASSERT_EQ(TCGetCurrentTimeCode(handler, &frame, &definition, &record, &source), noErr);
-        EXPECT_EQ(definition.flags & tcDropFrame, c.flags);
-        EXPECT_EQ(definition.numFrames, c.frames);
-        Str255 timecode{};
-        ASSERT_EQ(TCTimeCodeToString(handler, &definition, &record, timecode), noErr);
-        const auto tags = streamFields(fixturePath(c.file), "d:0");
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(timecode + 1), timecode[0]), tags.at("TAG:timecode"));
-
-        Handle reel = NewHandle(0);
-        const OSErr found = GetUserDataText(source, reel, 'name', 1, 0);
-        if (c.hasReel) {
-            ASSERT_EQ(found, noErr);
-            EXPECT_EQ(text(reel), tags.at("TAG:reel_name"));
-        } else {
-            EXPECT_EQ(found, userDataItemNotFound);
-        }
-        DisposeHandle(reel);
-        DisposeUserData(source);
-    }
-}
-
-TEST(ContainerAcceptance, MdtaMetadataKeysAndValues) {
-    OpenMovie open("metadata.mov");
-    ASSERT_EQ(open.status(), noErr);
-    const auto format = formatFields(fixturePath("metadata.mov"));
-    QTMetaDataRef metadata = nullptr;
-    ASSERT_EQ(QTCopyMovieMetaData(open.movie(), &metadata), noErr);
-    QTMetaDataItem item = kQTMetaDataItemUninitialized;
-    int items = 0;
-    OSStatus walk = noErr;
-    while ((walk = QTMetaDataGetNextItem(metadata, kQTMetaDataStorageFormatQuickTime, item,
-                                         kQTMetaDataKeyFormatQuickTime, nullptr, 0, &item)) == noErr) {
-        ByteCount keySize = 0;
-        ASSERT_EQ(QTMetaDataGetItemPropertyInfo(metadata, item, kPropertyClass_MetaDataItem,
-                                                kQTMetaDataItemPropertyID_Key, nullptr, &keySize, nullptr), noErr);
-        std::string key(keySize, '\0');
-        QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem, kQTMetaDataItemPropertyID_Key, keySize,
-                                  key.data(), nullptr);
-        UInt32 dataType = 0;
-        QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem, kQTMetaDataItemPropertyID_DataType, 4,
-                                  &dataType, nullptr);
-        char value[1024];
-        ByteCount valueSize = 0;
-        ASSERT_EQ(QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem,
-                                            kQTMetaDataItemPropertyID_Value, sizeof value, value, &valueSize), noErr);
-        EXPECT_EQ(dataType, kQTMetaDataTypeUTF8);
-        ASSERT_TRUE(format.count("TAG:" + key)) << key;
-        EXPECT_EQ(std::string(value, valueSize), format.at("TAG:" + key));
-        ++items;
-    }
-    EXPECT_EQ(walk, kQTMetaDataNoMoreItemsErr);
-    // ffprobe adds the file type's three brand tags to the items.
-    std::size_t tags = 0;
-    for (const auto& [key, value] : format) tags += key.rfind("TAG:", 0) == 0;
-    EXPECT_EQ(static_cast<std::size_t>(items), tags - 3);
-    EXPECT_GE(items, 3);
-    QTMetaDataRelease(metadata);
-}
-
-TEST(ContainerAcceptance, PixelAspectRatioOfTheImageDescription) {
-    OpenMovie open("pasp.mov");
-    ASSERT_EQ(open.status(), noErr);
-    Media media = GetTrackMedia(open.track(VideoMediaType));
-    Handle description = NewHandle(0);
-    ASSERT_EQ(GetMediaSample2(media, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr,
-                              reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr, nullptr), noErr);
-    auto image = reinterpret_cast<ImageDescriptionHandle>(description);
-    const auto stream = streamFields(fixturePath("pasp.mov"), "v:0");
-    EXPECT_EQ((**image).width, number(stream, "width"));
-    EXPECT_EQ((**image).height, number(stream, "height"));
-    PixelAspectRatioImageDescriptionExtension pasp{};
-    ASSERT_EQ(ICMImageDescriptionGetProperty(image, kQTPropertyClass_ImageDescription,
-                                             kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof pasp, &pasp,
-                                             nullptr), noErr);
-    EXPECT_EQ(std::to_string(pasp.hSpacing) + ":" + std::to_string(pasp.vSpacing), stream.at("sample_aspect_ratio"));
-    DisposeHandle(description);
 }
 
 TEST(ContainerAcceptance, SoundFormatsAndSampleCounts) {

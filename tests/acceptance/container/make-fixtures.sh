@@ -12,17 +12,11 @@ fixture() { # make NAME ARGS...: skip when the file is already there
   ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
 }
 video="testsrc2=size=160x120:rate=24:duration=2"
-ntsc="testsrc2=size=160x120:rate=30000/1001:duration=2"
 tone() { echo "sine=frequency=440:sample_rate=$1:duration=1"; }
 
 fixture h264-bframes.mov -f lavfi -i "$video" -c:v libx264 -preset veryfast -bf 2 -g 12 -pix_fmt yuv420p
 fixture h264-aac.mp4 -f lavfi -i "$video" -f lavfi -i "$(tone 48000)" -ac 2 -c:v libx264 -preset veryfast -bf 2 -g 12 -c:a aac -b:a 64k
 fixture shifted-start.mov -f lavfi -i "$video" -c:v mpeg4 -q:v 10 -output_ts_offset 0.5
-fixture timecode-reel.mov -f lavfi -i "$video" -c:v mjpeg -q:v 10 -timecode 01:00:00:00 -metadata:s:v:0 reel_name=Reel_A
-fixture timecode-dropframe.mov -f lavfi -i "$ntsc" -c:v mjpeg -q:v 10 -timecode '00:59:59;28'
-fixture metadata.mov -f lavfi -i "$video" -c:v mjpeg -q:v 10 -movflags use_metadata_tags \
-     -metadata title="A title" -metadata com.vantor.shot=42 -metadata comment="Two words"
-fixture pasp.mov -f lavfi -i "testsrc2=size=720x480:rate=24:duration=0.5" -c:v mjpeg -q:v 10 -vf setsar=4/3
 for format in pcm_s16le pcm_s16be pcm_s24be pcm_s32be pcm_f32be pcm_f64be alac aac; do
   fixture "sound-$format.mov" -f lavfi -i "$(tone 44100)" -ac 2 -c:a "$format"
 done
