@@ -1,6 +1,5 @@
 // Movies written through the Movie Toolbox writing calls, judged by ffprobe
-// and decoded by ffmpeg: raw frames, PCM, timecode with reel name and 'mdta'
-// metadata; H.264 (with B-frames) and ProRes samples copied sample by sample;
+// and decoded by ffmpeg: raw frames and PCM; H.264 (with B-frames) and ProRes samples copied sample by sample;
 // sound copied from a WAV and from another movie at offsets; header-first
 // flattening; write faults.
 #include "FfprobeReport.h"
@@ -67,39 +66,6 @@ void finishTrack(Track track, Media media) {
     ASSERT_EQ(InsertMediaIntoTrack(track, 0, 0, GetMediaDuration(media), 0x10000), noErr);
 }
 
-void addMetadata(Movie movie, const char* key, const char* value) {
-    QTMetaDataRef metadata = nullptr;
-    ASSERT_EQ(QTCopyMovieMetaData(movie, &metadata), noErr);
-    QTMetaDataRemoveItemsWithKey(metadata, 'mdta', 'mdta', reinterpret_cast<const UInt8*>(key), std::strlen(key));
-    ASSERT_EQ(QTMetaDataAddItem(metadata, 'mdta', 'mdta', reinterpret_cast<const UInt8*>(key), std::strlen(key),
-                                reinterpret_cast<const UInt8*>(value), std::strlen(value), kQTMetaDataTypeUTF8, nullptr),
-              noErr);
-    QTMetaDataRelease(metadata);
-}
-
-void addTimecode(Movie movie, Track video, int startFrame, const char* reel) {
-    NewTrack timecode = addTrack(movie, TimeCodeMediaType, 2400, kWidth << 16, kHeight << 16);
-    Handle description = timecodeDescription(tc24HourMax, 2400, 100, 24);
-    UserData names = nullptr;
-    NewUserData(&names);
-    Handle text = nullptr;
-    PtrToHand(reel, &text, static_cast<long>(std::strlen(reel)));
-    AddUserDataText(names, text, 'name', 1, 0);
-    ASSERT_EQ(TCSetSourceRef(GetMediaHandler(timecode.media), description, names), noErr);
-    DisposeHandle(text);
-    DisposeUserData(names);
-    const UInt8 sample[4] = {static_cast<UInt8>(startFrame >> 24), static_cast<UInt8>(startFrame >> 16),
-                             static_cast<UInt8>(startFrame >> 8), static_cast<UInt8>(startFrame)};
-    Handle data = nullptr;
-    PtrToHand(sample, &data, 4);
-    ASSERT_EQ(AddMediaSample(timecode.media, data, 0, 4, GetMovieDuration(movie),
-                             reinterpret_cast<SampleDescriptionHandle>(description), 1, 0, nullptr), noErr);
-    DisposeHandle(data);
-    DisposeHandle(description);
-    finishTrack(timecode.track, timecode.media);
-    ASSERT_EQ(AddTrackReference(video, timecode.track, 'tmcd', nullptr), noErr);
-}
-
 struct OutputMovie {
     Movie movie = nullptr;
     DataHandler storage = nullptr;
@@ -146,14 +112,12 @@ void closeAndFlatten(OutputMovie& out, const std::string& path) {
 
 } // namespace
 
-TEST(MovieWritingVsFfprobe, RawVideoSoundTimecodeAndMetadata) {
+// Timecode, reel and metadata written by the same calls are judged by ffprobe
+// in the writer's acceptance tests, and read back in the unit tests.
+TEST(MovieWritingVsFfprobe, RawVideoAndSound) {
     TempFolder folder;
     const std::string path = folder.file("raw.mov");
     OutputMovie out = writeRawMovie(path);
-    addTimecode(out.movie, out.video.track, 86400, "Reel_A");
-    addMetadata(out.movie, "com.vantor.shot", "42");
-    addMetadata(out.movie, "title", "first");
-    addMetadata(out.movie, "title", "A title");
     closeAndFlatten(out, path);
 
     EXPECT_EQ(topLevelAtoms(path), (std::vector<std::string>{"ftyp", "moov", "mdat"}));
@@ -165,18 +129,11 @@ TEST(MovieWritingVsFfprobe, RawVideoSoundTimecodeAndMetadata) {
     EXPECT_EQ(video["nb_frames"], "48");
     EXPECT_EQ(video["r_frame_rate"], "24/1");
     EXPECT_EQ(video["duration"], "2.000000");
-    EXPECT_EQ(video["TAG:timecode"], "01:00:00:00");
-    auto data = streamFields(path, "d:0");
-    EXPECT_EQ(data["codec_tag_string"], "tmcd");
-    EXPECT_EQ(data["TAG:reel_name"], "Reel_A");
     auto sound = streamFields(path, "a:0");
     EXPECT_EQ(sound["codec_name"], "pcm_s16le");
     EXPECT_EQ(sound["sample_rate"], "48000");
     EXPECT_EQ(sound["channels"], "2");
     EXPECT_EQ(sound["duration"], "2.000000");
-    auto format = formatFields(path);
-    EXPECT_EQ(format["TAG:com.vantor.shot"], "42");
-    EXPECT_EQ(format["TAG:title"], "A title");
     EXPECT_EQ(decodeErrors(path), "");
 
     // Our reader sees the frames as written.

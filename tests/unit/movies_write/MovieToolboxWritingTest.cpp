@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <unistd.h>
 
 using namespace vqt::writing;
@@ -74,20 +75,15 @@ TEST(MovieWriting, WrittenMovieReadsBackAsWritten) {
     EXPECT_EQ(GetMovieDuration(w.movie), 400);
     closeMovie(w);
 
+    // Codec, size, counts, rates and the sound format are judged by ffprobe in
+    // the acceptance tests; here the display offsets (one negative), sync flags,
+    // volume and sample bytes.
     Movie movie = openMovie(path);
     ASSERT_NE(movie, nullptr);
-    EXPECT_EQ(GetMovieTimeScale(movie), 2400);
-    EXPECT_EQ(GetMovieTrackCount(movie), 2);
-    Track video = GetMovieIndTrackType(movie, 1, VideoMediaType, movieTrackMediaType);
     Track sound = GetMovieIndTrackType(movie, 1, AudioMediaCharacteristic, movieTrackCharacteristic);
-    ASSERT_NE(video, nullptr);
     ASSERT_NE(sound, nullptr);
-    EXPECT_EQ(GetTrackID(video), 1);
     EXPECT_EQ(GetTrackVolume(sound), 0x100);
-    Media videoMedia = GetTrackMedia(video);
-    EXPECT_EQ(GetMediaSampleCount(videoMedia), 4);
-    EXPECT_EQ(GetMediaSampleCount(GetTrackMedia(sound)), 1000);
-    EXPECT_EQ(GetMediaTimeScale(GetTrackMedia(sound)), 48000);
+    Media videoMedia = GetTrackMedia(GetMovieIndTrackType(movie, 1, VideoMediaType, movieTrackMediaType));
     EXPECT_EQ(sampleAt(videoMedia, 250), frameBytes(2));
     EXPECT_EQ(sampleAt(GetTrackMedia(sound), 10), pcmFrames(2, 10, 1));
 
@@ -100,17 +96,6 @@ TEST(MovieWriting, WrittenMovieReadsBackAsWritten) {
     ByteCount size = 0;
     GetMediaSample2(videoMedia, nullptr, 0, &size, 200, nullptr, nullptr, nullptr, nullptr, nullptr, 1, nullptr, &flags);
     EXPECT_TRUE(flags & mediaSampleNotSync);
-
-    ImageDescriptionHandle image = reinterpret_cast<ImageDescriptionHandle>(NewHandle(0));
-    GetMediaSampleDescription(videoMedia, 1, reinterpret_cast<SampleDescriptionHandle>(image));
-    EXPECT_EQ((*image)->cType, static_cast<CodecType>('2vuy'));
-    EXPECT_EQ((*image)->width, kWidth);
-    DisposeHandle(reinterpret_cast<Handle>(image));
-    SoundDescriptionHandle soundDescription = reinterpret_cast<SoundDescriptionHandle>(NewHandle(0));
-    GetMediaSampleDescription(GetTrackMedia(sound), 1, reinterpret_cast<SampleDescriptionHandle>(soundDescription));
-    EXPECT_EQ((*soundDescription)->dataFormat, static_cast<OSType>('lpcm'));
-    EXPECT_EQ((*soundDescription)->version, 2);
-    DisposeHandle(reinterpret_cast<Handle>(soundDescription));
     DisposeMovie(movie);
 }
 
@@ -177,51 +162,19 @@ TEST(MovieWriting, EditsInsertAndDeleteTime) {
     DisposeMovie(movie);
 }
 
-TEST(MovieWriting, SegmentsCopiedFromSoundFilesAndMoviesAtOffsets) {
+// Sound copied from files and movies at offsets is checked sample by sample in
+// the acceptance tests; here a part of a video track and a type mismatch.
+TEST(MovieWriting, VideoSegmentCopiedFromAnotherMovie) {
     TempFolder folder;
-    const std::string wav = folder.file("tone.wav");
-    writeWav(wav, 2, 48000, 96000);
-    Movie sound = openMovie(wav);
-    ASSERT_NE(sound, nullptr);
-    EXPECT_EQ(GetMovieTimeScale(sound), 48000);
-    Track source = GetMovieIndTrackType(sound, 1, AudioMediaCharacteristic, movieTrackCharacteristic);
-    ASSERT_NE(source, nullptr);
-    EXPECT_EQ(GetMediaTimeScale(GetTrackMedia(source)), 48000);
-    EXPECT_EQ(GetTrackDuration(source), 96000);
-
-    Written w = writeBasicMovie(folder.file("copy.mov"));
-    struct Case { TimeValue srcIn, dstIn; };
-    // At movie time 100 (1/24 s), at 0, and reading the source from 1200 frames in.
-    for (const Case c : {Case{0, 100}, Case{0, 0}, Case{1200, 0}}) {
-        NewTrack copy = addTrack(w.movie, SoundMediaType, 48000, 0, 0, GetTrackVolume(source));
-        EXPECT_EQ(InsertTrackSegment(source, copy.track, c.srcIn, GetTrackDuration(source), c.dstIn), noErr);
-        EXPECT_EQ(CopyTrackSettings(source, copy.track), noErr);
-        SetTrackLayer(copy.track, GetTrackLayer(source));
-        EndMediaEdits(copy.media);
-        // The first sound heard is the source's frame srcIn.
-        const TimeValue mediaTime = TrackTimeToMediaTime(c.dstIn, copy.track);
-        EXPECT_EQ(sampleAt(copy.media, mediaTime), pcmFrames(2, c.srcIn, 1));
-    }
-    EXPECT_EQ(DeleteMovieSegment(w.movie, 400, GetMovieDuration(w.movie) - 400), noErr);
-    EXPECT_EQ(GetMovieDuration(w.movie), 400);
-    DisposeMovie(sound);
+    Written w = writeBasicMovie(folder.file("source.mov"));
     closeMovie(w);
-
-    // The copies live in the new file: the source can go.
-    std::filesystem::remove(wav);
-    Movie copied = openMovie(folder.file("copy.mov"));
-    ASSERT_NE(copied, nullptr);
-    EXPECT_EQ(GetMovieTrackCount(copied), 5);
-    Track first = GetMovieIndTrack(copied, 3);
-    EXPECT_EQ(GetTrackDuration(first), 400); // 100 of empty time, then the sound
-    EXPECT_EQ(sampleAt(GetTrackMedia(first), TrackTimeToMediaTime(150, first)), pcmFrames(2, 1000, 1));
-
-    // A movie as the source: its video track copied into a new movie.
+    Movie source = openMovie(folder.file("source.mov"));
+    ASSERT_NE(source, nullptr);
     Movie second = nullptr;
     DataHandler storage = nullptr;
     ASSERT_EQ(createMovie(folder.file("second.mov"), 600, second, storage), noErr);
     NewTrack video = addTrack(second, VideoMediaType, 2400, kWidth << 16, kHeight << 16);
-    Track sourceVideo = GetMovieIndTrack(copied, 1);
+    Track sourceVideo = GetMovieIndTrack(source, 1);
     EXPECT_EQ(InsertTrackSegment(sourceVideo, video.track, 100, 200, 50), noErr);
     EXPECT_EQ(GetTrackDuration(video.track), 100);
     EXPECT_EQ(GetMediaSampleCount(video.media), 2);
@@ -230,7 +183,7 @@ TEST(MovieWriting, SegmentsCopiedFromSoundFilesAndMoviesAtOffsets) {
     EXPECT_EQ(InsertTrackSegment(sourceVideo, wrongType.track, 0, 100, 0), mediaTypesDontMatch);
     EXPECT_EQ(CloseMovieStorage(storage), noErr);
     DisposeMovie(second);
-    DisposeMovie(copied);
+    DisposeMovie(source);
 }
 
 TEST(MovieWriting, MetadataItemsAreReplacedAndStored) {
@@ -329,13 +282,7 @@ TEST(MovieWriting, SoundDescriptionKinds) {
     AudioStreamBasicDescription asbd{48000, 'lpcm', 12, 4, 1, 4, 2, 16, 0};
     SoundDescriptionHandle v2 = nullptr;
     ASSERT_EQ(QTSoundDescriptionCreate(&asbd, nullptr, 0, nullptr, 0, kQTSoundDescriptionKind_Movie_Version2, &v2), noErr);
-    auto* fields = reinterpret_cast<SoundDescriptionV2*>(*v2);
-    EXPECT_EQ(fields->dataFormat, static_cast<OSType>('lpcm'));
-    EXPECT_EQ(fields->version, 2);
-    EXPECT_EQ(fields->audioSampleRate, 48000.0);
-    EXPECT_EQ(fields->numAudioChannels, 2u);
-    EXPECT_EQ(fields->constBitsPerChannel, 16u);
-    EXPECT_EQ(fields->formatSpecificFlags, 12u);
+    auto* fields = reinterpret_cast<SoundDescriptionV2*>(*v2); // the rest is judged by ffprobe
     EXPECT_EQ(fields->constBytesPerAudioPacket, 4u);
     EXPECT_EQ(fields->constLPCMFramesPerAudioPacket, 1u);
     DisposeHandle(reinterpret_cast<Handle>(v2));
@@ -370,9 +317,9 @@ TEST(MovieWritingFailures, CreatingWhereNoFileCanBeMade) {
     // Without the replace flag an existing file is kept.
     TempFolder folder;
     const std::string path = folder.file("kept.mov");
-    writeWav(path, 1, 8000, 10);
+    std::ofstream(path) << "kept";
     Handle dataRef = dataRefFor(path);
     EXPECT_EQ(CreateMovieStorage(dataRef, AliasDataHandlerSubType, 'TVOD', -1, 0, &storage, &movie), dupFNErr);
     DisposeHandle(dataRef);
-    EXPECT_EQ(std::filesystem::file_size(path), 64u);
+    EXPECT_EQ(std::filesystem::file_size(path), 4u);
 }

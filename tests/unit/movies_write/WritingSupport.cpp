@@ -97,29 +97,6 @@ std::vector<std::uint8_t> pcmFrames(int channels, int firstFrame, int frames) {
     return bytes;
 }
 
-void writeWav(const std::string& path, int channels, int sampleRate, int frames) {
-    const auto data = pcmFrames(channels, 0, frames);
-    std::vector<std::uint8_t> file;
-    auto text = [&](const char* s) { file.insert(file.end(), s, s + 4); };
-    auto le32 = [&](std::uint32_t v) { for (int i = 0; i < 4; ++i) file.push_back(static_cast<std::uint8_t>(v >> (8 * i))); };
-    auto le16 = [&](std::uint16_t v) { file.push_back(static_cast<std::uint8_t>(v)); file.push_back(static_cast<std::uint8_t>(v >> 8)); };
-    text("RIFF");
-    le32(static_cast<std::uint32_t>(36 + data.size()));
-    text("WAVE");
-    text("fmt ");
-    le32(16);
-    le16(1);
-    le16(static_cast<std::uint16_t>(channels));
-    le32(static_cast<std::uint32_t>(sampleRate));
-    le32(static_cast<std::uint32_t>(sampleRate * channels * 2));
-    le16(static_cast<std::uint16_t>(channels * 2));
-    le16(16);
-    text("data");
-    le32(static_cast<std::uint32_t>(data.size()));
-    file.insert(file.end(), data.begin(), data.end());
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-}
-
 std::vector<std::uint8_t> sampleAt(Media media, TimeValue64 time) {
     ByteCount size = 0;
     if (GetMediaSample2(media, nullptr, 0, &size, time, nullptr, nullptr, nullptr, nullptr, nullptr, 1, nullptr, nullptr) != noErr)

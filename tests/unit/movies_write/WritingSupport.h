@@ -1,6 +1,6 @@
 // Helpers for tests that write movies through the Movie Toolbox: a scratch
-// folder, data references, descriptions of raw video, PCM and timecode, and
-// a WAV file made by hand.
+// folder, data references, descriptions of raw video, PCM and timecode, PCM
+// bytes and the top-level atoms of a file.
 #pragma once
 
 #include <QuickTime/Movies.h>
@@ -46,7 +46,6 @@ struct NewTrack {
 NewTrack addTrack(Movie movie, OSType type, TimeScale mediaScale, Fixed width = 0, Fixed height = 0, short volume = 0);
 
 // 16-bit little-endian PCM: sample i of channel c is (i * 7 + c * 1000) & 0x7FFF.
-void writeWav(const std::string& path, int channels, int sampleRate, int frames);
 std::vector<std::uint8_t> pcmFrames(int channels, int firstFrame, int frames);
 
 // Bytes of the sample at media decode time `time`.
