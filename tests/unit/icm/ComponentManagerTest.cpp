@@ -89,19 +89,6 @@ TEST(ComponentManager, MissingComponentsAreSkippedWhenTheMaskAsks) {
   EXPECT_EQ(UnregisterComponent(component), invalidComponentID);
 }
 
-TEST(ComponentManager, TestsCanRegisterADecompressorWithItsOwnPixelFormats) {
-  VqtComponentRegistration registration;
-  registration.description = {'imdc', 'zv21', 'test', 0, 0};
-  registration.name = "Ten-bit test decompressor";
-  registration.information = "Emits v210";
-  registration.publicResources.push_back({{'cpix', 1}, VqtPixelFormatResource({k422YpCbCr10CodecType})});
-  Component component = VqtRegisterComponent(registration);
-  ComponentDescription looking{'imdc', 'zv21', 0, 0, cmpIsMissing};
-  ASSERT_EQ(FindNextComponent(nullptr, &looking), component);
-  EXPECT_EQ(pixelFormats(component), (std::vector<OSType>{'v210'}));
-  UnregisterComponent(component);
-}
-
 TEST(ComponentManager, InstancesOpenDescribeAndClose) {
   ComponentInstance instance = OpenDefaultComponent('imco', 'avc1');
   ASSERT_NE(instance, nullptr);
