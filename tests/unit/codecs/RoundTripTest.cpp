@@ -186,6 +186,37 @@ TEST(EncoderSettings, ProResProfileFollowsTheCodecType) {
   }
 }
 
+TEST(EncoderSettings, ProResOnFrameThreadsGivesTheSamplesOfOneThread) {
+  // Frame threads hold several frames at once: each must keep its own pixels
+  // until encoded, and the samples must come out in order and unchanged.
+  auto encodeAll = [](int threads) {
+    EncoderConfig config;
+    config.codecType = 'apch';
+    config.width = 320;
+    config.height = 240;
+    config.threads = threads;
+    std::unique_ptr<Encoder> encoder;
+    EXPECT_EQ(Encoder::create(config, encoder), Status::ok);
+    std::vector<EncodedFrame> frames;
+    for (int i = 0; encoder && i < 10; ++i) {
+      const TestImage image = test::argbToYCbCr(test::makeArgbPattern(320, 240, i), kPixelFormatR4fl);
+      EXPECT_EQ(encoder->encode(test::constViewOf(image), i * 100, 100, frames), Status::ok);
+    }
+    if (encoder) {
+      EXPECT_EQ(encoder->finish(frames), Status::ok);
+    }
+    return frames;
+  };
+  const std::vector<EncodedFrame> alone = encodeAll(1), threaded = encodeAll(4);
+  ASSERT_EQ(alone.size(), 10u);
+  ASSERT_EQ(threaded.size(), 10u);
+  for (std::size_t i = 0; i < alone.size(); ++i) {
+    EXPECT_EQ(threaded[i].displayTime, static_cast<std::int64_t>(i) * 100);
+    EXPECT_TRUE(threaded[i].sync);
+    EXPECT_EQ(threaded[i].data, alone[i].data) << "frame " << i;
+  }
+}
+
 TEST(EncoderSettings, RefusesWhatItCannotMake) {
   std::unique_ptr<Encoder> encoder;
   EncoderConfig config;

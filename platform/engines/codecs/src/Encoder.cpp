@@ -1,6 +1,8 @@
 #include "vqt/codecs/Encoder.h"
 
 #include <deque>
+#include <utility>
+#include <vector>
 #include <string>
 
 #include "Bitstream.h"
@@ -91,6 +93,7 @@ struct Encoder::Impl {
   const CodecEntry* entry = nullptr;
   CodecContextPtr context;
   FramePtr frame;
+  std::vector<FramePtr> spareFrames;  // frames handed to frame threads, reused once free
   PacketPtr packet;
   PixelConverter converter;
   ColourMatrix matrix = ColourMatrix::unspecified;
@@ -100,7 +103,32 @@ struct Encoder::Impl {
   bool annexB = false;
 
   Status receive(std::vector<EncodedFrame>& out);
+  Status writableFrame();
 };
+
+// Frames that frame threads still encode keep their buffers: the next frame
+// takes a spare one no thread holds any more, or a new one (never a copy of a
+// held one, which would be overwritten anyway). At most one per frame thread.
+Status Encoder::Impl::writableFrame() {
+  if (av_frame_is_writable(frame.get())) return Status::ok;
+  for (FramePtr& spare : spareFrames) {
+    if (av_frame_is_writable(spare.get())) {
+      std::swap(spare, frame);
+      return Status::ok;
+    }
+  }
+  FramePtr fresh(av_frame_alloc());
+  if (!fresh) return Status::outOfMemory;
+  fresh->format = frame->format;
+  fresh->width = frame->width;
+  fresh->height = frame->height;
+  fresh->color_range = frame->color_range;
+  fresh->colorspace = frame->colorspace;
+  if (av_frame_get_buffer(fresh.get(), 0) < 0) return Status::outOfMemory;
+  spareFrames.push_back(std::move(frame));
+  frame = std::move(fresh);
+  return Status::ok;
+}
 
 Status Encoder::Impl::receive(std::vector<EncodedFrame>& out) {
   for (;;) {
@@ -156,9 +184,15 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   context->time_base = AVRational{1, config.timeScale};
   if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
   context->thread_count = config.threads;
-  // Intra-only encoders with slice threads use them: each frame is spread over
-  // the cores, and our own pixel unpacking runs in bands on the same threads.
-  if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_SLICE_THREADS)) context->thread_type = FF_THREAD_SLICE;
+  // Intra-only encoders with frame threads use them: each frame is encoded
+  // whole on one thread while the caller lays out the next, so no core waits
+  // for a frame's slowest slice. Those with slice threads only use these, and
+  // our own pixel unpacking then runs in bands on the same threads.
+  if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_FRAME_THREADS)) {
+    context->thread_type = FF_THREAD_FRAME;
+  } else if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_SLICE_THREADS)) {
+    context->thread_type = FF_THREAD_SLICE;
+  }
   context->codec_tag = codecTagFromFourCC(config.codecType);
   impl->matrix = resolveColourMatrix(config.matrix, config.height);
   // VC-3 streams always declare BT.709, so that is the matrix their pixels must be made with.
@@ -247,7 +281,7 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
 Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
                        std::vector<EncodedFrame>& out) {
   Impl& impl = *impl_;
-  if (av_frame_make_writable(impl.frame.get()) < 0) return Status::outOfMemory;
+  if (Status s = impl.writableFrame(); s != Status::ok) return s;
   if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) return s;
   impl.frame->pts = displayTime;
   impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
