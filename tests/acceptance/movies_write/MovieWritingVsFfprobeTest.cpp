@@ -40,16 +40,7 @@ std::string decodeErrors(const std::string& path) {
     return status == 0 ? output : output + " (exit " + std::to_string(status) + ")";
 }
 
-// One '2vuy' frame: luma rising along the row, a different level per frame.
-std::vector<std::uint8_t> twoVuyFrame(int frame) {
-    std::vector<std::uint8_t> bytes;
-    for (int y = 0; y < kHeight; ++y)
-        for (int x = 0; x < kWidth; x += 2) {
-            const auto luma = static_cast<std::uint8_t>(16 + (x * 3 + frame) % 200);
-            bytes.insert(bytes.end(), {128, luma, 128, luma});
-        }
-    return bytes;
-}
+std::vector<std::uint8_t> twoVuyFrame(int frame) { return vqt::writing::twoVuyFrame(kWidth, kHeight, frame); }
 
 // The sound sample (one PCM frame) at media time `time` of a file's first sound track.
 std::vector<std::uint8_t> pcmFramesOf(const std::string& file, TimeValue64 time) {
@@ -61,42 +52,11 @@ std::vector<std::uint8_t> pcmFramesOf(const std::string& file, TimeValue64 time)
     return bytes;
 }
 
-void finishTrack(Track track, Media media) {
-    EndMediaEdits(media);
-    ASSERT_EQ(InsertMediaIntoTrack(track, 0, 0, GetMediaDuration(media), 0x10000), noErr);
-}
-
-struct OutputMovie {
-    Movie movie = nullptr;
-    DataHandler storage = nullptr;
-    NewTrack video;
-};
-
 // 48 raw frames at 24 fps (time scale 2400) and two seconds of 48 kHz stereo PCM.
-OutputMovie writeRawMovie(const std::string& path) {
-    OutputMovie out;
-    EXPECT_EQ(createMovie(path, 2400, out.movie, out.storage), noErr);
-    out.video = addTrack(out.movie, VideoMediaType, 2400, kWidth << 16, kHeight << 16);
-    NewTrack sound = addTrack(out.movie, SoundMediaType, 48000, 0, 0, 0x100);
-    ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
-    SoundDescriptionHandle pcm = pcmDescription(2, 48000);
-    for (int f = 0; f < kFrames; ++f) {
-        const auto frame = twoVuyFrame(f);
-        EXPECT_EQ(AddMediaSample2(out.video.media, frame.data(), static_cast<ByteCount>(frame.size()), 100, 0,
-                                  reinterpret_cast<SampleDescriptionHandle>(image), 1, 0, nullptr), noErr);
-        const auto block = pcmFrames(2, f * 2000, 2000);
-        EXPECT_EQ(AddMediaSample2(sound.media, block.data(), static_cast<ByteCount>(block.size()), 1, 0,
-                                  reinterpret_cast<SampleDescriptionHandle>(pcm), 2000, 0, nullptr), noErr);
-    }
-    DisposeHandle(reinterpret_cast<Handle>(image));
-    DisposeHandle(reinterpret_cast<Handle>(pcm));
-    finishTrack(out.video.track, out.video.media);
-    finishTrack(sound.track, sound.media);
-    return out;
-}
+RawMovie writeRawMovie(const std::string& path) { return vqt::writing::writeRawMovie(path, kWidth, kHeight, kFrames); }
 
 // Update, close, then flatten through a temporary file that replaces the original.
-void closeAndFlatten(OutputMovie& out, const std::string& path) {
+void closeAndFlatten(RawMovie& out, const std::string& path) {
     ASSERT_EQ(UpdateMovieInStorage(out.movie, out.storage), noErr);
     ASSERT_EQ(CloseMovieStorage(out.storage), noErr);
     const std::string temporary = path + ".tmp";
@@ -117,7 +77,7 @@ void closeAndFlatten(OutputMovie& out, const std::string& path) {
 TEST(MovieWritingVsFfprobe, RawVideoAndSound) {
     TempFolder folder;
     const std::string path = folder.file("raw.mov");
-    OutputMovie out = writeRawMovie(path);
+    RawMovie out = writeRawMovie(path);
     closeAndFlatten(out, path);
 
     EXPECT_EQ(topLevelAtoms(path), (std::vector<std::string>{"ftyp", "moov", "mdat"}));
@@ -207,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Codecs, CopiedSamples, ::testing::Values("h264-bframes.
 TEST(MovieWritingVsFfprobe, SoundCopiedAtOffsetsAndCutBack) {
     TempFolder folder;
     const std::string path = folder.file("with-sound.mov");
-    OutputMovie out = writeRawMovie(path);
+    RawMovie out = writeRawMovie(path);
     const TimeValue before = GetMovieDuration(out.movie);
     struct Copy { std::string file; float offsetSeconds; };
     for (const Copy& copy : {Copy{sourcePath("tone.wav"), 1.5f}, Copy{sourcePath("tone.m4a"), 0.0f},
@@ -281,7 +241,7 @@ TEST(MovieWritingVsFfprobe, SoundFilesOpenAsMovies) {
 TEST(MovieWritingVsFfprobe, FailedFlattenLeavesTheUnflattenedMovie) {
     TempFolder folder;
     const std::string path = folder.file("kept.mov");
-    OutputMovie out = writeRawMovie(path);
+    RawMovie out = writeRawMovie(path);
     ASSERT_EQ(UpdateMovieInStorage(out.movie, out.storage), noErr);
     ASSERT_EQ(CloseMovieStorage(out.storage), noErr);
     Handle dataRef = dataRefFor(folder.file("missing-folder/kept.mov.tmp"));
@@ -303,7 +263,7 @@ TEST(MovieWritingVsFfprobe, FileSizeLimitKeepsWhatWasWritten) {
     ASSERT_GE(child, 0);
     if (child == 0) {
         ClearMoviesStickyError(); // what earlier tests left in this thread
-        OutputMovie out = writeRawMovie(path);
+        RawMovie out = writeRawMovie(path);
         int code = UpdateMovieInStorage(out.movie, out.storage) == noErr ? 0 : 16;
         const auto size = static_cast<rlim_t>(std::filesystem::file_size(path) + 100 * 1024);
         rlimit limit{size, size};

@@ -17,47 +17,14 @@ using namespace vqt::writing;
 namespace {
 
 constexpr int kWidth = 16, kHeight = 8;
-constexpr int kFrameBytes = kWidth * kHeight * 2; // '2vuy'
 
-std::vector<std::uint8_t> frameBytes(int frame) { return std::vector<std::uint8_t>(kFrameBytes, static_cast<std::uint8_t>(frame + 1)); }
+std::vector<std::uint8_t> frameBytes(int frame) { return twoVuyFrame(kWidth, kHeight, frame); }
 
-struct Written {
-    Movie movie = nullptr;
-    DataHandler storage = nullptr;
-    NewTrack video, sound;
-};
+// Four frames at 24 fps, frame 2 not a sync sample, display offsets one
+// positive and one negative.
+RawMovie writeBasicMovie(const std::string& path) { return writeRawMovie(path, kWidth, kHeight, 4, {0, 200, -100, 0}, 2); }
 
-// Four '2vuy' frames at 24 fps in time scale 2400 (one not a sync sample, one
-// with a display offset) and 1000 stereo PCM frames at 48 kHz.
-Written writeBasicMovie(const std::string& path) {
-    Written w;
-    EXPECT_EQ(createMovie(path, 2400, w.movie, w.storage), noErr);
-    w.video = addTrack(w.movie, VideoMediaType, 2400, kWidth << 16, kHeight << 16);
-    w.sound = addTrack(w.movie, SoundMediaType, 48000, 0, 0, 0x100);
-    ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
-    const TimeValue64 offsets[] = {0, 200, -100, 0};
-    for (int f = 0; f < 4; ++f) {
-        const auto bytes = frameBytes(f);
-        TimeValue64 decodeTime = -1;
-        EXPECT_EQ(AddMediaSample2(w.video.media, bytes.data(), kFrameBytes, 100, offsets[f],
-                                  reinterpret_cast<SampleDescriptionHandle>(image), 1, f == 2 ? mediaSampleNotSync : 0,
-                                  &decodeTime), noErr);
-        EXPECT_EQ(decodeTime, f * 100);
-    }
-    DisposeHandle(reinterpret_cast<Handle>(image));
-    SoundDescriptionHandle sound = pcmDescription(2, 48000);
-    const auto pcm = pcmFrames(2, 0, 1000);
-    EXPECT_EQ(AddMediaSample2(w.sound.media, pcm.data(), static_cast<ByteCount>(pcm.size()), 1, 0,
-                              reinterpret_cast<SampleDescriptionHandle>(sound), 1000, 0, nullptr), noErr);
-    DisposeHandle(reinterpret_cast<Handle>(sound));
-    for (const NewTrack& t : {w.video, w.sound}) {
-        EXPECT_EQ(EndMediaEdits(t.media), noErr);
-        EXPECT_EQ(InsertMediaIntoTrack(t.track, 0, 0, GetMediaDuration(t.media), 0x10000), noErr);
-    }
-    return w;
-}
-
-void closeMovie(Written& w) {
+void closeMovie(RawMovie& w) {
     EXPECT_EQ(UpdateMovieInStorage(w.movie, w.storage), noErr);
     EXPECT_EQ(CloseMovieStorage(w.storage), noErr);
     DisposeMovie(w.movie);
@@ -68,10 +35,10 @@ void closeMovie(Written& w) {
 TEST(MovieWriting, WrittenMovieReadsBackAsWritten) {
     TempFolder folder;
     const std::string path = folder.file("basic.mov");
-    Written w = writeBasicMovie(path);
+    RawMovie w = writeBasicMovie(path);
     // The movie being written already answers the reading calls.
     EXPECT_EQ(GetMediaDuration(w.video.media), 400);
-    EXPECT_EQ(GetMediaDuration(w.sound.media), 1000);
+    EXPECT_EQ(GetMediaDuration(w.sound.media), 8000);
     EXPECT_EQ(GetMovieDuration(w.movie), 400);
     closeMovie(w);
 
@@ -101,7 +68,7 @@ TEST(MovieWriting, WrittenMovieReadsBackAsWritten) {
 
 TEST(MovieWriting, CallsRefuseWhatQuickTimeRefuses) {
     TempFolder folder;
-    Written w = writeBasicMovie(folder.file("rules.mov"));
+    RawMovie w = writeBasicMovie(folder.file("rules.mov"));
     const auto bytes = frameBytes(0);
     ImageDescriptionHandle image = rawImageDescription('2vuy', kWidth, kHeight);
     auto* description = reinterpret_cast<SampleDescriptionHandle>(image);
@@ -130,15 +97,15 @@ TEST(MovieWriting, CallsRefuseWhatQuickTimeRefuses) {
     closeMovie(w);
     Movie reopened = openMovie(folder.file("rules.mov"));
     Media media = GetTrackMedia(GetMovieIndTrack(reopened, 1));
-    EXPECT_EQ(AddMediaSample2(media, bytes.data(), kFrameBytes, 100, 0, description, 1, 0, nullptr), noDataHandler);
+    EXPECT_EQ(AddMediaSample2(media, bytes.data(), static_cast<ByteCount>(bytes.size()), 100, 0, description, 1, 0, nullptr), noDataHandler);
     DisposeMovie(reopened);
-    EXPECT_EQ(AddMediaSample2(media, bytes.data(), kFrameBytes, 100, 0, description, 1, 0, nullptr), invalidMedia);
+    EXPECT_EQ(AddMediaSample2(media, bytes.data(), static_cast<ByteCount>(bytes.size()), 100, 0, description, 1, 0, nullptr), invalidMedia);
     DisposeHandle(reinterpret_cast<Handle>(image));
 }
 
 TEST(MovieWriting, EditsInsertAndDeleteTime) {
     TempFolder folder;
-    Written w = writeBasicMovie(folder.file("edits.mov"));
+    RawMovie w = writeBasicMovie(folder.file("edits.mov"));
     // A second copy of frames 1-2 at movie time 100 pushes the rest back.
     EXPECT_EQ(InsertMediaIntoTrack(w.video.track, 100, 100, 200, 0x10000), noErr);
     EXPECT_EQ(GetTrackDuration(w.video.track), 600);
@@ -166,7 +133,7 @@ TEST(MovieWriting, EditsInsertAndDeleteTime) {
 // the acceptance tests; here a part of a video track and a type mismatch.
 TEST(MovieWriting, VideoSegmentCopiedFromAnotherMovie) {
     TempFolder folder;
-    Written w = writeBasicMovie(folder.file("source.mov"));
+    RawMovie w = writeBasicMovie(folder.file("source.mov"));
     closeMovie(w);
     Movie source = openMovie(folder.file("source.mov"));
     ASSERT_NE(source, nullptr);
@@ -188,7 +155,7 @@ TEST(MovieWriting, VideoSegmentCopiedFromAnotherMovie) {
 
 TEST(MovieWriting, MetadataItemsAreReplacedAndStored) {
     TempFolder folder;
-    Written w = writeBasicMovie(folder.file("meta.mov"));
+    RawMovie w = writeBasicMovie(folder.file("meta.mov"));
     QTMetaDataRef metadata = nullptr;
     ASSERT_EQ(QTCopyMovieMetaData(w.movie, &metadata), noErr);
     auto add = [&](const char* key, const char* value) {
@@ -222,7 +189,7 @@ TEST(MovieWriting, MetadataItemsAreReplacedAndStored) {
 
 TEST(MovieWriting, TimecodeTrackWithReelName) {
     TempFolder folder;
-    Written w = writeBasicMovie(folder.file("tc.mov"));
+    RawMovie w = writeBasicMovie(folder.file("tc.mov"));
     NewTrack timecode = addTrack(w.movie, TimeCodeMediaType, 2400, kWidth << 16, kHeight << 16);
     SetTrackEnabled(timecode.track, true);
     Handle description = timecodeDescription(tc24HourMax, 30000, 1001, 30);

@@ -2,9 +2,9 @@
 
 #include <QuickTime/MovieStorage.h>
 
-#include <cstdio>
+#include <gtest/gtest.h>
+
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -95,6 +95,44 @@ std::vector<std::uint8_t> pcmFrames(int channels, int firstFrame, int frames) {
             bytes.push_back(static_cast<std::uint8_t>(value >> 8));
         }
     return bytes;
+}
+
+std::vector<std::uint8_t> twoVuyFrame(int width, int height, int frame) {
+    std::vector<std::uint8_t> bytes;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; x += 2) {
+            const auto luma = static_cast<std::uint8_t>(16 + (x * 3 + frame) % 200);
+            bytes.insert(bytes.end(), {128, luma, 128, luma});
+        }
+    return bytes;
+}
+
+RawMovie writeRawMovie(const std::string& path, int width, int height, int frames,
+                       const std::vector<TimeValue64>& offsets, int notSync) {
+    RawMovie out;
+    EXPECT_EQ(createMovie(path, 2400, out.movie, out.storage), noErr);
+    out.video = addTrack(out.movie, VideoMediaType, 2400, width << 16, height << 16);
+    out.sound = addTrack(out.movie, SoundMediaType, 48000, 0, 0, 0x100);
+    auto image = reinterpret_cast<SampleDescriptionHandle>(rawImageDescription('2vuy', width, height));
+    auto pcm = reinterpret_cast<SampleDescriptionHandle>(pcmDescription(2, 48000));
+    for (int f = 0; f < frames; ++f) {
+        const auto frame = twoVuyFrame(width, height, f);
+        const TimeValue64 offset = f < static_cast<int>(offsets.size()) ? offsets[f] : 0;
+        TimeValue64 decodeTime = -1;
+        EXPECT_EQ(AddMediaSample2(out.video.media, frame.data(), static_cast<ByteCount>(frame.size()), 100, offset,
+                                  image, 1, f == notSync ? mediaSampleNotSync : 0, &decodeTime), noErr);
+        EXPECT_EQ(decodeTime, f * 100);
+        const auto block = pcmFrames(2, f * 2000, 2000);
+        EXPECT_EQ(AddMediaSample2(out.sound.media, block.data(), static_cast<ByteCount>(block.size()), 1, 0, pcm, 2000, 0,
+                                  nullptr), noErr);
+    }
+    DisposeHandle(reinterpret_cast<Handle>(image));
+    DisposeHandle(reinterpret_cast<Handle>(pcm));
+    for (const NewTrack& t : {out.video, out.sound}) {
+        EXPECT_EQ(EndMediaEdits(t.media), noErr);
+        EXPECT_EQ(InsertMediaIntoTrack(t.track, 0, 0, GetMediaDuration(t.media), 0x10000), noErr);
+    }
+    return out;
 }
 
 std::vector<std::uint8_t> sampleAt(Media media, TimeValue64 time) {

@@ -48,6 +48,20 @@ NewTrack addTrack(Movie movie, OSType type, TimeScale mediaScale, Fixed width = 
 // 16-bit little-endian PCM: sample i of channel c is (i * 7 + c * 1000) & 0x7FFF.
 std::vector<std::uint8_t> pcmFrames(int channels, int firstFrame, int frames);
 
+// One '2vuy' frame: luma rising along the row, a different level per frame.
+std::vector<std::uint8_t> twoVuyFrame(int width, int height, int frame);
+
+// A movie in time scale 2400 being written: `frames` '2vuy' frames of 100
+// units (display offsets from `offsets`, 0 past its end; `notSync` not a sync
+// sample) and 2000 frames of 48 kHz stereo PCM for each; both tracks whole.
+struct RawMovie {
+    Movie movie = nullptr;
+    DataHandler storage = nullptr;
+    NewTrack video, sound;
+};
+RawMovie writeRawMovie(const std::string& path, int width, int height, int frames,
+                       const std::vector<TimeValue64>& offsets = {}, int notSync = -1);
+
 // Bytes of the sample at media decode time `time`.
 std::vector<std::uint8_t> sampleAt(Media media, TimeValue64 time);
 
