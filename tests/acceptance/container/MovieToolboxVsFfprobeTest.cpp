@@ -1,7 +1,10 @@
 // Our Movie Toolbox answers on movies that ffmpeg wrote, against what ffprobe
 // reads from the same files.
 #include "FfprobeReport.h"
-#include "MovieFixture.h"
+
+#include <QuickTime/Movies.h>
+
+#include <CoreFoundation/CoreFoundation.h>
 
 #include <gtest/gtest.h>
 
@@ -10,6 +13,59 @@
 using namespace vqt::acceptance;
 
 namespace {
+
+std::string fixturePath(const std::string& name) { return std::string(VQT_CONTAINER_FIXTURES) + "/" + name; }
+
+// A fixture movie opened through the Movie Toolbox, disposed at the end of the scope.
+class OpenMovie {
+public:
+    explicit OpenMovie(const std::string& name) {
+        EnterMovies();
+        CFStringRef path = CFStringCreateWithCString(nullptr, fixturePath(name).c_str(), kCFStringEncodingUTF8);
+        Boolean active = true;
+        QTNewMoviePropertyElement properties[] = {
+            {kQTPropertyClass_DataLocation, kQTDataLocationPropertyID_CFStringPosixPath, sizeof path, &path, 0},
+            {kQTPropertyClass_NewMovieProperty, kQTNewMoviePropertyID_Active, sizeof active, &active, 0},
+        };
+        status_ = NewMovieFromProperties(2, properties, 0, nullptr, &movie_);
+        CFRelease(path);
+    }
+    ~OpenMovie() {
+        if (movie_) DisposeMovie(movie_);
+    }
+    OpenMovie(const OpenMovie&) = delete;
+    OpenMovie& operator=(const OpenMovie&) = delete;
+
+    Movie movie() const { return movie_; }
+    OSStatus status() const { return status_; }
+    // The first track whose media type is `type`, or null.
+    Track track(OSType type) const {
+        for (SInt32 i = 1; i <= GetMovieTrackCount(movie_); ++i) {
+            Track track = GetMovieIndTrack(movie_, i);
+            OSType mediaType = 0;
+            GetMediaHandlerDescription(GetTrackMedia(track), &mediaType, nullptr, nullptr);
+            if (mediaType == type) return track;
+        }
+        return nullptr;
+    }
+
+private:
+    Movie movie_ = nullptr;
+    OSStatus status_ = noErr;
+};
+
+// Frames of a track counted by stepping through its interesting times, as a reader counts them.
+int countFrames(Track track) {
+    int frames = 0;
+    TimeValue time = 0;
+    short flags = nextTimeMediaSample | nextTimeEdgeOK;
+    for (;;) {
+        GetTrackNextInterestingTime(track, flags, time, fixed1, &time, nullptr);
+        if (time < 0) return frames;
+        ++frames;
+        flags = nextTimeStep;
+    }
+}
 
 long long number(const std::map<std::string, std::string>& fields, const std::string& key) {
     auto it = fields.find(key);
