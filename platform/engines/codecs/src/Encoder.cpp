@@ -1,9 +1,9 @@
 #include "vqt/codecs/Encoder.h"
 
 #include <deque>
+#include <string>
 #include <utility>
 #include <vector>
-#include <string>
 
 #include "Bitstream.h"
 #include "FfmpegHandles.h"
