@@ -91,6 +91,10 @@ TEST(CompressionSession, EncodedFramesReportReorderingSyncAndTheirDescription) {
   }
   EXPECT_GT(notSync, 10);
   EXPECT_GT(offsets.size(), 1u) << "B-frames give different display offsets";
+  // Decode times start at the first display time: the first frame shows at once
+  // and a B-frame shows before the frame decoded ahead of it.
+  EXPECT_EQ(reordered.frames[0].displayOffset, 0);
+  EXPECT_LT(*offsets.begin(), 0);
   long avcC = 0;
   EXPECT_EQ(CountImageDescriptionExtensionType(reordered.description, 'avcC', &avcC), noErr);
   EXPECT_EQ(avcC, 1);
