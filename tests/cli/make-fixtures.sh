@@ -4,12 +4,7 @@
 set -euo pipefail
 out="${1:?usage: make-fixtures.sh OUT_DIR}"
 mkdir -p "$out"
-ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
-fixture() { # fixture NAME ARGS...: skip when the file is already there
-  local name="$1"; shift
-  [ -s "$out/$name" ] && return 0
-  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
-}
+source "$(dirname "${BASH_SOURCE[0]}")/../fixture-functions.sh"
 # H.264 at 25 with a stereo PCM tone, timecode, reel and text metadata.
 fixture h264-tone.mov -f lavfi -i "testsrc2=size=160x120:rate=25:duration=1" \
   -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=1" -ac 2 \

@@ -5,13 +5,7 @@
 set -euo pipefail
 out="${1:?usage: make-fixtures.sh OUT_DIR}"
 mkdir -p "$out"
-ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
-fixture() { # fixture NAME ARGS...: skip when the file is already there
-  local name="$1"; shift
-  [ -s "$out/$name" ] && return 0
-  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
-}
-tone() { echo "sine=frequency=$1:sample_rate=$2:duration=$3"; }
+source "$(dirname "${BASH_SOURCE[0]}")/../fixture-functions.sh"
 
 fixture h264-aac-timecode.mov -f lavfi -i "testsrc2=size=96x64:rate=25:duration=0.48" \
   -f lavfi -i "$(tone 1000 48000 0.48)" -c:v libx264 -preset veryfast -bf 2 -g 6 -pix_fmt yuv420p \

@@ -5,12 +5,7 @@
 set -euo pipefail
 out="${1:?usage: make-fixtures.sh OUT_DIR}"
 mkdir -p "$out"
-ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
-fixture() { # make NAME ARGS...: skip when the file is already there
-  local name="$1"; shift
-  [ -s "$out/$name" ] && return 0
-  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
-}
+source "$(dirname "${BASH_SOURCE[0]}")/../../fixture-functions.sh"
 video="testsrc2=size=160x120:rate=24:duration=2"
 tone() { echo "sine=frequency=440:sample_rate=$1:duration=1"; }
 

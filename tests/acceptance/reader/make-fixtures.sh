@@ -5,13 +5,7 @@
 set -euo pipefail
 out="${1:?usage: make-fixtures.sh OUT_DIR}"
 mkdir -p "$out"
-ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
-fixture() { # fixture NAME ARGS...: skip when the file is already there
-  local name="$1"; shift
-  [ -s "$out/$name" ] && return 0
-  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
-}
-tone() { echo "sine=frequency=$1:sample_rate=$2:duration=$3"; }
+source "$(dirname "${BASH_SOURCE[0]}")/../../fixture-functions.sh"
 
 # The NTSC-rate movies get a movie time scale that holds their frame duration
 # exactly: the reader steps through a track in whole movie time units, and in

@@ -4,13 +4,7 @@
 set -euo pipefail
 out="${1:?usage: make-fixtures.sh OUT_DIR}"
 mkdir -p "$out"
-ff() { ffmpeg -hide_banner -loglevel error -y "$@"; }
-fixture() {
-  local name="$1"; shift
-  [ -s "$out/$name" ] && return 0
-  ff "$@" "$out/$name.tmp.${name##*.}" && mv "$out/$name.tmp.${name##*.}" "$out/$name"
-}
-tone() { echo "sine=frequency=$1:sample_rate=$2:duration=$3"; }
+source "$(dirname "${BASH_SOURCE[0]}")/../../fixture-functions.sh"
 
 # A stereo 48 kHz track, 1 s, and a mono 44.1 kHz track that starts 0.5 s in
 # (an empty edit first) and lasts 1 s; both enabled (ffmpeg enables only the
