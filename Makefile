@@ -6,7 +6,7 @@ FUZZ_SECONDS ?= 60
 GENERATOR ?= Ninja
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build test sanitize fuzz-smoke demo bench clean
+.PHONY: deps format-check configure build test sanitize fuzz-smoke demo bench clean
 
 deps:
 	bash scripts/install-deps.sh
@@ -14,12 +14,16 @@ deps:
 configure:
 	cmake -S . -B $(BUILD) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
+# The tree is formatted by clang-format (.clang-format); any unformatted tracked source fails the build.
+format-check:
+	git ls-files -z '*.cpp' '*.h' '*.inc' | xargs -0 clang-format --dry-run --Werror
+
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 # Every test: the CTest suite, the same suite built with AddressSanitizer and
 # UndefinedBehaviorSanitizer (leak detection on), then each fuzzer for FUZZ_SECONDS.
-test: deps build
+test: deps format-check build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	$(MAKE) sanitize
 	$(MAKE) fuzz-smoke

@@ -14,9 +14,10 @@ int main(int argc, char** argv) {
   float pixelAspect = 1.0f;
   reader.getVideoInfo(&width, &height, &channels, &pixelAspect, &timeScale, &frameDuration, &timecode);
   std::vector<float> rgba(static_cast<size_t>(width) * height * 4);  // rows top first
-  if (reader.decodeFrame(1, rgba.data()) != 0) return std::fprintf(stderr, "cannot decode frame 1\n"), 1;  // frames count from 1
+  if (reader.decodeFrame(1, rgba.data()) != 0)
+    return std::fprintf(stderr, "cannot decode frame 1\n"), 1;  // frames count from 1
 
-  std::printf("%dx%d, %d frames, %d/%d, first pixel %.3f %.3f %.3f\n", width, height, reader.getFrameCount(),
-              timeScale, frameDuration, rgba[0], rgba[1], rgba[2]);
+  std::printf("%dx%d, %d frames, %d/%d, first pixel %.3f %.3f %.3f\n", width, height, reader.getFrameCount(), timeScale,
+              frameDuration, rgba[0], rgba[1], rgba[2]);
   return 0;
 }

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # build
-  g++ make cmake ninja-build pkg-config
+  g++ make cmake ninja-build pkg-config clang-format
   libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev
   libboost-dev zlib1g-dev qt6-base-dev libpng-dev libopenexr-dev
   libxcb1-dev  # dialogs: probe the X display before Qt connects to it

@@ -20,8 +20,8 @@ int runCodecs(const Words& words) {
   Vantor::QuickTime::QuickTimeCodecWriter writer;
   std::fputs("type  read  write  name\n", output());
   for (const CodecEntry& entry : codecCatalogue(writer))
-    std::fprintf(output(), "%-4s  %-4s  %-5s  %s\n", entry.type.c_str(), readerDecodes(entry.type) ? "yes" : "no", "yes",
-                entry.name.c_str());
+    std::fprintf(output(), "%-4s  %-4s  %-5s  %s\n", entry.type.c_str(), readerDecodes(entry.type) ? "yes" : "no",
+                 "yes", entry.name.c_str());
   return 0;
 }
 

@@ -118,7 +118,8 @@ int runEncode(const Words& words) {
   if (fps <= 0.0 || fps > 1000.0) throw UsageError("--fps must be above 0 and at most 1000");
   const int quality = parseInt(args.value("--quality", "4"), "--quality", 0, 5);
   const Vantor::QuickTime::FrameRate rate(static_cast<float>(fps));
-  const int startFrame = args.has("--timecode") ? parseTimecode(args.value("--timecode"), static_cast<int>(rate.nominal())) : 0;
+  const int startFrame =
+      args.has("--timecode") ? parseTimecode(args.value("--timecode"), static_cast<int>(rate.nominal())) : 0;
   const bool tone = args.has("--tone");
   if (tone && !args.has("--pattern")) throw UsageError("--tone goes with --pattern");
   if (args.has("--audio") && !std::filesystem::is_regular_file(args.value("--audio")))
@@ -135,7 +136,8 @@ int runEncode(const Words& words) {
     Progress progress("encode", source.count());
     for (int f = 0; f < source.count(); ++f) {
       const auto pixels = source.frame(f);
-      if (writer.encodeFrame(f, pixels.data(), false) != 0) throw Failure("frame " + std::to_string(f + 1) + " could not be encoded");
+      if (writer.encodeFrame(f, pixels.data(), false) != 0)
+        throw Failure("frame " + std::to_string(f + 1) + " could not be encoded");
       progress.update(f + 1);
     }
   }

@@ -53,7 +53,9 @@ Image readExr(const std::string& path) {
 
 #else
 
-void writeExr(const std::string& path, const Image&) { throw Failure("this qtmovie was built without OpenEXR: " + path); }
+void writeExr(const std::string& path, const Image&) {
+  throw Failure("this qtmovie was built without OpenEXR: " + path);
+}
 Image readExr(const std::string& path) { throw Failure("this qtmovie was built without OpenEXR: " + path); }
 
 #endif

@@ -31,7 +31,9 @@ MovieSummary summarise(QuickTime::QuickTimeCodecReader& reader) {
   std::list<Property::Base*> properties;
   reader.getMetadata(properties);
   for (Property::Base* property : properties) {
-    const char* type = property->type == Property::kInt ? "int" : property->type == Property::kDouble ? "double" : "string";
+    const char* type = property->type == Property::kInt      ? "int"
+                       : property->type == Property::kDouble ? "double"
+                                                             : "string";
     s.metadata.push_back({property->name, type, property->size() ? property->toString(0) : ""});
     delete property;
   }
@@ -94,7 +96,8 @@ std::string summaryText(const std::string& path, const MovieSummary& s) {
   if (!s.description.empty()) out << "  stream:\n";
   for (const auto& [key, value] : s.description) out << "    " << key << ": " << value << "\n";
   if (!s.metadata.empty()) out << "  metadata:\n";
-  for (const MetadataItem& item : s.metadata) out << "    " << item.key << " (" << item.type << "): " << item.value << "\n";
+  for (const MetadataItem& item : s.metadata)
+    out << "    " << item.key << " (" << item.type << "): " << item.value << "\n";
   return out.str();
 }
 

@@ -152,7 +152,8 @@ double decodeProRes(const std::vector<Bytes>& frames, OSType pixelFormat) {
   }
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   ICMDecompressionSessionRelease(session);
-  if (emitted.frames != static_cast<int>(frames.size())) std::fprintf(stderr, "ProRes: %d frames emitted\n", emitted.frames);
+  if (emitted.frames != static_cast<int>(frames.size()))
+    std::fprintf(stderr, "ProRes: %d frames emitted\n", emitted.frames);
   return seconds;
 }
 
@@ -200,7 +201,8 @@ double decodeH264(const std::vector<AccessUnit>& units, const std::vector<std::s
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   samplesDecoded = VqtICMDecompressionSessionGetDecodedSampleCount(session);
   ICMDecompressionSessionRelease(session);
-  if (emitted.frames != static_cast<int>(displayOrder.size())) std::fprintf(stderr, "H.264: %d frames emitted\n", emitted.frames);
+  if (emitted.frames != static_cast<int>(displayOrder.size()))
+    std::fprintf(stderr, "H.264: %d frames emitted\n", emitted.frames);
   return seconds;
 }
 
@@ -283,8 +285,9 @@ int main(int argc, char** argv) {
   const std::string source = "-f lavfi -i testsrc2=size=1920x1080:rate=24 ";
   make("hq.mov", source + "-frames:v 96 -pix_fmt yuv422p10le -c:v prores_ks -profile:v 3 -f mov");
   make("hq.prores", "-i '" + fixture("hq.mov") + "' -c:v copy -f rawvideo");
-  make("gop48.h264", source + "-frames:v 96 -pix_fmt yuv420p -c:v libx264 -g 48 -keyint_min 48 -sc_threshold 0 "
-                              "-bf 3 -x264-params aud=1 -f h264");
+  make("gop48.h264", source +
+                         "-frames:v 96 -pix_fmt yuv420p -c:v libx264 -g 48 -keyint_min 48 -sc_threshold 0 "
+                         "-bf 3 -x264-params aud=1 -f h264");
   make("source.uyvy", source + "-frames:v 48 -pix_fmt uyvy422 -f rawvideo");
   make("source.rgba64be", source + "-frames:v 24 -pix_fmt rgba64be -f rawvideo");
   make("source.yuva444p16le", source + "-frames:v 24 -pix_fmt yuva444p16le -f rawvideo");
@@ -293,7 +296,8 @@ int main(int argc, char** argv) {
   const bool needProRes = selected("ProRes 422 HQ decode to 'b64a'") || selected("ProRes 422 HQ decode to 'r4fl'");
   const bool needH264 = selected("H.264 GOP 48 B-frames decode");
   const std::vector<Bytes> prores = needProRes ? splitProRes(readFile(fixture("hq.prores"))) : std::vector<Bytes>{};
-  const std::vector<AccessUnit> h264 = needH264 ? splitH264(readFile(fixture("gop48.h264"))) : std::vector<AccessUnit>{};
+  const std::vector<AccessUnit> h264 =
+      needH264 ? splitH264(readFile(fixture("gop48.h264"))) : std::vector<AccessUnit>{};
   const std::vector<std::size_t> displayOrder = needH264 ? displayOrderOf(h264) : std::vector<std::size_t>{};
   const Bytes uyvy = selected("H.264 GOP 48 B-frames encode") ? readFile(fixture("source.uyvy")) : Bytes{};
   Bytes b64a = selected("ProRes 422 HQ encode from 'b64a'") ? readFile(fixture("source.rgba64be")) : Bytes{};
@@ -319,43 +323,60 @@ int main(int argc, char** argv) {
     report(label, frames, bestOurs, bestCli);
   };
   const std::string hq = "'" + fixture("hq.mov") + "'";
-  if (selected("ProRes 422 HQ decode to 'b64a'")) compare("ProRes 422 HQ decode to 'b64a' (rgba64be)", kDecodeFrames,
-         [&] { return decodeProRes(prores, k64ARGBPixelFormat); },
-         [&] { return timeCli("-i " + hq + " -pix_fmt rgba64be -f null -"); });
-  if (selected("ProRes 422 HQ decode to 'r4fl'")) compare("ProRes 422 HQ decode to 'r4fl' (CLI: yuva444p16le)", kDecodeFrames,
-         [&] { return decodeProRes(prores, k4444YpCbCrA32RPixelFormat); },
-         [&] { return timeCli("-i " + hq + " -pix_fmt yuva444p16le -f null -"); });
+  if (selected("ProRes 422 HQ decode to 'b64a'"))
+    compare(
+        "ProRes 422 HQ decode to 'b64a' (rgba64be)", kDecodeFrames,
+        [&] { return decodeProRes(prores, k64ARGBPixelFormat); },
+        [&] { return timeCli("-i " + hq + " -pix_fmt rgba64be -f null -"); });
+  if (selected("ProRes 422 HQ decode to 'r4fl'"))
+    compare(
+        "ProRes 422 HQ decode to 'r4fl' (CLI: yuva444p16le)", kDecodeFrames,
+        [&] { return decodeProRes(prores, k4444YpCbCrA32RPixelFormat); },
+        [&] { return timeCli("-i " + hq + " -pix_fmt yuva444p16le -f null -"); });
   UInt64 samples = 0;
   const std::string gop = "'" + fixture("gop48.h264") + "'";
-  if (selected("H.264 GOP 48 B-frames decode")) compare("H.264 GOP 48 B-frames decode to '2vuy' (uyvy422)", kDecodeFrames,
-         [&] { return decodeH264(h264, displayOrder, samples); },
-         [&] { return timeCli("-f h264 -i " + gop + " -pix_fmt uyvy422 -f null -"); });
+  if (selected("H.264 GOP 48 B-frames decode"))
+    compare(
+        "H.264 GOP 48 B-frames decode to '2vuy' (uyvy422)", kDecodeFrames,
+        [&] { return decodeH264(h264, displayOrder, samples); },
+        [&] { return timeCli("-f h264 -i " + gop + " -pix_fmt uyvy422 -f null -"); });
   if (samples != 0)
     std::printf("  (reader pattern, frame by frame in display order: %llu samples decoded for %d frames)\n",
                 static_cast<unsigned long long>(samples), kDecodeFrames);
 
   std::size_t bytes = 0;
   const std::size_t b64aFrame = std::size_t{kWidth} * kHeight * 8;
-  if (selected("ProRes 422 HQ encode from 'b64a'")) compare("ProRes 422 HQ encode from 'b64a' (rgba64be)", kProResEncodeFrames,
-         [&] { return encode({'apch', k64ARGBPixelFormat, 0, false}, b64a, b64aFrame, kProResEncodeFrames, bytes); },
-         [&] {
-           return timeCli("-f rawvideo -pix_fmt rgba64be -s 1920x1080 -r 24 -i '" + fixture("source.rgba64be") +
-                          "' -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -f null -");
-         });
+  if (selected("ProRes 422 HQ encode from 'b64a'"))
+    compare(
+        "ProRes 422 HQ encode from 'b64a' (rgba64be)", kProResEncodeFrames,
+        [&] {
+          return encode({'apch', k64ARGBPixelFormat, 0, false}, b64a, b64aFrame, kProResEncodeFrames, bytes);
+        },
+        [&] {
+          return timeCli("-f rawvideo -pix_fmt rgba64be -s 1920x1080 -r 24 -i '" + fixture("source.rgba64be") +
+                         "' -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -f null -");
+        });
   const std::size_t r4flFrame = std::size_t{kWidth} * kHeight * 16;
   if (selected("ProRes 422 HQ encode from 'r4fl'"))
-    compare("ProRes 422 HQ encode from 'r4fl' (CLI: yuva444p16le)", kProResEncodeFrames,
-           [&] { return encode({'apch', k4444YpCbCrA32RPixelFormat, 0, false}, r4fl, r4flFrame, kProResEncodeFrames, bytes); },
-           [&] {
-             return timeCli("-f rawvideo -pix_fmt yuva444p16le -s 1920x1080 -r 24 -i '" + fixture("source.yuva444p16le") +
-                            "' -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -f null -");
-           });
+    compare(
+        "ProRes 422 HQ encode from 'r4fl' (CLI: yuva444p16le)", kProResEncodeFrames,
+        [&] {
+          return encode({'apch', k4444YpCbCrA32RPixelFormat, 0, false}, r4fl, r4flFrame, kProResEncodeFrames, bytes);
+        },
+        [&] {
+          return timeCli("-f rawvideo -pix_fmt yuva444p16le -s 1920x1080 -r 24 -i '" + fixture("source.yuva444p16le") +
+                         "' -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le -f null -");
+        });
   const std::size_t uyvyFrame = std::size_t{kWidth} * kHeight * 2;
-  if (selected("H.264 GOP 48 B-frames encode")) compare("H.264 GOP 48 B-frames encode from '2vuy' (uyvy422)", kH264EncodeFrames,
-         [&] { return encode({'avc1', k2vuyPixelFormat, 48, true}, uyvy, uyvyFrame, kH264EncodeFrames, bytes); },
-         [&] {
-           return timeCli("-f rawvideo -pix_fmt uyvy422 -s 1920x1080 -r 24 -i '" + fixture("source.uyvy") +
-                          "' -c:v libx264 -crf 23 -g 48 -bf 3 -pix_fmt yuv420p -f null -");
-         });
+  if (selected("H.264 GOP 48 B-frames encode"))
+    compare(
+        "H.264 GOP 48 B-frames encode from '2vuy' (uyvy422)", kH264EncodeFrames,
+        [&] {
+          return encode({'avc1', k2vuyPixelFormat, 48, true}, uyvy, uyvyFrame, kH264EncodeFrames, bytes);
+        },
+        [&] {
+          return timeCli("-f rawvideo -pix_fmt uyvy422 -s 1920x1080 -r 24 -i '" + fixture("source.uyvy") +
+                         "' -c:v libx264 -crf 23 -g 48 -bf 3 -pix_fmt yuv420p -f null -");
+        });
   return 0;
 }

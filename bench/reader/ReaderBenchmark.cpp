@@ -34,8 +34,9 @@ std::string fixture(const Movie& movie) {
   if (!std::filesystem::exists(path)) {
     const std::string command = std::string(VQT_FFMPEG) +
                                 " -hide_banner -loglevel error -y -f lavfi -i testsrc2=size=1920x1080:rate=24 "
-                                "-frames:v " + std::to_string(kFrames) + " " + movie.encode + " " + path + ".tmp.mov" +
-                                " && mv " + path + ".tmp.mov " + path;
+                                "-frames:v " +
+                                std::to_string(kFrames) + " " + movie.encode + " " + path + ".tmp.mov" + " && mv " +
+                                path + ".tmp.mov " + path;
     if (std::system(command.c_str()) != 0) {
       std::fprintf(stderr, "could not make %s\n", path.c_str());
       std::exit(1);
@@ -79,8 +80,8 @@ double ours(const std::string& path, const std::vector<int>& order) {
 }
 
 double cli(const std::string& path) {
-  const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i " + path +
-                              " -pix_fmt gbrapf32le -f null -";
+  const std::string command =
+      std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i " + path + " -pix_fmt gbrapf32le -f null -";
   const auto start = Clock::now();
   if (std::system(command.c_str()) != 0) std::exit(1);
   return kFrames / seconds(start);
@@ -107,7 +108,8 @@ int main(int argc, char** argv) {
       bestOrdered = std::max(bestOrdered, ours(path, inOrder));
       bestRandom = std::max(bestRandom, ours(path, shuffled));
     }
-    std::printf("%-22s %-8s %10.1f %10.1f %8.2f\n", movie.name, "in order", bestOrdered, bestCli, bestOrdered / bestCli);
+    std::printf("%-22s %-8s %10.1f %10.1f %8.2f\n", movie.name, "in order", bestOrdered, bestCli,
+                bestOrdered / bestCli);
     std::printf("%-22s %-8s %10.1f %10.1f %8.2f\n", movie.name, "random", bestRandom, bestCli, bestRandom / bestCli);
   }
   std::printf("load average after: %s\n", loadAverage().c_str());

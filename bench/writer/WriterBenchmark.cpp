@@ -52,7 +52,8 @@ void writeRaw(const std::vector<std::vector<float>>& frames, const std::string& 
     }
 }
 
-double timeWriter(const char* codec, const std::vector<std::vector<float>>& frames, int count, const std::string& path) {
+double timeWriter(const char* codec, const std::vector<std::vector<float>>& frames, int count,
+                  const std::string& path) {
   QuickTimeCodecWriter writer;
   const char** names = writer.getCodecNames();
   for (int i = 0; names != nullptr && names[i] != nullptr; ++i)
@@ -74,8 +75,9 @@ double timeWriter(const char* codec, const std::vector<std::vector<float>>& fram
 double timeFfmpeg(const std::string& raw, int count, const std::string& codecArguments, const std::string& path) {
   const std::string command = std::string(VQT_FFMPEG) +
                               " -nostdin -loglevel error -y -f rawvideo -pix_fmt gbrapf32le -s 1920x1080 -r 25"
-                              " -stream_loop " + std::to_string(count / kDistinctFrames - 1) + " -i '" + raw +
-                              "' -frames:v " + std::to_string(count) + " " + codecArguments + " '" + path + "'";
+                              " -stream_loop " +
+                              std::to_string(count / kDistinctFrames - 1) + " -i '" + raw + "' -frames:v " +
+                              std::to_string(count) + " " + codecArguments + " '" + path + "'";
   const auto start = Clock::now();
   if (std::system(command.c_str()) != 0) {
     std::fprintf(stderr, "ffmpeg failed: %s\n", command.c_str());
@@ -105,8 +107,8 @@ int main(int argc, char** argv) {
   // control and x264's CRF 18 (x264's default, 23, is less work per frame).
   const Row rows[] = {{"ProRes 422 HQ ('apch')", "apch", "-c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le"},
                       {"H.264 ('avc1')", "avc1", "-c:v libx264 -crf 18 -pix_fmt yuv420p -g 12"}};
-  std::printf("encodeFrame at 1920x1080 from float frames, %d frames, best of %d; ratio = ffmpeg time / ours\n",
-              count, repetitions);
+  std::printf("encodeFrame at 1920x1080 from float frames, %d frames, best of %d; ratio = ffmpeg time / ours\n", count,
+              repetitions);
   for (const Row& row : rows) {
     if (only != nullptr && std::strcmp(only, row.codec) != 0) continue;
     double ours = 1e30, cli = 1e30;

@@ -27,9 +27,7 @@ int compareTypeNames(const void* a, const void* b) {
                     typeNameOf(*static_cast<const CodecNameSpec*>(b)).c_str());
 }
 
-std::string fourCharacters(CodecType type) {
-  return {char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
-}
+std::string fourCharacters(CodecType type) { return {char(type >> 24), char(type >> 16), char(type >> 8), char(type)}; }
 
 }  // namespace
 

@@ -9,4 +9,4 @@ namespace Vantor::QuickTime::baseline {
 
 const KernelTable& kernelTable() { return kAutoVectorisedKernels; }
 
-} // namespace Vantor::QuickTime::baseline
+}  // namespace Vantor::QuickTime::baseline

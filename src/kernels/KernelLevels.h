@@ -16,4 +16,4 @@ namespace avx512 {
 const KernelTable& kernelTable();
 }
 #endif
-} // namespace Vantor::QuickTime
+}  // namespace Vantor::QuickTime

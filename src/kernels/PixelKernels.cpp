@@ -13,9 +13,9 @@ namespace {
 // Every level, in the order of KernelLevel: its name, whether the processor can run it, and
 // its table (null where this build has none).
 struct LevelEntry {
-    const char* name;
-    bool (*supported)();
-    const KernelTable& (*table)();
+  const char* name;
+  bool (*supported)();
+  const KernelTable& (*table)();
 };
 
 #if VQT_HAVE_AVX2_KERNELS
@@ -24,8 +24,8 @@ const LevelEntry kLevels[] = {
     {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, avx2::kernelTable},
     {"avx512",
      [] {
-         return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512bw") &&
-                __builtin_cpu_supports("avx512vl");
+       return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512bw") &&
+              __builtin_cpu_supports("avx512vl");
      },
      avx512::kernelTable},
 };
@@ -39,24 +39,21 @@ const LevelEntry kLevels[] = {
 
 const LevelEntry& entry(KernelLevel level) { return kLevels[static_cast<int>(level)]; }
 
-} // namespace
+}  // namespace
 
-bool kernelLevelSupported(KernelLevel level) {
-    return entry(level).table && entry(level).supported();
-}
+bool kernelLevelSupported(KernelLevel level) { return entry(level).table && entry(level).supported(); }
 
 const KernelTable& kernelTable(KernelLevel level) {
-    return entry(level).table ? entry(level).table() : baseline::kernelTable();
+  return entry(level).table ? entry(level).table() : baseline::kernelTable();
 }
 
 KernelLevel activeKernelLevel() {
-    static const KernelLevel level = [] {
-        for (KernelLevel best : {KernelLevel::kAvx512, KernelLevel::kAvx2})
-            if (kernelLevelSupported(best))
-                return best;
-        return KernelLevel::kBaseline;
-    }();
-    return level;
+  static const KernelLevel level = [] {
+    for (KernelLevel best : {KernelLevel::kAvx512, KernelLevel::kAvx2})
+      if (kernelLevelSupported(best)) return best;
+    return KernelLevel::kBaseline;
+  }();
+  return level;
 }
 
 const char* kernelLevelName(KernelLevel level) { return entry(level).name; }
@@ -64,53 +61,48 @@ const char* kernelLevelName(KernelLevel level) { return entry(level).name; }
 namespace {
 
 const KernelTable& active() {
-    static const KernelTable& table = kernelTable(activeKernelLevel());
-    return table;
+  static const KernelTable& table = kernelTable(activeKernelLevel());
+  return table;
 }
 
-} // namespace
+}  // namespace
 
-void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
-                      float* out, int count) {
-    active().rgbToR4fl(a, r, g, b, stride, out, count);
-}
-
-void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
                       int count) {
-    active().rgbTo2vuy(r, g, b, stride, out, count);
+  active().rgbToR4fl(a, r, g, b, stride, out, count);
 }
 
-void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
-                      int count) {
-    active().rgbToR408(r, g, b, stride, out, count);
+void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count) {
+  active().rgbTo2vuy(r, g, b, stride, out, count);
 }
 
-void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount) {
-    active().yuvsToRgb(in, a, r, g, b, stride, byteCount);
+void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count) {
+  active().rgbToR408(r, g, b, stride, out, count);
 }
 
-void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
-                      int count) {
-    active().r4flToRgb(in, a, r, g, b, stride, count);
+void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount) {
+  active().yuvsToRgb(in, a, r, g, b, stride, byteCount);
 }
 
-void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int count) {
-    active().r408ToRgb(in, a, r, g, b, stride, count);
+void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count) {
+  active().r4flToRgb(in, a, r, g, b, stride, count);
 }
 
-void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount, ChromaCoefficients set) {
-    active().twoVuyToRgb(in, a, r, g, b, stride, byteCount, set);
+void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count) {
+  active().r408ToRgb(in, a, r, g, b, stride, count);
+}
+
+void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount,
+                      ChromaCoefficients set) {
+  active().twoVuyToRgb(in, a, r, g, b, stride, byteCount, set);
 }
 
 void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride) {
-    active().floatToByte(out, in, count, inStride, outStride);
+  active().floatToByte(out, in, count, inStride, outStride);
 }
 
 void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride) {
-    active().floatToShort(out, in, count, bits, outStride);
+  active().floatToShort(out, in, count, bits, outStride);
 }
 
-} // namespace Vantor::QuickTime
+}  // namespace Vantor::QuickTime

@@ -20,12 +20,12 @@ namespace {
 
 constexpr Fixed kRateOne = 0x00010000;
 constexpr Fixed kRateMinusOne = static_cast<Fixed>(0xFFFF0000);
-constexpr SInt32 kWantedFrameFlags = 0x10;      // decode now and show
-constexpr SInt32 kEarlierSampleFlags = 0x20;    // decode for the ones after it, never show
+constexpr SInt32 kWantedFrameFlags = 0x10;    // decode now and show
+constexpr SInt32 kEarlierSampleFlags = 0x20;  // decode for the ones after it, never show
 constexpr SInt32 kFrameTimeRecordSize = 56;
 constexpr CodecQ kDecodeAccuracy = codecHighQuality;
-constexpr float kByteScale = std::bit_cast<float>(0x3B808081u);   // 1/255
-constexpr float kWordScale = std::bit_cast<float>(0x37800000u);   // 1/65536
+constexpr float kByteScale = std::bit_cast<float>(0x3B808081u);  // 1/255
+constexpr float kWordScale = std::bit_cast<float>(0x37800000u);  // 1/65536
 
 void addNumber(CFMutableDictionaryRef dictionary, CFStringRef key, SInt32 value) {
   CFNumberRef number = CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value);
@@ -68,8 +68,8 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
   ComponentDescription wanted{decompressorComponentType, codecType, 0, 0, cmpIsMissing};
   Component decompressor = FindNextComponent(nullptr, &wanted);
 
-  CFMutableDictionaryRef attributes =
-      CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFMutableDictionaryRef attributes = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks);
   if (!attributes) {
     DisposeHandle(description);
     printf("Couldn't create dictionary\n");
@@ -242,8 +242,7 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
   // shorter than the image fills only the bottom rows it has (rows are aligned
   // at the last row).
   const int pixels = std::min<SInt64>(width, static_cast<SInt64>(CVPixelBufferGetWidth(pixelBuffer)));
-  const ChromaCoefficients chroma =
-      (codecType == 'mp4v' || codecType == 'avc1') ? kVideo2vuyMpeg : kVideo2vuyDefault;
+  const ChromaCoefficients chroma = (codecType == 'mp4v' || codecType == 'avc1') ? kVideo2vuyMpeg : kVideo2vuyDefault;
   for (SInt64 y = 0; y < height; ++y) {
     const SInt64 sourceRow = bufferHeight - 1 - y;
     if (sourceRow < 0) break;
@@ -281,13 +280,20 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
         }
         break;
       }
-      case k2vuyPixelFormat: convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels, chroma); break;
-      case kYUVSPixelFormat: convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels); break;
-      case k4444YpCbCrA8RPixelFormat: convertR408ToRgb(in, a, r, g, b, 4, pixels); break;
+      case k2vuyPixelFormat:
+        convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels, chroma);
+        break;
+      case kYUVSPixelFormat:
+        convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);
+        break;
+      case k4444YpCbCrA8RPixelFormat:
+        convertR408ToRgb(in, a, r, g, b, 4, pixels);
+        break;
       case k4444YpCbCrA32RPixelFormat:
         convertR4flToRgb(reinterpret_cast<const float*>(in), a, r, g, b, 4, pixels);
         break;
-      default: break;
+      default:
+        break;
     }
   }
   return 0;

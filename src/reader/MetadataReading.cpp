@@ -25,7 +25,8 @@ int integerValue(const UInt8* value, ByteCount size, bool isSigned) {
   if (size >= 4 || size == 0) return static_cast<int>(static_cast<std::uint32_t>(bigEndian(value, 4)));
   const int bits = static_cast<int>(size) * 8;
   const std::uint64_t raw = bigEndian(value, static_cast<int>(size));
-  if (isSigned && (raw >> (bits - 1)) != 0) return static_cast<int>(static_cast<std::int64_t>(raw) - (std::int64_t{1} << bits));
+  if (isSigned && (raw >> (bits - 1)) != 0)
+    return static_cast<int>(static_cast<std::int64_t>(raw) - (std::int64_t{1} << bits));
   return static_cast<int>(raw);
 }
 
@@ -60,7 +61,8 @@ Vantor::Property::Base* propertyOf(const char* key, UInt32 dataType, const UInt8
       property->setValue(number, 0);
       return property;
     }
-    default: return nullptr;
+    default:
+      return nullptr;
   }
 }
 
@@ -83,8 +85,8 @@ int QuickTimeCodecReaderPrivate::getMetadata(std::list<Vantor::Property::Base*>&
     // Four spare zero bytes keep the key terminated whatever it holds.
     auto* key = static_cast<char*>(calloc(keySize + 4, 1));
     if (!key) break;
-    QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem, kQTMetaDataItemPropertyID_Key, keySize,
-                              key, nullptr);
+    QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem, kQTMetaDataItemPropertyID_Key, keySize, key,
+                              nullptr);
     // A data type that cannot be read stays 0 (binary), which makes no property.
     UInt32 dataType = 0;
     QTMetaDataGetItemProperty(metadata, item, kPropertyClass_MetaDataItem, kQTMetaDataItemPropertyID_DataType,

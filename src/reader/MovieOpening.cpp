@@ -103,9 +103,9 @@ void QuickTimeCodecReaderPrivate::measureVideoTrack() {
 
   Handle description = NewHandle(0);
   if (!description) return;
-  const OSErr fetched = GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
-                                        reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr,
-                                        nullptr);
+  const OSErr fetched =
+      GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
+                      reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr, nullptr);
   auto image = reinterpret_cast<ImageDescriptionHandle>(description);
   // Only a fetched description that is at least a whole image description is
   // read; otherwise the size keeps its value.

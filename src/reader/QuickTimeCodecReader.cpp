@@ -28,8 +28,7 @@ int QuickTimeCodecReader::readAudio(unsigned int startSample, unsigned int* samp
 
 unsigned int QuickTimeCodecReader::getAudioSampleCount() const { return d->audioSampleCount; }
 
-void QuickTimeCodecReader::getAudioFormat(int* channels, int* sampleRate, int* bytesPerSample,
-                                          int* sampleBytes) const {
+void QuickTimeCodecReader::getAudioFormat(int* channels, int* sampleRate, int* bytesPerSample, int* sampleBytes) const {
   *channels = d->audioChannels;
   *sampleRate = d->audioSampleRate;
   *bytesPerSample = d->audioBytesPerSample;

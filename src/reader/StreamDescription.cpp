@@ -16,8 +16,7 @@ namespace {
 void insertReel(UserData sourceInfo, std::map<std::string, std::string>& description) {
   Handle text = NewHandle(0);
   if (!text) return;
-  for (OSType type = GetNextUserDataType(sourceInfo, 0); type != 0;
-       type = GetNextUserDataType(sourceInfo, type)) {
+  for (OSType type = GetNextUserDataType(sourceInfo, 0); type != 0; type = GetNextUserDataType(sourceInfo, type)) {
     const short count = CountUserDataType(sourceInfo, type);
     for (short index = 1; index <= count; ++index) {
       if (GetUserDataText(sourceInfo, text, 'name', index, 0) != noErr) continue;

@@ -30,8 +30,8 @@ int32_t QuickTimeCodecWriterPrivate::setAudioFormat(int newChannels, bool flag, 
   audioStreamDescription.mBytesPerFrame = static_cast<UInt32>(audioBytesPerSample * audioChannels);
   audioStreamDescription.mChannelsPerFrame = static_cast<UInt32>(audioChannels);
   audioStreamDescription.mBitsPerChannel = static_cast<UInt32>(audioBitsPerSample);
-  return QTSoundDescriptionCreate(&audioStreamDescription, nullptr, 0, nullptr, 0, kQTSoundDescriptionKind_Movie_Version2,
-                                  &soundDescription);
+  return QTSoundDescriptionCreate(&audioStreamDescription, nullptr, 0, nullptr, 0,
+                                  kQTSoundDescriptionKind_Movie_Version2, &soundDescription);
 }
 
 bool QuickTimeCodecWriterPrivate::writeAudioSamples(int sampleCount, const float* samples) {

@@ -107,8 +107,7 @@ void QuickTimeCodecWriterPrivate::applySettingsText(const std::string& text) {
 }
 
 void QuickTimeCodecWriterPrivate::setCompressionSettings(int newWidth, int newHeight, float rate, int newKeyFrameRate,
-                                                         int qualityIndex, bool hasAlpha,
-                                                         const std::string& settings) {
+                                                         int qualityIndex, bool hasAlpha, const std::string& settings) {
   width = newWidth;
   height = newHeight;
   frameRate = floatToFixedRate(rate);
@@ -138,8 +137,8 @@ std::string QuickTimeCodecWriterPrivate::getCompressionDescription(const std::st
   if (spatial.codec == nullptr) return {};
 
   std::ostringstream text;
-  text << componentName(spatial.codec) << ", " << fixedRateToFloat(temporal.frameRate)
-       << " fps, " << qualityWord(spatial.spatialQuality);
+  text << componentName(spatial.codec) << ", " << fixedRateToFloat(temporal.frameRate) << " fps, "
+       << qualityWord(spatial.spatialQuality);
   return text.str();
 }
 

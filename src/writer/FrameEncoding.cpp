@@ -108,9 +108,8 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
 
   CVPixelBufferRef pixelBuffer = nullptr;
   const CVReturn made = CVPixelBufferCreateWithBytes(kCFAllocatorDefault, static_cast<std::size_t>(width),
-                                                     static_cast<std::size_t>(height), pixelFormat, memory,
-                                                     bytesPerRow, &FrameMemoryPool::giveBack, framePool, nullptr,
-                                                     &pixelBuffer);
+                                                     static_cast<std::size_t>(height), pixelFormat, memory, bytesPerRow,
+                                                     &FrameMemoryPool::giveBack, framePool, nullptr, &pixelBuffer);
   if (made != kCVReturnSuccess || pixelBuffer == nullptr) {
     FrameMemoryPool::giveBack(framePool, memory);
     printf("Failed to create pixel buffer\n");
@@ -137,11 +136,10 @@ OSStatus QuickTimeCodecWriterPrivate::encodedFrameOutput(void* refCon, ICMCompre
   ImageDescriptionHandle description = nullptr;
   if (OSStatus status = ICMEncodedFrameGetImageDescription(frame, &description); status != noErr) return status;
   if (d->writePixelAspect) {
-    PixelAspectRatioImageDescriptionExtension aspect{
-        static_cast<UInt32>(std::floor(d->pixelAspect * 1000.0f)), 1000};
-    const OSStatus status = ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
-                                                           kICMImageDescriptionPropertyID_PixelAspectRatio,
-                                                           sizeof(aspect), &aspect);
+    PixelAspectRatioImageDescriptionExtension aspect{static_cast<UInt32>(std::floor(d->pixelAspect * 1000.0f)), 1000};
+    const OSStatus status =
+        ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
+                                       kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof(aspect), &aspect);
     if (status != noErr) return status;
   }
   if (d->pixelFormat != k32ARGBPixelFormat && d->pixelFormat != 'b48r' && d->pixelFormat != 'b64a') {

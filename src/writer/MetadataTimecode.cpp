@@ -44,8 +44,7 @@ bool QuickTimeCodecWriterPrivate::addTimecodeTrack(FrameRate rate, int startFram
   if (!reelName.empty()) {
     UserData reel = nullptr;
     Handle name = nullptr;
-    if (NewUserData(&reel) == noErr &&
-        PtrToHand(reelName.data(), &name, static_cast<long>(reelName.size())) == noErr) {
+    if (NewUserData(&reel) == noErr && PtrToHand(reelName.data(), &name, static_cast<long>(reelName.size())) == noErr) {
       AddUserDataText(reel, name, 'name', 1, 0);
       TCSetSourceRef(handler, description, reel);
     }

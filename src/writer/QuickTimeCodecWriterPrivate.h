@@ -20,8 +20,8 @@ class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
   ~QuickTimeCodecWriterPrivate() override;
 
   // Compression settings (CompressionSettings.cpp).
-  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex,
-                              bool hasAlpha, const std::string& settings);
+  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex, bool hasAlpha,
+                              const std::string& settings);
   std::string getCompressionDescription(const std::string& settings) const;
   std::string requestCompressionSettings(const std::string& settings);
   std::string getCompressionSettings(const std::string& settings) const;

@@ -66,7 +66,9 @@ TEST(FrameExport, PngIsSixteenBitRgbaOfTheReadersFrame) {
   EXPECT_EQ(png[25], 6);   // colour type RGBA
   // Decoded by ffmpeg back to raw words, the PNG matches the reader's floats to the nearest word.
   const std::string raw = folder + "/f12.rgba64";
-  ASSERT_EQ(cli::shell("ffmpeg -v error -y -i '" + folder + "/f12.png' -f rawvideo -pix_fmt rgba64le '" + raw + "'").exitCode, 0);
+  ASSERT_EQ(
+      cli::shell("ffmpeg -v error -y -i '" + folder + "/f12.png' -f rawvideo -pix_fmt rgba64le '" + raw + "'").exitCode,
+      0);
   const auto words = bytesOf(raw);
   int width = 0, height = 0;
   const auto expected = readerFrame(movie, 12, &width, &height);
@@ -107,7 +109,9 @@ TEST(FrameExport, ExrIsHalfFloatRgbaOfTheReadersFrame) {
   EXPECT_EQ(cli::probe(folder + "/f3.exr", "v:0", "width"), "128");
   // ffmpeg decodes the EXR to planar G, B, R, A floats.
   const std::string raw = folder + "/f3.gbrap";
-  ASSERT_EQ(cli::shell("ffmpeg -v error -y -i '" + folder + "/f3.exr' -f rawvideo -pix_fmt gbrapf32le '" + raw + "'").exitCode, 0);
+  ASSERT_EQ(cli::shell("ffmpeg -v error -y -i '" + folder + "/f3.exr' -f rawvideo -pix_fmt gbrapf32le '" + raw + "'")
+                .exitCode,
+            0);
   const auto bytes = bytesOf(raw);
   int width = 0, height = 0;
   const auto expected = readerFrame(movie, 3, &width, &height);

@@ -37,7 +37,8 @@ TEST(InfoJson, AgreesWithTheReaderAndWithFfprobe) {
     EXPECT_EQ(cli::jsonValue(json, "frame_duration"), std::to_string(frameDuration));
     EXPECT_EQ(cli::jsonValue(json, "start_timecode_frame"), std::to_string(timecode));
     EXPECT_EQ(cli::jsonValue(json, "has_audio"), reader.hasAudio() ? "true" : "false");
-    EXPECT_EQ(cli::jsonValue(json, "audio_samples"), std::to_string(reader.hasAudio() ? reader.getAudioSampleCount() : 0));
+    EXPECT_EQ(cli::jsonValue(json, "audio_samples"),
+              std::to_string(reader.hasAudio() ? reader.getAudioSampleCount() : 0));
     std::map<std::string, std::string> description;
     reader.getStreamDescription(description);
     for (const auto& [key, value] : description) EXPECT_EQ(cli::jsonValue(json, key), value) << key;
@@ -53,7 +54,7 @@ TEST(InfoJson, SoundTimecodeReelAndMetadataOfAnFfmpegMovie) {
   const auto json = cli::qtmovie("info '" + path + "' --json").out;
   EXPECT_EQ(cli::jsonValue(json, "audio_channels"), cli::probe(path, "a:0", "channels"));
   EXPECT_EQ(cli::jsonValue(json, "audio_sample_rate"), cli::probe(path, "a:0", "sample_rate"));
-  EXPECT_EQ(cli::jsonValue(json, "audio_samples"), "96000");  // 1 s of 48 kHz stereo, counted over channels
+  EXPECT_EQ(cli::jsonValue(json, "audio_samples"), "96000");       // 1 s of 48 kHz stereo, counted over channels
   EXPECT_EQ(cli::jsonValue(json, "start_timecode_frame"), "250");  // 00:00:10:00 at 25
   EXPECT_EQ(cli::jsonValue(json, "reel"), "Tape_7");
   // The title holds quotes: the JSON must escape them and still parse into the same text.

@@ -93,7 +93,8 @@ TEST(FuzzRegression, SampleSizeReachingPastTheDataIsRefusedBeforeAnyAllocation) 
   ASSERT_EQ(bigEndian32(&movie[table + 8]), 0u) << "the sizes differ, so the table holds one entry per frame";
   ASSERT_EQ(bigEndian32(&movie[table + 12]), 3u);
   putBigEndian32(&movie[table + 20], 0xFFFFFFF0u);  // the second frame's entry
-  std::ofstream(path, std::ios::binary | std::ios::trunc).write(movie.data(), static_cast<std::streamsize>(movie.size()));
+  std::ofstream(path, std::ios::binary | std::ios::trunc)
+      .write(movie.data(), static_cast<std::streamsize>(movie.size()));
 
   QuickTimeCodecReader reader;
   ASSERT_EQ(reader.open(path, 1), 0);

@@ -25,8 +25,8 @@ using namespace Vantor::QuickTime::Reliability;
 
 namespace {
 
-const std::vector<std::string> kMovies = {"h264-aac-timecode.mov", "mjpeg-pcm.mov",       "prores-pcm24.mov",
-                                          "rle.mov",               "mpeg4-faststart.mp4", "long-mjpeg.mov"};
+const std::vector<std::string> kMovies = {"h264-aac-timecode.mov", "mjpeg-pcm.mov", "prores-pcm24.mov", "rle.mov",
+                                          "mpeg4-faststart.mp4",   "long-mjpeg.mov"};
 
 std::string fixture(const std::string& name) { return std::string(VQT_RELIABILITY_FIXTURES) + "/" + name; }
 

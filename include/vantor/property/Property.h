@@ -10,54 +10,54 @@ namespace Vantor::Property {
 
 // The type tag stored in every property. Properties are told apart by this tag only.
 enum TypeEnum : int {
-    kInt = 1,
-    kDouble = 2,
-    kString = 3,
+  kInt = 1,
+  kDouble = 2,
+  kString = 3,
 };
 
 class Base {
-public:
-    virtual ~Base();
+ public:
+  virtual ~Base();
 
-    // A new heap object holding a copy of this property; the caller owns it.
-    virtual Base* clone() const = 0;
-    virtual unsigned size() const = 0;
-    // All values formatted with default stream settings and joined by "," (no spaces).
-    virtual std::string toString() const = 0;
-    // The value at `index`, which must be below size(); not checked.
-    virtual std::string toString(unsigned index) const = 0;
+  // A new heap object holding a copy of this property; the caller owns it.
+  virtual Base* clone() const = 0;
+  virtual unsigned size() const = 0;
+  // All values formatted with default stream settings and joined by "," (no spaces).
+  virtual std::string toString() const = 0;
+  // The value at `index`, which must be below size(); not checked.
+  virtual std::string toString(unsigned index) const = 0;
 
-    std::string name;
-    const int type;  // one of TypeEnum, fixed at construction
+  std::string name;
+  const int type;  // one of TypeEnum, fixed at construction
 
-protected:
-    Base(const std::string& name, int type);
-    Base(const Base& other) = default;
+ protected:
+  Base(const std::string& name, int type);
+  Base(const Base& other) = default;
 };
 
 template <typename T, TypeEnum E>
 class PropertyTemplate : public Base {
-public:
-    ~PropertyTemplate() override;
+ public:
+  ~PropertyTemplate() override;
 
-    Base* clone() const override;
-    unsigned size() const override;
-    std::string toString() const override;
-    std::string toString(unsigned index) const override;
+  Base* clone() const override;
+  unsigned size() const override;
+  std::string toString() const override;
+  std::string toString(unsigned index) const override;
 
-    // A growable property (fixedCount 0) first grows to index + 1 values when needed.
-    // A fixed property does not grow and does not check: index must be below fixedCount.
-    void setValue(const T& value, unsigned index);
+  // A growable property (fixedCount 0) first grows to index + 1 values when needed.
+  // A fixed property does not grow and does not check: index must be below fixedCount.
+  void setValue(const T& value, unsigned index);
 
-    std::vector<T> values;
-    // Non-zero: values always holds exactly this many elements. Zero: growable.
-    const unsigned fixedCount;
+  std::vector<T> values;
+  // Non-zero: values always holds exactly this many elements. Zero: growable.
+  const unsigned fixedCount;
 
-protected:
-    // Only Int, Double and String are ever instantiated, so every object whose type tag is E
-    // really is the matching concrete class and the typed views may downcast to it.
-    PropertyTemplate(const std::string& name, unsigned count);
-    PropertyTemplate(const PropertyTemplate& other);
+ protected:
+  // Only Int, Double and String are ever instantiated, so every object whose type tag is E
+  // really is the matching concrete class and the typed views may downcast to it.
+  PropertyTemplate(const std::string& name, unsigned count);
+  PropertyTemplate(const PropertyTemplate& other);
 };
 
 // The three element types are instantiated once, in the library.
@@ -66,24 +66,24 @@ extern template class PropertyTemplate<double, kDouble>;
 extern template class PropertyTemplate<std::string, kString>;
 
 class Int : public PropertyTemplate<int, kInt> {
-public:
-    Int(const std::string& name, unsigned count);
-    explicit Int(const PropertyTemplate& source);
-    ~Int() override;
+ public:
+  Int(const std::string& name, unsigned count);
+  explicit Int(const PropertyTemplate& source);
+  ~Int() override;
 };
 
 class Double : public PropertyTemplate<double, kDouble> {
-public:
-    Double(const std::string& name, unsigned count);
-    explicit Double(const PropertyTemplate& source);
-    ~Double() override;
+ public:
+  Double(const std::string& name, unsigned count);
+  explicit Double(const PropertyTemplate& source);
+  ~Double() override;
 };
 
 class String : public PropertyTemplate<std::string, kString> {
-public:
-    String(const std::string& name, unsigned count);
-    explicit String(const PropertyTemplate& source);
-    ~String() override;
+ public:
+  String(const std::string& name, unsigned count);
+  explicit String(const PropertyTemplate& source);
+  ~String() override;
 };
 
 // Typed views: `p` as the concrete class when its type tag matches and either expectedCount

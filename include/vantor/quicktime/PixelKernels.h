@@ -10,43 +10,38 @@ namespace Vantor::QuickTime {
 
 // Luma scale and chroma weights used to turn a 2vuy row into R, G, B.
 struct ChromaCoefficients {
-    float lumaScale;
-    float crToR;
-    float cbToG;
-    float crToG;
-    float cbToB;
+  float lumaScale;
+  float crToR;
+  float cbToG;
+  float crToG;
+  float cbToB;
 };
 
 // Used for movies whose codec is 'mp4v' or 'avc1'.
-inline constexpr ChromaCoefficients kVideo2vuyMpeg{std::bit_cast<float>(0x3B964FDAu), 1.5883f,
-                                                   -0.391998f, -0.813202f, 2.0457f};
+inline constexpr ChromaCoefficients kVideo2vuyMpeg{std::bit_cast<float>(0x3B964FDAu), 1.5883f, -0.391998f, -0.813202f,
+                                                   2.0457f};
 // Used for every other codec.
-inline constexpr ChromaCoefficients kVideo2vuyDefault{std::bit_cast<float>(0x3B95A025u), 1.5966f,
-                                                      -0.391998f, -0.813202f, 2.0184f};
+inline constexpr ChromaCoefficients kVideo2vuyDefault{std::bit_cast<float>(0x3B95A025u), 1.5966f, -0.391998f,
+                                                      -0.813202f, 2.0184f};
 
 // Host channel pointers share one stride counted in floats (4 for interleaved pixels).
 // `count` is a number of pixels; `byteCount` a number of input bytes. A count of 0 or less
 // converts nothing. Where an alpha pointer may be null, no alpha is read or written.
 
 // Encoder side: host floats to codec layout.
-void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
-                      float* out, int count);
-void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
                       int count);
-void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
-                      int count);
+void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
+void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
 
 // Decoder side: codec layout to host floats. The 4:2:2 decoders (yuvs, 2vuy) read no byte at
 // or past `byteCount`: a row of odd width (2 * width bytes) ends in half a group, whose one
 // pixel is made with Cr taken as 128.
-void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount);
-void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
-                      int count);
-void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int count);
-void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount, ChromaCoefficients set);
+void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount);
+void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
+void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
+void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount,
+                      ChromaCoefficients set);
 
 // Float to integer channels (8-bit ARGB and 16-bit formats). Strides count elements.
 void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
@@ -56,23 +51,18 @@ void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, in
 // run vectorised code chosen for the processor; they give these results bit for bit, except
 // that a NaN result may carry another NaN's sign or payload.
 namespace reference {
-void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
-                      float* out, int count);
-void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
                       int count);
-void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
-                      int count);
-void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount);
-void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride,
-                      int count);
-void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int count);
-void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
-                      int byteCount, ChromaCoefficients set);
+void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
+void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
+void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount);
+void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
+void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
+void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount,
+                      ChromaCoefficients set);
 void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
 void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
-} // namespace reference
+}  // namespace reference
 
 // The instruction-set levels the optimised kernels are built for. The public functions use
 // the best level the processor supports; tests run every supported level against the
@@ -80,21 +70,21 @@ void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, in
 enum class KernelLevel { kBaseline, kAvx2, kAvx512 };
 
 struct KernelTable {
-    decltype(&convertRgbToR4fl) rgbToR4fl;
-    decltype(&convertRgbTo2vuy) rgbTo2vuy;
-    decltype(&convertRgbToR408) rgbToR408;
-    decltype(&convertYuvsToRgb) yuvsToRgb;
-    decltype(&convertR4flToRgb) r4flToRgb;
-    decltype(&convertR408ToRgb) r408ToRgb;
-    decltype(&convert2vuyToRgb) twoVuyToRgb;
-    decltype(&convertFloatToByte) floatToByte;
-    decltype(&convertFloatToShort) floatToShort;
+  decltype(&convertRgbToR4fl) rgbToR4fl;
+  decltype(&convertRgbTo2vuy) rgbTo2vuy;
+  decltype(&convertRgbToR408) rgbToR408;
+  decltype(&convertYuvsToRgb) yuvsToRgb;
+  decltype(&convertR4flToRgb) r4flToRgb;
+  decltype(&convertR408ToRgb) r408ToRgb;
+  decltype(&convert2vuyToRgb) twoVuyToRgb;
+  decltype(&convertFloatToByte) floatToByte;
+  decltype(&convertFloatToShort) floatToShort;
 };
 
 bool kernelLevelSupported(KernelLevel level);
 // The kernels built for `level`; only call them when kernelLevelSupported(level).
 const KernelTable& kernelTable(KernelLevel level);
 KernelLevel activeKernelLevel();
-const char* kernelLevelName(KernelLevel level); // "baseline", "avx2", "avx512"
+const char* kernelLevelName(KernelLevel level);  // "baseline", "avx2", "avx512"
 
-} // namespace Vantor::QuickTime
+}  // namespace Vantor::QuickTime

@@ -29,8 +29,8 @@ class QuickTimeCodecWriter : public QuickTimeCodecWriterInterface {
   int setMetadata(const std::list<Vantor::Property::Base*>& properties) override;
   bool addTimecodeTrack(FrameRate rate, int startFrame, int reserved, const std::string& reelName) override;
   int addAudioFromFile(const char* path, float offsetSeconds) override;
-  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex,
-                              bool hasAlpha, const std::string& settings) override;
+  void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex, bool hasAlpha,
+                              const std::string& settings) override;
   std::string getCompressionDescription(const std::string& settings) const override;
   std::string requestCompressionSettings(const std::string& settings) override;
   std::string getCompressionSettings(const std::string& settings) const override;

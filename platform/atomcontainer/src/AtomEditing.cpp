@@ -97,8 +97,10 @@ OSErr QTInsertChild(QTAtomContainer container, QTAtom parentAtom, QTAtomType ato
 
   // Before the atom that has this index now; else after the last of its type; else at the end.
   std::size_t at = p.end();
-  if (index <= count) at = map[sameType[std::size_t(index - 1)]].offset;
-  else if (count > 0) at = map[sameType.back()].end();
+  if (index <= count)
+    at = map[sameType[std::size_t(index - 1)]].offset;
+  else if (count > 0)
+    at = map[sameType.back()].end();
 
   std::vector<std::uint8_t> bytes = copyOf(container);
   const auto atom = atomBytes(atomType, id, std::size_t(dataSize), data);

@@ -55,7 +55,8 @@ OSErr AtomIndex::parse(std::span<const std::uint8_t> bytes, std::size_t offset, 
 
   if (entry.childCount > 1) {
     std::vector<std::pair<QTAtomType, QTAtomID>> keys;
-    for (int child : children(self)) keys.emplace_back(entries_[std::size_t(child)].type, entries_[std::size_t(child)].id);
+    for (int child : children(self))
+      keys.emplace_back(entries_[std::size_t(child)].type, entries_[std::size_t(child)].id);
     std::sort(keys.begin(), keys.end());
     if (std::adjacent_find(keys.begin(), keys.end()) != keys.end()) return invalidAtomContainerErr;
   }

@@ -14,8 +14,7 @@ OSErr VqtCheckAtomContainer(QTAtomContainer container) {
   return mapContainer(container, map);
 }
 
-QTAtom QTFindChildByID(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, QTAtomID id,
-                       short* index) {
+QTAtom QTFindChildByID(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, QTAtomID id, short* index) {
   if (index != nullptr) *index = 0;
   AtomIndex map;
   if (mapContainer(container, map) != noErr) return 0;
@@ -85,8 +84,8 @@ OSErr QTGetAtomDataPtr(QTAtomContainer container, QTAtom atom, SInt32* dataSize,
   return noErr;
 }
 
-OSErr QTCopyAtomDataToPtr(QTAtomContainer container, QTAtom atom, Boolean sizeOrLessOK, SInt32 size,
-                          void* targetPtr, SInt32* actualSize) {
+OSErr QTCopyAtomDataToPtr(QTAtomContainer container, QTAtom atom, Boolean sizeOrLessOK, SInt32 size, void* targetPtr,
+                          SInt32* actualSize) {
   AtomIndex map;
   if (OSErr err = mapContainer(container, map); err != noErr) return err;
   int entry = -1;

@@ -24,10 +24,8 @@ struct FormatBits {
 
 // Pixel formats an offscreen world may be created in.
 constexpr FormatBits kFormatBits[] = {
-    {1, 1},           {2, 2},           {4, 4},           {8, 8},           {16, 16},
-    {24, 24},         {32, 32},         {'b64a', 64},     {'b48r', 48},     {'2vuy', 16},
-    {'yuvs', 16},     {'r408', 32},     {'r4fl', 128},    {'BGRA', 32},     {'RGBA', 32},
-    {'ABGR', 32},
+    {1, 1},       {2, 2},       {4, 4},       {8, 8},       {16, 16},      {24, 24},     {32, 32},     {'b64a', 64},
+    {'b48r', 48}, {'2vuy', 16}, {'yuvs', 16}, {'r408', 32}, {'r4fl', 128}, {'BGRA', 32}, {'RGBA', 32}, {'ABGR', 32},
 };
 
 void initPixMap(PixMap& pm, OSType format, SInt16 bits, const Rect& bounds, Ptr base, long rowBytes) {
@@ -69,8 +67,8 @@ void GetPort(GrafPtr* port) {
   if (port) *port = currentPort;
 }
 
-QDErr QTNewGWorldFromPtr(GWorldPtr* offscreenGWorld, OSType pixelFormat, const Rect* boundsRect, CTabHandle,
-                         GDHandle, GWorldFlags, void* baseAddr, long rowBytes) {
+QDErr QTNewGWorldFromPtr(GWorldPtr* offscreenGWorld, OSType pixelFormat, const Rect* boundsRect, CTabHandle, GDHandle,
+                         GWorldFlags, void* baseAddr, long rowBytes) {
   if (!offscreenGWorld || !boundsRect) return lastError = paramErr;
   *offscreenGWorld = nullptr;
   const long width = long(boundsRect->right) - boundsRect->left;

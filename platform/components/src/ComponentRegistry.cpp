@@ -149,8 +149,9 @@ OSErr GetComponentPublicResource(Component aComponent, OSType resourceType, shor
     ComponentRecord* component = r.resolve(aComponent);
     if (component == nullptr) return invalidComponentID;
     const auto& resources = component->registration.publicResources;
-    const auto found = std::find_if(resources.begin(), resources.end(),
-                                    [&](const auto& entry) { return entry.first == std::pair{resourceType, resourceID}; });
+    const auto found = std::find_if(resources.begin(), resources.end(), [&](const auto& entry) {
+      return entry.first == std::pair{resourceType, resourceID};
+    });
     if (found == resources.end()) return resNotFound;
     bytes = found->second;
   }

@@ -41,7 +41,7 @@ namespace {
 struct Registry {
   std::mutex mutex;
   std::vector<std::unique_ptr<__CFBundle>> bundles;  // in the order they were found
-  CFMutableArrayRef all = nullptr;                     // what CFBundleGetAllBundles hands out
+  CFMutableArrayRef all = nullptr;                   // what CFBundleGetAllBundles hands out
 };
 
 Registry& registry() {

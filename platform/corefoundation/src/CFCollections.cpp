@@ -34,12 +34,11 @@ struct Retention {
 }  // namespace
 
 const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retainValue, releaseValue, nullptr, equalValues};
-const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0, retainValue, releaseValue, nullptr, equalValues,
-                                                                 hashValue};
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0,       retainValue, releaseValue,
+                                                                nullptr, equalValues, hashValue};
 // Keys are immutable strings here, so retaining them is as good as copying them.
 const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = kCFTypeDictionaryKeyCallBacks;
-const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, retainValue, releaseValue, nullptr,
-                                                                     equalValues};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, retainValue, releaseValue, nullptr, equalValues};
 
 struct __CFArray : __CFObject {
   static constexpr CFTypeID kTypeID = kVqtArrayTypeID;

@@ -73,17 +73,40 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
   SInt64 integer = 0;
   double real = 0;
   switch (theType) {
-    case kCFNumberSInt8Type: case kCFNumberCharType: integer = *static_cast<const SInt8*>(valuePtr); break;
-    case kCFNumberSInt16Type: case kCFNumberShortType: integer = *static_cast<const SInt16*>(valuePtr); break;
-    case kCFNumberSInt32Type: case kCFNumberIntType: integer = *static_cast<const SInt32*>(valuePtr); break;
-    case kCFNumberSInt64Type: case kCFNumberLongLongType: integer = *static_cast<const SInt64*>(valuePtr); break;
-    case kCFNumberLongType: integer = *static_cast<const long*>(valuePtr); break;
-    case kCFNumberCFIndexType: case kCFNumberNSIntegerType: integer = *static_cast<const CFIndex*>(valuePtr); break;
-    case kCFNumberFloat32Type: case kCFNumberFloatType: real = *static_cast<const Float32*>(valuePtr); break;
-    case kCFNumberFloat64Type: case kCFNumberDoubleType: case kCFNumberCGFloatType:
+    case kCFNumberSInt8Type:
+    case kCFNumberCharType:
+      integer = *static_cast<const SInt8*>(valuePtr);
+      break;
+    case kCFNumberSInt16Type:
+    case kCFNumberShortType:
+      integer = *static_cast<const SInt16*>(valuePtr);
+      break;
+    case kCFNumberSInt32Type:
+    case kCFNumberIntType:
+      integer = *static_cast<const SInt32*>(valuePtr);
+      break;
+    case kCFNumberSInt64Type:
+    case kCFNumberLongLongType:
+      integer = *static_cast<const SInt64*>(valuePtr);
+      break;
+    case kCFNumberLongType:
+      integer = *static_cast<const long*>(valuePtr);
+      break;
+    case kCFNumberCFIndexType:
+    case kCFNumberNSIntegerType:
+      integer = *static_cast<const CFIndex*>(valuePtr);
+      break;
+    case kCFNumberFloat32Type:
+    case kCFNumberFloatType:
+      real = *static_cast<const Float32*>(valuePtr);
+      break;
+    case kCFNumberFloat64Type:
+    case kCFNumberDoubleType:
+    case kCFNumberCGFloatType:
       real = *static_cast<const Float64*>(valuePtr);
       break;
-    default: return nullptr;
+    default:
+      return nullptr;
   }
   return new (std::nothrow) __CFNumber(theType, isFloatType(theType), integer, real);
 }
@@ -112,20 +135,42 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePt
     // Float to integer truncates toward zero and saturates, as CFNumber does.
     const double r = n->real;
     exact = std::trunc(r) == r;
-    if (std::isnan(r)) v = 0;
-    else if (r >= 9.2233720368547758e18) v = std::numeric_limits<SInt64>::max();
-    else if (r <= -9.2233720368547758e18) v = std::numeric_limits<SInt64>::min();
-    else v = static_cast<SInt64>(r);
+    if (std::isnan(r))
+      v = 0;
+    else if (r >= 9.2233720368547758e18)
+      v = std::numeric_limits<SInt64>::max();
+    else if (r <= -9.2233720368547758e18)
+      v = std::numeric_limits<SInt64>::min();
+    else
+      v = static_cast<SInt64>(r);
   }
   bool fits = false;
   switch (theType) {
-    case kCFNumberSInt8Type: case kCFNumberCharType: fits = storeInteger<SInt8>(v, valuePtr); break;
-    case kCFNumberSInt16Type: case kCFNumberShortType: fits = storeInteger<SInt16>(v, valuePtr); break;
-    case kCFNumberSInt32Type: case kCFNumberIntType: fits = storeInteger<SInt32>(v, valuePtr); break;
-    case kCFNumberSInt64Type: case kCFNumberLongLongType: fits = storeInteger<SInt64>(v, valuePtr); break;
-    case kCFNumberLongType: fits = storeInteger<long>(v, valuePtr); break;
-    case kCFNumberCFIndexType: case kCFNumberNSIntegerType: fits = storeInteger<CFIndex>(v, valuePtr); break;
-    default: return false;
+    case kCFNumberSInt8Type:
+    case kCFNumberCharType:
+      fits = storeInteger<SInt8>(v, valuePtr);
+      break;
+    case kCFNumberSInt16Type:
+    case kCFNumberShortType:
+      fits = storeInteger<SInt16>(v, valuePtr);
+      break;
+    case kCFNumberSInt32Type:
+    case kCFNumberIntType:
+      fits = storeInteger<SInt32>(v, valuePtr);
+      break;
+    case kCFNumberSInt64Type:
+    case kCFNumberLongLongType:
+      fits = storeInteger<SInt64>(v, valuePtr);
+      break;
+    case kCFNumberLongType:
+      fits = storeInteger<long>(v, valuePtr);
+      break;
+    case kCFNumberCFIndexType:
+    case kCFNumberNSIntegerType:
+      fits = storeInteger<CFIndex>(v, valuePtr);
+      break;
+    default:
+      return false;
   }
   return fits && exact;
 }

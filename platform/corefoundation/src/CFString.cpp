@@ -19,9 +19,7 @@ struct __CFString : __CFObject {
   static constexpr CFTypeID kTypeID = kVqtStringTypeID;
   explicit __CFString(std::string text, bool isImmortal = false)
       : __CFObject(kTypeID, isImmortal), utf8(std::move(text)) {}
-  bool equals(const __CFObject& other) const override {
-    return utf8 == static_cast<const __CFString&>(other).utf8;
-  }
+  bool equals(const __CFObject& other) const override { return utf8 == static_cast<const __CFString&>(other).utf8; }
   CFHashCode hash() const override { return std::hash<std::string>{}(utf8); }
   const std::string utf8;
 };
@@ -199,7 +197,8 @@ Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSi
   return true;
 }
 
-Boolean CFStringGetPascalString(CFStringRef theString, StringPtr buffer, CFIndex bufferSize, CFStringEncoding encoding) {
+Boolean CFStringGetPascalString(CFStringRef theString, StringPtr buffer, CFIndex bufferSize,
+                                CFStringEncoding encoding) {
   const __CFString* s = asString(theString);
   if (!s || !buffer || bufferSize <= 0) return false;
   std::string bytes;

@@ -61,15 +61,23 @@ size_t VqtCVPixelFormatMinimumBytesPerRow(OSType format, size_t width) {
   switch (format) {
     case kCVPixelFormatType_32ARGB:
     case kCVPixelFormatType_32BGRA:
-    case kCVPixelFormatType_4444YpCbCrA8R: return width * 4;
-    case kCVPixelFormatType_24RGB: return width * 3;
-    case kCVPixelFormatType_48RGB: return width * 6;
-    case kCVPixelFormatType_64ARGB: return width * 8;
-    case kCVPixelFormatType_4444AYpCbCrFloat32: return width * 16;
+    case kCVPixelFormatType_4444YpCbCrA8R:
+      return width * 4;
+    case kCVPixelFormatType_24RGB:
+      return width * 3;
+    case kCVPixelFormatType_48RGB:
+      return width * 6;
+    case kCVPixelFormatType_64ARGB:
+      return width * 8;
+    case kCVPixelFormatType_4444AYpCbCrFloat32:
+      return width * 16;
     case kCVPixelFormatType_422YpCbCr8:
-    case kCVPixelFormatType_422YpCbCr8_yuvs: return (width + 1) / 2 * 4;
-    case kCVPixelFormatType_422YpCbCr10: return (width + 47) / 48 * 128;
-    default: return 0;
+    case kCVPixelFormatType_422YpCbCr8_yuvs:
+      return (width + 1) / 2 * 4;
+    case kCVPixelFormatType_422YpCbCr10:
+      return (width + 47) / 48 * 128;
+    default:
+      return 0;
   }
 }
 
@@ -81,9 +89,13 @@ CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef, size_t width, size_t heigh
   if (baseAddress == nullptr) return kCVReturnInvalidArgument;
   const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
   if (minimum != 0 && bytesPerRow < minimum) return kCVReturnInvalidArgument;
-  auto* buffer = new (std::nothrow) __CVBuffer{.width = width, .height = height, .bytesPerRow = bytesPerRow,
-                                               .pixelFormat = pixelFormatType, .baseAddress = baseAddress,
-                                               .releaseCallback = releaseCallback, .releaseRefCon = releaseRefCon};
+  auto* buffer = new (std::nothrow) __CVBuffer{.width = width,
+                                               .height = height,
+                                               .bytesPerRow = bytesPerRow,
+                                               .pixelFormat = pixelFormatType,
+                                               .baseAddress = baseAddress,
+                                               .releaseCallback = releaseCallback,
+                                               .releaseRefCon = releaseRefCon};
   return handOut(buffer, pixelBufferOut);
 }
 
@@ -97,8 +109,11 @@ CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType
   if (height > SIZE_MAX / bytesPerRow) return kCVReturnInvalidSize;
   void* memory = std::calloc(height, bytesPerRow);
   if (memory == nullptr) return kCVReturnAllocationFailed;
-  auto* buffer = new (std::nothrow) __CVBuffer{.width = width, .height = height, .bytesPerRow = bytesPerRow,
-                                               .pixelFormat = pixelFormatType, .baseAddress = memory,
+  auto* buffer = new (std::nothrow) __CVBuffer{.width = width,
+                                               .height = height,
+                                               .bytesPerRow = bytesPerRow,
+                                               .pixelFormat = pixelFormatType,
+                                               .baseAddress = memory,
                                                .ownsMemory = true};
   if (buffer == nullptr) std::free(memory);
   return handOut(buffer, pixelBufferOut);

@@ -47,7 +47,8 @@ OSErr GetCodecNameList(CodecNameSpecListPtr* list, SInt16 showAll) {
     Compressor entry{c, cd.componentSubType, pascalBytes(name), pascalBytes(information)};
     if (!showAll) {
       if (entry.name[0] == 0) continue;
-      if (std::any_of(compressors.begin(), compressors.end(), [&](const Compressor& c) { return c.type == entry.type; }))
+      if (std::any_of(compressors.begin(), compressors.end(),
+                      [&](const Compressor& c) { return c.type == entry.type; }))
         continue;
     }
     compressors.push_back(std::move(entry));

@@ -82,7 +82,8 @@ OSStatus ICMCompressionSessionOptionsSetProperty(ICMCompressionSessionOptionsRef
                                                  ByteCount inPropValueSize, ConstComponentValuePtr inPropValueAddress) {
   if (options == nullptr || inPropValueAddress == nullptr) return paramErr;
   if (inPropClass != kQTPropertyClass_ICMCompressionSessionOptions) return kQTPropertyNotSupportedErr;
-  const ByteCount expected = inPropID == kICMCompressionSessionOptionsPropertyID_CompressorComponent ? sizeof(CodecComponent)
+  const ByteCount expected = inPropID == kICMCompressionSessionOptionsPropertyID_CompressorComponent
+                                 ? sizeof(CodecComponent)
                              : (inPropID == kICMCompressionSessionOptionsPropertyID_AllowTemporalCompression ||
                                 inPropID == kICMCompressionSessionOptionsPropertyID_AllowFrameReordering)
                                  ? sizeof(Boolean)
@@ -131,15 +132,23 @@ OSStatus ICMCompressionSessionOptionsGetProperty(ICMCompressionSessionOptionsRef
     return noErr;
   };
   switch (inPropID) {
-    case kICMCompressionSessionOptionsPropertyID_CompressorComponent: return write(options->compressor);
-    case kICMCompressionSessionOptionsPropertyID_ExpectedFrameRate: return write(options->expectedFrameRate);
-    case kICMCompressionSessionOptionsPropertyID_MaxKeyFrameInterval: return write(options->maxKeyFrameInterval);
-    case kICMCompressionSessionOptionsPropertyID_Quality: return write(options->quality);
-    case kICMCompressionSessionOptionsPropertyID_Depth: return write(options->depth);
+    case kICMCompressionSessionOptionsPropertyID_CompressorComponent:
+      return write(options->compressor);
+    case kICMCompressionSessionOptionsPropertyID_ExpectedFrameRate:
+      return write(options->expectedFrameRate);
+    case kICMCompressionSessionOptionsPropertyID_MaxKeyFrameInterval:
+      return write(options->maxKeyFrameInterval);
+    case kICMCompressionSessionOptionsPropertyID_Quality:
+      return write(options->quality);
+    case kICMCompressionSessionOptionsPropertyID_Depth:
+      return write(options->depth);
     case kICMCompressionSessionOptionsPropertyID_AllowTemporalCompression:
       return write(options->allowTemporalCompression);
-    case kICMCompressionSessionOptionsPropertyID_AllowFrameReordering: return write(options->allowFrameReordering);
-    case kICMCompressionSessionOptionsPropertyID_NumberOfThreads: return write(options->threads);
-    default: return kQTPropertyNotSupportedErr;
+    case kICMCompressionSessionOptionsPropertyID_AllowFrameReordering:
+      return write(options->allowFrameReordering);
+    case kICMCompressionSessionOptionsPropertyID_NumberOfThreads:
+      return write(options->threads);
+    default:
+      return kQTPropertyNotSupportedErr;
   }
 }

@@ -61,13 +61,14 @@ struct OpaqueICMEncodedFrame {
 OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
   config.sourceFormat = sourceFormat;
   encoder.reset();
-  if (const codecs::Status s = codecs::Encoder::create(config, encoder); s != codecs::Status::ok) return vqtICMResultOf(s);
+  if (const codecs::Status s = codecs::Encoder::create(config, encoder); s != codecs::Status::ok)
+    return vqtICMResultOf(s);
   framesSubmitted = false;
   drained = false;
   decodeShiftKnown = false;
 
-  ImageDescriptionHandle desc = VqtNewImageDescription(config.codecType, static_cast<SInt16>(config.width),
-                                                       static_cast<SInt16>(config.height));
+  ImageDescriptionHandle desc =
+      VqtNewImageDescription(config.codecType, static_cast<SInt16>(config.width), static_cast<SInt16>(config.height));
   if (desc == nullptr) return memFullErr;
   ImageDescription& d = **desc;
   d.vendor = static_cast<SInt32>(codecs::kManufacturerCode);
@@ -107,7 +108,8 @@ OSStatus OpaqueICMCompressionSession::deliver(std::vector<codecs::EncodedFrame>&
     decodeShiftKnown = true;
     frame->frame.decodeTime += decodeShift;
     if (output.encodedFrameOutputCallback != nullptr) {
-      const OSStatus err = output.encodedFrameOutputCallback(output.encodedFrameOutputRefCon, this, noErr, frame, nullptr);
+      const OSStatus err =
+          output.encodedFrameOutputCallback(output.encodedFrameOutputRefCon, this, noErr, frame, nullptr);
       if (result == noErr) result = err;
     }
     ICMEncodedFrameRelease(frame);
@@ -117,7 +119,8 @@ OSStatus OpaqueICMCompressionSession::deliver(std::vector<codecs::EncodedFrame>&
 }
 
 OSStatus ICMCompressionSessionCreate(CFAllocatorRef, int width, int height, CodecType cType, TimeScale timescale,
-                                     ICMCompressionSessionOptionsRef options, CFDictionaryRef sourcePixelBufferAttributes,
+                                     ICMCompressionSessionOptionsRef options,
+                                     CFDictionaryRef sourcePixelBufferAttributes,
                                      ICMEncodedFrameOutputRecord* encodedFrameOutputRecord,
                                      ICMCompressionSessionRef* compressionSessionOut) {
   if (compressionSessionOut == nullptr) return paramErr;
@@ -158,8 +161,8 @@ OSStatus ICMCompressionSessionCreate(CFAllocatorRef, int width, int height, Code
   }
   SInt32 sourceFormat = 0;
   if (sourcePixelBufferAttributes != nullptr) {
-    auto number = static_cast<CFNumberRef>(
-        CFDictionaryGetValue(sourcePixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey));
+    auto number =
+        static_cast<CFNumberRef>(CFDictionaryGetValue(sourcePixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey));
     if (number != nullptr) CFNumberGetValue(number, kCFNumberSInt32Type, &sourceFormat);
   }
   if (const OSStatus err = session->makeEncoder(static_cast<OSType>(sourceFormat)); err != noErr) return err;
@@ -180,8 +183,8 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
       !codecs::isExchangeFormat(format))
     return paramErr;
   // A 16-bit source picks the deep layout of codecs that have one (PNG), if no frame went in yet.
-  const bool wantDeep = isDeepFormat(format) && !session->entry->deepLayout.empty() &&
-                        !isDeepFormat(session->config.sourceFormat);
+  const bool wantDeep =
+      isDeepFormat(format) && !session->entry->deepLayout.empty() && !isDeepFormat(session->config.sourceFormat);
   if (session->drained || (wantDeep && !session->framesSubmitted)) {
     if (const OSStatus err = session->makeEncoder(format); err != noErr) return err;
   }
@@ -201,9 +204,9 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
   session->framesSubmitted = true;
   // The pixels were copied into the codec's own frame: the buffer is free again.
   if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr) {
-    const UInt32 flags = kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer |
-                         (status == codecs::Status::ok ? kICMSourceTracking_FrameWasEncoded
-                                                       : kICMSourceTracking_FrameWasDropped);
+    const UInt32 flags =
+        kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer |
+        (status == codecs::Status::ok ? kICMSourceTracking_FrameWasEncoded : kICMSourceTracking_FrameWasDropped);
     sourceTrackingCallback->sourceTrackingCallback(sourceTrackingCallback->sourceTrackingRefCon, flags,
                                                    sourceFrameRefCon, nullptr);
   }
@@ -231,7 +234,8 @@ void ICMCompressionSessionRelease(ICMCompressionSessionRef session) {
   if (session != nullptr && --session->references == 0) delete session;
 }
 
-OSStatus ICMCompressionSessionGetImageDescription(ICMCompressionSessionRef session, ImageDescriptionHandle* imageDescOut) {
+OSStatus ICMCompressionSessionGetImageDescription(ICMCompressionSessionRef session,
+                                                  ImageDescriptionHandle* imageDescOut) {
   if (session == nullptr || imageDescOut == nullptr) return paramErr;
   *imageDescOut = session->description;
   return noErr;
@@ -275,9 +279,7 @@ ICMValidTimeFlags ICMEncodedFrameGetValidTimeFlags(ICMEncodedFrameRef frame) {
                      kICMValidTime_DecodeTimeStampIsValid | kICMValidTime_DecodeDurationIsValid
                : 0;
 }
-TimeScale ICMEncodedFrameGetTimeScale(ICMEncodedFrameRef frame) {
-  return frame ? frame->session->config.timeScale : 0;
-}
+TimeScale ICMEncodedFrameGetTimeScale(ICMEncodedFrameRef frame) { return frame ? frame->session->config.timeScale : 0; }
 
 MediaSampleFlags ICMEncodedFrameGetMediaSampleFlags(ICMEncodedFrameRef frame) {
   if (frame == nullptr) return 0;

@@ -49,8 +49,7 @@ struct OpaqueICMDecompressionSession {
   void report(OSStatus result, ICMDecompressionTrackingFlags flags, CVPixelBufferRef buffer, const Frame& frame) {
     if (tracking.decompressionTrackingCallback == nullptr) return;
     tracking.decompressionTrackingCallback(tracking.decompressionTrackingRefCon, result, flags, buffer,
-                                           frame.displayTime, frame.duration, frame.validTimes, nullptr,
-                                           frame.refCon);
+                                           frame.displayTime, frame.duration, frame.validTimes, nullptr, frame.refCon);
   }
   CVPixelBufferRef render(const codecs::Picture& picture, OSStatus& result);
   OSStatus flush();
@@ -105,8 +104,8 @@ CVPixelBufferRef OpaqueICMDecompressionSession::render(const codecs::Picture& pi
     result = memFullErr;
     return nullptr;
   }
-  const codecs::ImageView view{pixelFormat, picture.width(), picture.height(),
-                               static_cast<std::ptrdiff_t>(bytesPerRow), static_cast<std::uint8_t*>(memory)};
+  const codecs::ImageView view{pixelFormat, picture.width(), picture.height(), static_cast<std::ptrdiff_t>(bytesPerRow),
+                               static_cast<std::uint8_t*>(memory)};
   result = vqtICMResultOf(sequence->decoder().convert(picture, view));
   if (result != noErr) {
     CVPixelBufferRelease(buffer);
@@ -177,7 +176,8 @@ OSStatus ICMDecompressionSessionOptionsCreate(CFAllocatorRef, ICMDecompressionSe
 
 OSStatus ICMDecompressionSessionOptionsSetProperty(ICMDecompressionSessionOptionsRef options,
                                                    ComponentPropertyClass inPropClass, ComponentPropertyID inPropID,
-                                                   ByteCount inPropValueSize, ConstComponentValuePtr inPropValueAddress) {
+                                                   ByteCount inPropValueSize,
+                                                   ConstComponentValuePtr inPropValueAddress) {
   if (options == nullptr || inPropValueAddress == nullptr) return paramErr;
   if (inPropClass != kQTPropertyClass_ICMDecompressionSessionOptions) return kQTPropertyNotSupportedErr;
   if (inPropValueSize != 4) return kQTPropertyBadValueSizeErr;
@@ -230,7 +230,8 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef, ImageDescriptionHandle de
                                        ICMDecompressionSessionRef* decompressionSessionOut) {
   if (decompressionSessionOut == nullptr) return paramErr;
   *decompressionSessionOut = nullptr;
-  if (desc == nullptr || *desc == nullptr || GetHandleSize(reinterpret_cast<Handle>(desc)) < Size{sizeof(ImageDescription)})
+  if (desc == nullptr || *desc == nullptr ||
+      GetHandleSize(reinterpret_cast<Handle>(desc)) < Size{sizeof(ImageDescription)})
     return paramErr;
   ComponentDescription looking{decompressorComponentType, (**desc).cType, 0, 0, cmpIsMissing};
   const Component decompressor = FindNextComponent(nullptr, &looking);
@@ -263,9 +264,9 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef, ImageDescriptionHandle de
   return noErr;
 }
 
-OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, const UInt8* data,
-                                            ByteCount dataSize, ICMDecompressionFrameOptionsRef,
-                                            const ICMFrameTimeRecord* frameTime, void* sourceFrameRefCon) {
+OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, const UInt8* data, ByteCount dataSize,
+                                            ICMDecompressionFrameOptionsRef, const ICMFrameTimeRecord* frameTime,
+                                            void* sourceFrameRefCon) {
   if (session == nullptr || (data == nullptr && dataSize != 0)) return paramErr;
   OpaqueICMDecompressionSession::Frame frame{sourceFrameRefCon, session->lastSample + 1, 0, 0, 0, true};
   if (frameTime != nullptr) {

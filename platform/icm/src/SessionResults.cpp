@@ -7,12 +7,18 @@
 OSStatus vqtICMResultOf(vqt::codecs::Status status) {
   using vqt::codecs::Status;
   switch (status) {
-    case Status::ok: return noErr;
-    case Status::noCodec: return noCodecErr;
-    case Status::unsupportedFormat: return codecUnimpErr;
-    case Status::badData: return codecBadDataErr;
-    case Status::outOfMemory: return memFullErr;
-    case Status::failed: return codecErr;
+    case Status::ok:
+      return noErr;
+    case Status::noCodec:
+      return noCodecErr;
+    case Status::unsupportedFormat:
+      return codecUnimpErr;
+    case Status::badData:
+      return codecBadDataErr;
+    case Status::outOfMemory:
+      return memFullErr;
+    case Status::failed:
+      return codecErr;
   }
   return codecErr;
 }

@@ -23,40 +23,40 @@ struct TrackObject;
 struct MediaObject;
 
 struct UserDataObject {
-    std::vector<engine::UserDataItem> items;
-    bool ownedByCaller = true; // false for the lists of movies, tracks and media
+  std::vector<engine::UserDataItem> items;
+  bool ownedByCaller = true;  // false for the lists of movies, tracks and media
 };
 
 struct MediaHandlerObject {
-    MediaObject* media = nullptr;
+  MediaObject* media = nullptr;
 };
 
 struct MediaObject {
-    TrackObject* track = nullptr;
-    const engine::Media* model = nullptr;
-    bool exists = true;   // false for a new track until NewTrackMedia
-    bool editing = false; // between BeginMediaEdits and EndMediaEdits
-    UserDataObject userData;
-    MediaHandlerObject handler;
+  TrackObject* track = nullptr;
+  const engine::Media* model = nullptr;
+  bool exists = true;    // false for a new track until NewTrackMedia
+  bool editing = false;  // between BeginMediaEdits and EndMediaEdits
+  UserDataObject userData;
+  MediaHandlerObject handler;
 };
 
 struct TrackObject {
-    MovieObject* movie = nullptr;
-    const engine::Track* model = nullptr;
-    MediaObject media;
-    UserDataObject userData;
+  MovieObject* movie = nullptr;
+  const engine::Track* model = nullptr;
+  MediaObject media;
+  UserDataObject userData;
 };
 
 // A movie's metadata store, shared by reference count between the movie and
 // the references QTCopyMovieMetaData hands out. Item ids never repeat.
 struct MetaDataObject {
-    struct Entry {
-        QTMetaDataItem id;
-        engine::MetadataItem item;
-    };
-    int references = 1;
-    QTMetaDataItem nextId = 1;
-    std::vector<Entry> entries;
+  struct Entry {
+    QTMetaDataItem id;
+    engine::MetadataItem item;
+  };
+  int references = 1;
+  QTMetaDataItem nextId = 1;
+  std::vector<Entry> entries;
 };
 
 MetaDataObject* newMetaData(const std::vector<engine::MetadataItem>& items);
@@ -64,23 +64,23 @@ void releaseMetaData(MetaDataObject* metadata);
 
 // The open file of CreateMovieStorage or OpenMovieStorage (a DataHandler).
 struct StorageObject {
-    std::string path;
-    bool writable = false;
-    std::shared_ptr<engine::MovieFileWriter> writer; // shared with the movie it was made for
+  std::string path;
+  bool writable = false;
+  std::shared_ptr<engine::MovieFileWriter> writer;  // shared with the movie it was made for
 };
 
 struct MovieObject {
-    std::unique_ptr<engine::Movie> model;
-    // The editable form, made on the first edit; the reading model is then
-    // rebuilt from it whenever it changed (bringUpToDate).
-    std::unique_ptr<engine::MovieBuilder> builder;
-    bool modelStale = false;
-    std::shared_ptr<engine::MovieFileWriter> storage; // where new samples go
-    std::shared_ptr<const engine::ByteSource> data;   // where the builder's samples are read
-    MetaDataObject* metadata = nullptr;
-    std::vector<std::unique_ptr<TrackObject>> tracks;
-    UserDataObject userData;
-    TimeValue currentTime = 0;
+  std::unique_ptr<engine::Movie> model;
+  // The editable form, made on the first edit; the reading model is then
+  // rebuilt from it whenever it changed (bringUpToDate).
+  std::unique_ptr<engine::MovieBuilder> builder;
+  bool modelStale = false;
+  std::shared_ptr<engine::MovieFileWriter> storage;  // where new samples go
+  std::shared_ptr<const engine::ByteSource> data;    // where the builder's samples are read
+  MetaDataObject* metadata = nullptr;
+  std::vector<std::unique_ptr<TrackObject>> tracks;
+  UserDataObject userData;
+  TimeValue currentTime = 0;
 };
 
 // Edits: the builder (made from the read model on first use) and the model
@@ -131,4 +131,4 @@ TimeValue clampTime(std::int64_t value);
 // `handle` (image, sound or generic by media type).
 OSErr fillSampleDescription(const engine::Media& media, std::uint32_t index, SampleDescriptionHandle handle);
 
-} // namespace vqt::movies
+}  // namespace vqt::movies

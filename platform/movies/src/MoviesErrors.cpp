@@ -9,31 +9,31 @@ namespace vqt::movies {
 namespace {
 
 struct ErrorState {
-    OSErr last = noErr;
-    OSErr sticky = noErr;
+  OSErr last = noErr;
+  OSErr sticky = noErr;
 };
 
 // Each thread has its own error state, as each QuickTime client thread did.
 ErrorState& errorState() {
-    thread_local ErrorState state;
-    return state;
+  thread_local ErrorState state;
+  return state;
 }
 
 // Movies may be used on several threads (one movie per thread at a time), so
 // the registry they all share is locked.
 struct LiveObjects {
-    std::mutex lock;
-    std::unordered_set<const void*> objects;
+  std::mutex lock;
+  std::unordered_set<const void*> objects;
 };
 
 LiveObjects& liveObjects() {
-    static LiveObjects live;
-    return live;
+  static LiveObjects live;
+  return live;
 }
 
 struct ErrorMapping {
-    engine::Error from;
-    OSErr to;
+  engine::Error from;
+  OSErr to;
 };
 
 // The one table from engine results to Movie Toolbox result codes. Damaged or
@@ -65,95 +65,96 @@ constexpr ErrorMapping kErrorMap[] = {
     {engine::Error::alreadyExists, dupFNErr},
 };
 
-template <class Object, class Ref> Object* resolve(Ref ref, OSErr failure) {
-    auto* object = reinterpret_cast<Object*>(ref);
-    if (!object || !isLive(object)) {
-        setMoviesError(failure);
-        return nullptr;
-    }
-    return object;
+template <class Object, class Ref>
+Object* resolve(Ref ref, OSErr failure) {
+  auto* object = reinterpret_cast<Object*>(ref);
+  if (!object || !isLive(object)) {
+    setMoviesError(failure);
+    return nullptr;
+  }
+  return object;
 }
 
-} // namespace
+}  // namespace
 
 OSErr setMoviesError(OSErr error) {
-    ErrorState& state = errorState();
-    state.last = error;
-    if (error != noErr && state.sticky == noErr) state.sticky = error;
-    return error;
+  ErrorState& state = errorState();
+  state.last = error;
+  if (error != noErr && state.sticky == noErr) state.sticky = error;
+  return error;
 }
 
 OSErr toMoviesError(engine::Error error) {
-    for (const auto& m : kErrorMap)
-        if (m.from == error) return m.to;
-    return invalidMovie;
+  for (const auto& m : kErrorMap)
+    if (m.from == error) return m.to;
+  return invalidMovie;
 }
 
 void registerLive(const void* object) {
-    LiveObjects& live = liveObjects();
-    std::lock_guard guard(live.lock);
-    live.objects.insert(object);
+  LiveObjects& live = liveObjects();
+  std::lock_guard guard(live.lock);
+  live.objects.insert(object);
 }
 
 void unregisterLive(const void* object) {
-    LiveObjects& live = liveObjects();
-    std::lock_guard guard(live.lock);
-    live.objects.erase(object);
+  LiveObjects& live = liveObjects();
+  std::lock_guard guard(live.lock);
+  live.objects.erase(object);
 }
 
 bool isLive(const void* object) {
-    LiveObjects& live = liveObjects();
-    std::lock_guard guard(live.lock);
-    return live.objects.count(object) != 0;
+  LiveObjects& live = liveObjects();
+  std::lock_guard guard(live.lock);
+  return live.objects.count(object) != 0;
 }
 
 // Every reference is resolved here, so this is where an edited movie's
 // reading model is brought up to date before any call looks at it.
 // A track or media whose model could not be made is refused rather than read.
 MovieObject* movieFrom(Movie movie) {
-    MovieObject* object = resolve<MovieObject>(movie, invalidMovie);
-    if (object) bringUpToDate(*object);
-    return object;
+  MovieObject* object = resolve<MovieObject>(movie, invalidMovie);
+  if (object) bringUpToDate(*object);
+  return object;
 }
 TrackObject* trackFrom(Track track) {
-    TrackObject* object = resolve<TrackObject>(track, invalidTrack);
-    if (object) bringUpToDate(*object->movie);
-    if (object && !object->model) {
-        setMoviesError(invalidTrack);
-        return nullptr;
-    }
-    return object;
+  TrackObject* object = resolve<TrackObject>(track, invalidTrack);
+  if (object) bringUpToDate(*object->movie);
+  if (object && !object->model) {
+    setMoviesError(invalidTrack);
+    return nullptr;
+  }
+  return object;
 }
 MediaObject* mediaFrom(Media media) {
-    MediaObject* object = resolve<MediaObject>(media, invalidMedia);
-    if (object) bringUpToDate(*object->track->movie);
-    if (object && !object->model) {
-        setMoviesError(invalidMedia);
-        return nullptr;
-    }
-    return object;
+  MediaObject* object = resolve<MediaObject>(media, invalidMedia);
+  if (object) bringUpToDate(*object->track->movie);
+  if (object && !object->model) {
+    setMoviesError(invalidMedia);
+    return nullptr;
+  }
+  return object;
 }
 MovieObject* movieForEdit(Movie movie) { return resolve<MovieObject>(movie, invalidMovie); }
 TrackObject* trackForEdit(Track track) { return resolve<TrackObject>(track, invalidTrack); }
 MediaObject* mediaForEdit(Media media) { return resolve<MediaObject>(media, invalidMedia); }
 UserDataObject* userDataFrom(UserData userData) { return resolve<UserDataObject>(userData, paramErr); }
 MediaHandlerObject* handlerFrom(MediaHandler handler) {
-    MediaHandlerObject* object = resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
-    if (object) bringUpToDate(*object->media->track->movie);
-    if (object && !object->media->model) {
-        setMoviesError(invalidHandler);
-        return nullptr;
-    }
-    return object;
+  MediaHandlerObject* object = resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
+  if (object) bringUpToDate(*object->media->track->movie);
+  if (object && !object->media->model) {
+    setMoviesError(invalidHandler);
+    return nullptr;
+  }
+  return object;
 }
 
 TimeValue clampTime(std::int64_t value) {
-    if (value > INT32_MAX) return INT32_MAX;
-    if (value < INT32_MIN) return INT32_MIN;
-    return static_cast<TimeValue>(value);
+  if (value > INT32_MAX) return INT32_MAX;
+  if (value < INT32_MIN) return INT32_MIN;
+  return static_cast<TimeValue>(value);
 }
 
-} // namespace vqt::movies
+}  // namespace vqt::movies
 
 using namespace vqt::movies;
 

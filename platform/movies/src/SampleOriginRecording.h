@@ -9,4 +9,4 @@ namespace vqt::movies {
 void recordSampleOrigin(const void* data, ByteCount size, MediaObject* media, std::uint32_t sample,
                         std::uint32_t descriptionIndex);
 
-} // namespace vqt::movies
+}  // namespace vqt::movies

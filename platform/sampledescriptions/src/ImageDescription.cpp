@@ -150,9 +150,9 @@ std::optional<std::vector<UInt8>> nclcPayload(ImageDescriptionHandle desc) {
 
 }  // namespace
 
-OSStatus ICMImageDescriptionGetPropertyInfo(ImageDescriptionHandle desc, QTPropertyClass propClass,
-                                            QTPropertyID propID, QTPropertyValueType* propType,
-                                            ByteCount* propValueSize, UInt32* propertyFlags) {
+OSStatus ICMImageDescriptionGetPropertyInfo(ImageDescriptionHandle desc, QTPropertyClass propClass, QTPropertyID propID,
+                                            QTPropertyValueType* propType, ByteCount* propValueSize,
+                                            UInt32* propertyFlags) {
   if (!isValid(desc)) return paramErr;
   const PropertyShape* shape = shapeOf(propClass, propID);
   if (!shape) return kQTPropertyNotSupportedErr;
@@ -207,8 +207,8 @@ OSStatus ICMImageDescriptionGetProperty(ImageDescriptionHandle desc, QTPropertyC
       CleanApertureImageDescriptionExtension value{UInt32((*desc)->width), 1, UInt32((*desc)->height), 1, 0, 1, 0, 1};
       if (auto bytes = extension(kCleanApertureImageDescriptionExtension, 32)) {
         const UInt8* p = bytes->data();
-        value = {be32(p), be32(p + 4), be32(p + 8), be32(p + 12), SInt32(be32(p + 16)), be32(p + 20),
-                 SInt32(be32(p + 24)), be32(p + 28)};
+        value = {be32(p),      be32(p + 4),          be32(p + 8), be32(p + 12), SInt32(be32(p + 16)),
+                 be32(p + 20), SInt32(be32(p + 24)), be32(p + 28)};
       }
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
@@ -266,8 +266,8 @@ OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyC
       CleanApertureImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
       for (UInt32 field : {value.cleanApertureWidthN, value.cleanApertureWidthD, value.cleanApertureHeightN,
-                           value.cleanApertureHeightD, UInt32(value.horizOffN), value.horizOffD,
-                           UInt32(value.vertOffN), value.vertOffD})
+                           value.cleanApertureHeightD, UInt32(value.horizOffN), value.horizOffD, UInt32(value.vertOffN),
+                           value.vertOffD})
         put32(bytes, field);
       return replaceExtension(desc, kCleanApertureImageDescriptionExtension, bytes);
     }
@@ -335,7 +335,8 @@ OSErr GetNextImageDescriptionExtensionType(ImageDescriptionHandle desc, long* id
   const auto atoms = extensionAtoms(desc);
   size_t next = 0;
   if (*idType != 0) {
-    auto it = std::find_if(atoms.begin(), atoms.end(), [&](const ExtensionAtom& a) { return a.type == OSType(*idType); });
+    auto it =
+        std::find_if(atoms.begin(), atoms.end(), [&](const ExtensionAtom& a) { return a.type == OSType(*idType); });
     next = it == atoms.end() ? atoms.size() : size_t(it - atoms.begin()) + 1;
   }
   *idType = next < atoms.size() ? long(atoms[next].type) : 0;
@@ -365,5 +366,6 @@ OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescri
 }
 
 std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
-  return entryFromHandle(desc, kFixedSize, [](const ImageDescription& d, FieldWriter write) { forEachField(d, write); });
+  return entryFromHandle(desc, kFixedSize,
+                         [](const ImageDescription& d, FieldWriter write) { forEachField(d, write); });
 }

@@ -73,17 +73,22 @@ size_t fixedSizeOrVersion0(SInt16 version) {
 
 size_t VqtSoundDescriptionFixedSize(SInt16 version) {
   switch (version) {
-    case kSoundDescriptionVersion0: return sizeof(SoundDescription);
-    case kSoundDescriptionVersion1: return sizeof(SoundDescriptionV1);
-    case kSoundDescriptionVersion2: return sizeof(SoundDescriptionV2);
-    default: return 0;
+    case kSoundDescriptionVersion0:
+      return sizeof(SoundDescription);
+    case kSoundDescriptionVersion1:
+      return sizeof(SoundDescriptionV1);
+    case kSoundDescriptionVersion2:
+      return sizeof(SoundDescriptionV2);
+    default:
+      return 0;
   }
 }
 
 OSErr VqtSoundDescriptionFromFile(const UInt8* bytes, size_t length, SoundDescriptionHandle* desc) {
   const bool holdsVersion = bytes && length >= sizeof(SoundDescription);
   const size_t fixed = holdsVersion ? fixedSizeOrVersion0(SInt16(be16(bytes + 16))) : sizeof(SoundDescription);
-  return handleFromFile(bytes, length, fixed, desc, [](SoundDescription& d, FieldReader read) { soundFields(d, read); });
+  return handleFromFile(bytes, length, fixed, desc,
+                        [](SoundDescription& d, FieldReader read) { soundFields(d, read); });
 }
 
 std::vector<UInt8> VqtSoundDescriptionToFile(SoundDescriptionHandle desc) {
@@ -98,5 +103,6 @@ OSErr VqtSampleDescriptionFromFile(const UInt8* bytes, size_t length, SampleDesc
 }
 
 std::vector<UInt8> VqtSampleDescriptionToFile(SampleDescriptionHandle desc) {
-  return entryFromHandle(desc, kHeaderSize, [](const SampleDescription& d, FieldWriter write) { headerFields(d, write); });
+  return entryFromHandle(desc, kHeaderSize,
+                         [](const SampleDescription& d, FieldWriter write) { headerFields(d, write); });
 }

@@ -82,8 +82,10 @@ OSErr openInstance(ComponentInstance ci) {
     return err;
   auto instance = std::make_shared<Instance>();
   instance->kind = cd.componentSubType == StandardCompressionSubTypeAudio ? Kind::sound : Kind::image;
-  if (instance->kind == Kind::image) instance->image = defaultImageSettings();
-  else instance->sound = defaultSoundSettings();
+  if (instance->kind == Kind::image)
+    instance->image = defaultImageSettings();
+  else
+    instance->sound = defaultSoundSettings();
   table().add(ci, std::move(instance));
   return noErr;
 }

@@ -21,12 +21,13 @@ OSStatus fill(ICMCompressionSessionOptionsRef options, const VqtImageCompression
   const bool temporalAllowed = temporal.keyFrameRate != 1;
   if (OSStatus err = ICMCompressionSessionOptionsSetAllowTemporalCompression(options, temporalAllowed); err != noErr)
     return err;
-  if (OSStatus err = ICMCompressionSessionOptionsSetAllowFrameReordering(
-          options, temporalAllowed && capabilities.frameReordering);
+  if (OSStatus err =
+          ICMCompressionSessionOptionsSetAllowFrameReordering(options, temporalAllowed && capabilities.frameReordering);
       err != noErr)
     return err;
   // 0 leaves the interval to the compressor; a negative rate means nothing better.
-  if (OSStatus err = ICMCompressionSessionOptionsSetMaxKeyFrameInterval(options, std::max<SInt32>(temporal.keyFrameRate, 0));
+  if (OSStatus err =
+          ICMCompressionSessionOptionsSetMaxKeyFrameInterval(options, std::max<SInt32>(temporal.keyFrameRate, 0));
       err != noErr)
     return err;
   if (OSStatus err = setProperty(options, kICMCompressionSessionOptionsPropertyID_CompressorComponent, compressor);
@@ -36,13 +37,15 @@ OSStatus fill(ICMCompressionSessionOptionsRef options, const VqtImageCompression
       err != noErr)
     return err;
   if (temporal.frameRate > 0) {
-    if (OSStatus err = setProperty(options, kICMCompressionSessionOptionsPropertyID_ExpectedFrameRate, temporal.frameRate);
+    if (OSStatus err =
+            setProperty(options, kICMCompressionSessionOptionsPropertyID_ExpectedFrameRate, temporal.frameRate);
         err != noErr)
       return err;
   }
   if (spatial.depth > 0) {
     const UInt32 depth = UInt32(spatial.depth);
-    if (OSStatus err = setProperty(options, kICMCompressionSessionOptionsPropertyID_Depth, depth); err != noErr) return err;
+    if (OSStatus err = setProperty(options, kICMCompressionSessionOptionsPropertyID_Depth, depth); err != noErr)
+      return err;
   }
   return noErr;
 }

@@ -9,10 +9,10 @@ namespace vqt::sc {
 namespace {
 
 // Top-level atoms, each a leaf with ID 1 and big-endian fields. Version 1:
-constexpr QTAtomType kVersionAtom = 'vers';  // UInt32 layout version, OSType instance kind
-constexpr QTAtomType kSpatialAtom = 'sptl';  // codec type, codec manufacturer (0: any), SInt16 depth, quality
-constexpr QTAtomType kTemporalAtom = 'tprl';  // temporal quality, Fixed frame rate, SInt32 key frame rate
-constexpr QTAtomType kDataRateAtom = 'drat';  // data rate, frame duration, min spatial, min temporal quality
+constexpr QTAtomType kVersionAtom = 'vers';      // UInt32 layout version, OSType instance kind
+constexpr QTAtomType kSpatialAtom = 'sptl';      // codec type, codec manufacturer (0: any), SInt16 depth, quality
+constexpr QTAtomType kTemporalAtom = 'tprl';     // temporal quality, Fixed frame rate, SInt32 key frame rate
+constexpr QTAtomType kDataRateAtom = 'drat';     // data rate, frame duration, min spatial, min temporal quality
 constexpr QTAtomType kSoundFormatAtom = 'ssct';  // OSType
 constexpr QTAtomType kSampleRateAtom = 'ssrt';   // UnsignedFixed
 constexpr QTAtomType kSampleSizeAtom = 'sssz';   // SInt16
@@ -63,8 +63,7 @@ OSErr addAtom(QTAtomContainer container, QTAtomType type, const Writer& data) {
 
 // The data of the one top-level atom of `type`, which must be exactly `size` bytes. `present`
 // says whether there is one; two of a type, or a wrong size, make the container unacceptable.
-OSErr readAtom(QTAtomContainer container, QTAtomType type, std::size_t size, std::vector<UInt8>& data,
-               bool& present) {
+OSErr readAtom(QTAtomContainer container, QTAtomType type, std::size_t size, std::vector<UInt8>& data, bool& present) {
   present = false;
   const short count = QTCountChildrenOfType(container, kParentAtomIsContainer, type);
   if (count == 0) return noErr;
@@ -160,7 +159,9 @@ OSErr loadSound(QTAtomContainer c, VqtSoundCompressionSettings& s) {
   return noErr;
 }
 
-OSType kindCode(Kind kind) { return kind == Kind::image ? StandardCompressionSubType : StandardCompressionSubTypeAudio; }
+OSType kindCode(Kind kind) {
+  return kind == Kind::image ? StandardCompressionSubType : StandardCompressionSubTypeAudio;
+}
 
 }  // namespace
 
@@ -170,7 +171,8 @@ OSErr saveSettings(const Instance& instance, QTAtomContainer* container) {
   QTAtomContainer built = nullptr;
   if (OSErr err = QTNewAtomContainer(&built); err != noErr) return err;
   OSErr err = addAtom(built, kVersionAtom, Writer().u32(kSettingsLayoutVersion).u32(kindCode(instance.kind)));
-  if (err == noErr) err = instance.kind == Kind::image ? saveImage(instance.image, built) : saveSound(instance.sound, built);
+  if (err == noErr)
+    err = instance.kind == Kind::image ? saveImage(instance.image, built) : saveSound(instance.sound, built);
   if (err != noErr) {
     QTDisposeAtomContainer(built);
     return err;

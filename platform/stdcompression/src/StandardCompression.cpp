@@ -19,8 +19,10 @@ constexpr OSType kManufacturer = 'vntr';
 // Copies a record into or out of the caller's memory (which may be unaligned).
 template <typename T>
 ComponentResult exchange(T& field, void* info, bool set) {
-  if (set) std::memcpy(&field, info, sizeof field);
-  else std::memcpy(info, &field, sizeof field);
+  if (set)
+    std::memcpy(&field, info, sizeof field);
+  else
+    std::memcpy(info, &field, sizeof field);
   return noErr;
 }
 
@@ -39,22 +41,32 @@ ComponentResult imageInfo(Instance& instance, OSType infoType, void* info, bool 
       exchange(s.spatial, info, set);
       matchCodecToType(s.spatial);
       return noErr;
-    case scTemporalSettingsType: return exchange(s.temporal, info, set);
-    case scDataRateSettingsType: return exchange(s.dataRate, info, set);
-    default: return scTypeNotFoundErr;
+    case scTemporalSettingsType:
+      return exchange(s.temporal, info, set);
+    case scDataRateSettingsType:
+      return exchange(s.dataRate, info, set);
+    default:
+      return scTypeNotFoundErr;
   }
 }
 
 ComponentResult soundInfo(Instance& instance, OSType infoType, void* info, bool set) {
   VqtSoundCompressionSettings& s = instance.sound;
   switch (infoType) {
-    case scSoundVBRCompressionOK: return exchangeFlag(instance.soundVariableBitRateOK, info, set);
-    case scSoundSampleRateChangeOK: return exchangeFlag(instance.soundSampleRateChangeOK, info, set);
-    case scSoundCompressionType: return exchange(s.compressionType, info, set);
-    case scSoundSampleRateType: return exchange(s.sampleRate, info, set);
-    case scSoundSampleSizeType: return exchange(s.sampleSize, info, set);
-    case scSoundChannelCountType: return exchange(s.channelCount, info, set);
-    default: return scTypeNotFoundErr;
+    case scSoundVBRCompressionOK:
+      return exchangeFlag(instance.soundVariableBitRateOK, info, set);
+    case scSoundSampleRateChangeOK:
+      return exchangeFlag(instance.soundSampleRateChangeOK, info, set);
+    case scSoundCompressionType:
+      return exchange(s.compressionType, info, set);
+    case scSoundSampleRateType:
+      return exchange(s.sampleRate, info, set);
+    case scSoundSampleSizeType:
+      return exchange(s.sampleSize, info, set);
+    case scSoundChannelCountType:
+      return exchange(s.channelCount, info, set);
+    default:
+      return scTypeNotFoundErr;
   }
 }
 
@@ -135,7 +147,8 @@ ComponentResult SCDefaultPixMapSettings(ComponentInstance ci, PixMapHandle src, 
   SCSpatialSettings& spatial = instance->image.spatial;
   spatial.depth = (*src)->pixelSize;
   spatial.spatialQuality = codecNormalQuality;
-  if (spatial.codecType == 0) spatial = {defaultImageSettings().spatial.codecType, nullptr, spatial.depth, codecNormalQuality};
+  if (spatial.codecType == 0)
+    spatial = {defaultImageSettings().spatial.codecType, nullptr, spatial.depth, codecNormalQuality};
   if (motion) instance->image.temporal = {codecNormalQuality, 0, 0};
   return noErr;
 }

@@ -10,8 +10,8 @@
 namespace vqt::acceptance {
 
 struct PacketRow {
-    long long pts = 0, dts = 0, duration = 0, size = 0;
-    bool keyframe = false;
+  long long pts = 0, dts = 0, duration = 0, size = 0;
+  bool keyframe = false;
 };
 
 // Runs ffprobe with `arguments` and returns its standard output.
@@ -23,4 +23,4 @@ std::map<std::string, std::string> streamFields(const std::string& file, const s
 std::map<std::string, std::string> formatFields(const std::string& file);
 std::vector<PacketRow> packets(const std::string& file, const std::string& stream);
 
-} // namespace vqt::acceptance
+}  // namespace vqt::acceptance

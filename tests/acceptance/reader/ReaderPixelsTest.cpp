@@ -56,7 +56,8 @@ TEST_P(ReaderPixels, FirstMiddleAndLastFramesMatchTheCliDecode) {
 INSTANTIATE_TEST_SUITE_P(Fixtures, ReaderPixels, testing::ValuesIn(kPixels),
                          [](const testing::TestParamInfo<PixelCase>& info) {
                            std::string name = info.param.file;
-                           for (char& ch : name) if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
+                           for (char& ch : name)
+                             if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
                            return name;
                          });
 

@@ -72,7 +72,8 @@ TEST_P(ReaderStream, ReportsTheVideoStream) {
 INSTANTIATE_TEST_SUITE_P(Fixtures, ReaderStream, testing::ValuesIn(kStreams),
                          [](const testing::TestParamInfo<StreamCase>& info) {
                            std::string name = info.param.file;
-                           for (char& ch : name) if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
+                           for (char& ch : name)
+                             if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
                            return name;
                          });
 

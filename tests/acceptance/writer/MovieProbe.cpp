@@ -79,8 +79,8 @@ std::vector<float> testFrame(int width, int height, int frame) {
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
       float* p = &pixels[(static_cast<std::size_t>(y) * width + x) * 4];
-      p[0] = static_cast<float>((x * 4 + frame * 8) % 256) / 255.0f;  // B
-      p[1] = static_cast<float>((y * 4 + frame * 4) % 256) / 255.0f;  // G
+      p[0] = static_cast<float>((x * 4 + frame * 8) % 256) / 255.0f;   // B
+      p[1] = static_cast<float>((y * 4 + frame * 4) % 256) / 255.0f;   // G
       p[2] = static_cast<float>((x + y + frame * 16) % 256) / 255.0f;  // R
       p[3] = 1.0f;
     }

@@ -58,8 +58,7 @@ int writeH264(const std::string& path, int width, int height, std::vector<float>
   writer.setCompressionSettings(width, height, 25.0f, 12, quality, false, "");
   if (const int opened = writer.openMovie(path, 1); opened != 0) return opened;
   for (int f = 0; f < kBFrames; ++f)
-    if (const int result = writer.encodeFrame(f, frameAt(width, height, f).data(), false); result != 0)
-      return result;
+    if (const int result = writer.encodeFrame(f, frameAt(width, height, f).data(), false); result != 0) return result;
   writer.finishVideo();
   return writer.closeMovie(true);
 }
@@ -104,8 +103,11 @@ TEST(RoundTrip, WrittenFramesReadBackWithinEachCodecsFloor) {
   // precision, sets the largest error of 'apch', so its mean carries the
   // judgement. Measured: apch max 0.354 mean 0.0029, ap4h max 0.0029 mean
   // 0.00038. H.264 has its own test below.
-  const Floor floors[] = {{"raw ", 1e-6, 1e-7},    {"rle ", 1e-6, 1e-7}, {"png ", 2.0 / 65536, 1.0 / 65536},
-                          {"ap4h", 0.004, 0.0005}, {"apch", 0.4, 0.004}};
+  const Floor floors[] = {{"raw ", 1e-6, 1e-7},
+                          {"rle ", 1e-6, 1e-7},
+                          {"png ", 2.0 / 65536, 1.0 / 65536},
+                          {"ap4h", 0.004, 0.0005},
+                          {"apch", 0.4, 0.004}};
   const auto folder = scratchFolder("roundtrip");
   for (const Floor& floor : floors) {
     const std::string path = folder + "/" + std::string(floor.codec, 3) + ".mov";

@@ -133,7 +133,8 @@ class SettingsToolDialog : public ::testing::Test {
     std::istringstream geometry(display.run("xdotool getwindowgeometry --shell " + window));
     std::map<std::string, int> values;
     for (std::string item; std::getline(geometry, item);)
-      if (auto eq = item.find('='); eq != std::string::npos) values[item.substr(0, eq)] = std::atoi(item.c_str() + eq + 1);
+      if (auto eq = item.find('='); eq != std::string::npos)
+        values[item.substr(0, eq)] = std::atoi(item.c_str() + eq + 1);
     shotWidth = values["WIDTH"];
     shotHeight = values["HEIGHT"];
     shotPath = std::string(SHOTS_DIR) + "/" + name + ".png";
@@ -171,9 +172,13 @@ TEST_F(SettingsToolDialog, ReturnAcceptsThePresetAndASnapshotIsTaken) {
   // The picture is the dialog, not an empty frame.
   ASSERT_GT(shotWidth, 200);
   ASSERT_GT(shotHeight, 150);
-  const std::string probe = display.run("ffprobe -v error -select_streams v -show_entries stream=width,height -of csv=p=0 " + shotPath);
+  const std::string probe =
+      display.run("ffprobe -v error -select_streams v -show_entries stream=width,height -of csv=p=0 " + shotPath);
   EXPECT_EQ(probe, std::to_string(shotWidth) + "," + std::to_string(shotHeight) + "\n");
-  const std::string stats = display.run("ffmpeg -v error -i " + shotPath + " -vf format=gray,signalstats,metadata=print:key=lavfi.signalstats.YMIN:file=- -f null - ; ffmpeg -v error -i " + shotPath + " -vf format=gray,signalstats,metadata=print:key=lavfi.signalstats.YMAX:file=- -f null -");
+  const std::string stats = display.run(
+      "ffmpeg -v error -i " + shotPath +
+      " -vf format=gray,signalstats,metadata=print:key=lavfi.signalstats.YMIN:file=- -f null - ; ffmpeg -v error -i " +
+      shotPath + " -vf format=gray,signalstats,metadata=print:key=lavfi.signalstats.YMAX:file=- -f null -");
   int ymin = 255, ymax = 0;
   for (std::istringstream in(stats); std::getline(in, text);) {
     if (text.rfind("lavfi.signalstats.YMIN=", 0) == 0) ymin = std::atoi(text.c_str() + 23);

@@ -36,7 +36,8 @@ TEST_F(AtomContainer, AtomsAreStoredBigEndianInsideTheirParents) {
   EXPECT_EQ(bytesOf(c), container({parent('grup', 3, {atom('abcd', 7, {'a', 'b'})}), atom('last', 1, {'z'})}));
   // Data that grows or shrinks resizes every atom above it.
   ASSERT_EQ(QTSetAtomData(c, value, 5, "wider"), noErr);
-  EXPECT_EQ(bytesOf(c), container({parent('grup', 3, {atom('abcd', 7, {'w', 'i', 'd', 'e', 'r'})}), atom('last', 1, {'z'})}));
+  EXPECT_EQ(bytesOf(c),
+            container({parent('grup', 3, {atom('abcd', 7, {'w', 'i', 'd', 'e', 'r'})}), atom('last', 1, {'z'})}));
   EXPECT_EQ(QTSetAtomData(c, group, 1, "x"), notLeafAtomErr);
   EXPECT_EQ(QTGetAtomDataPtr(c, group, nullptr, nullptr), notLeafAtomErr);
 }
@@ -96,7 +97,8 @@ TEST_F(AtomContainer, RemovingAndCopyingMoveWholeSubtrees) {
     return made;
   }();
   ASSERT_EQ(QTInsertChildren(copy, dest, c), noErr);
-  EXPECT_EQ(bytesOf(copy), container({parent('dest', 1, {parent('grup', 1, {atom('kid ', 1, {'a'})}), atom('keep', 1, {'k'})})}));
+  EXPECT_EQ(bytesOf(copy),
+            container({parent('dest', 1, {parent('grup', 1, {atom('kid ', 1, {'a'})}), atom('keep', 1, {'k'})})}));
   EXPECT_EQ(QTInsertChildren(copy, dest, c), duplicateAtomTypeAndIDErr);
   QTDisposeAtomContainer(copy);
 

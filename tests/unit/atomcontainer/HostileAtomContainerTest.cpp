@@ -23,7 +23,9 @@ OSErr verdict(const Bytes& bytes) {
   return result;
 }
 
-Bytes sample() { return container({parent('grup', 1, {atom('leaf', 1, {1, 2, 3}), atom('leaf', 2, {5})}), atom('solo', 9, {})}); }
+Bytes sample() {
+  return container({parent('grup', 1, {atom('leaf', 1, {1, 2, 3}), atom('leaf', 2, {5})}), atom('solo', 9, {})});
+}
 
 TEST(HostileAtomContainer, EveryTruncationAndTrailingByteIsRefused) {
   const Bytes whole = sample();

@@ -12,8 +12,7 @@
 namespace vqt::audio::test {
 namespace {
 
-const std::string kStereo48 =
-    "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t)|0.25*sin(2*PI*1500*t):s=48000:d=1\"";
+const std::string kStereo48 = "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t)|0.25*sin(2*PI*1500*t):s=48000:d=1\"";
 const std::string kMono44 = "-f lavfi -i \"aevalsrc=0.5*sin(2*PI*1000*t):s=44100:d=1\"";
 // Long enough for the decoders' restarts every 64 packets to happen several times.
 const std::string kLongStereo48 =

@@ -15,8 +15,8 @@ namespace vqt::audio::test {
 
 // A test tone: channel 0 a 1 kHz sine at 0.5, channel 1 (when stereo) 1.5 kHz at 0.25.
 struct Fixture {
-  std::string name;       // file name in the fixture folder
-  std::string encode;     // ffmpeg output options
+  std::string name;    // file name in the fixture folder
+  std::string encode;  // ffmpeg output options
   int channels;
   int sampleRate;
   int seconds = 1;

@@ -116,7 +116,7 @@ TEST(AudioHostileSources, HugeAndEmptyPacketsAreSilenceWithoutAllocation) {
     std::int64_t delivered = 0;
     decoder->read(out, delivered);
     EXPECT_EQ(delivered, 8 * 1024);
-    EXPECT_EQ(*std::max_element(out.begin() + 2 * 2048, out.begin() + 2 * 3072), 0.0f);  // the empty packet
+    EXPECT_EQ(*std::max_element(out.begin() + 2 * 2048, out.begin() + 2 * 3072), 0.0f);   // the empty packet
     EXPECT_GT(*std::max_element(out.begin() + 2 * 3072, out.begin() + 2 * 4096), 0.01f);  // decoding went on
     ASSERT_EQ(decoder->seek(decoder->frameCount() - 1024), Status::ok);
     EXPECT_EQ(decoder->read(out, delivered), Status::ok);

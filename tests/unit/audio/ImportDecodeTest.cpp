@@ -12,9 +12,9 @@ struct ImportCase {
   std::string file;
   FourCC format;
   int version;
-  std::uint32_t lpcmFlags;     // expected for version 2
-  std::int64_t priming;        // encoder delay the import must report
-  float maxError;              // against ffmpeg's decode
+  std::uint32_t lpcmFlags;  // expected for version 2
+  std::int64_t priming;     // encoder delay the import must report
+  float maxError;           // against ffmpeg's decode
 };
 
 std::ostream& operator<<(std::ostream& out, const ImportCase& c) { return out << c.file; }

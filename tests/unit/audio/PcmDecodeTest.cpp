@@ -64,8 +64,11 @@ INSTANTIATE_TEST_SUITE_P(
         PcmCase{"lpcmU16Little", lpcm(16, 0), {0x00, 0xC0, 0x00, 0x40}, 0.5f, -0.5f},
         PcmCase{"lpcmS8", lpcm(8, kSigned), {0x40, 0xC0}, 0.5f, -0.5f},
         PcmCase{"lpcmU8", lpcm(8, 0), {0xC0, 0x40}, 0.5f, -0.5f},
-        PcmCase{"lpcmF64Big", lpcm(64, lpcmFlags::isFloat | kBig),
-                {0x3F, 0xE0, 0, 0, 0, 0, 0, 0, 0xBF, 0xE0, 0, 0, 0, 0, 0, 0}, 0.5f, -0.5f}),
+        PcmCase{"lpcmF64Big",
+                lpcm(64, lpcmFlags::isFloat | kBig),
+                {0x3F, 0xE0, 0, 0, 0, 0, 0, 0, 0xBF, 0xE0, 0, 0, 0, 0, 0, 0},
+                0.5f,
+                -0.5f}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // QuickTime stores PCM as one media sample per frame; a track of single-frame packets
@@ -102,8 +105,9 @@ TEST(AudioPcmImportFormats, ClassicCodesWhereVersion0CanSayIt) {
   EXPECT_EQ(high.version, 2);
   EXPECT_EQ(high.lpcmFormatFlags, lpcmFlags::isSignedInteger | lpcmFlags::isPacked);
   // Every description made for import reads back as the layout it was made from.
-  for (const PcmLayout layout : {s16le, PcmLayout{PcmKind::floatingPoint, 64, true, 0},
-                                 PcmLayout{PcmKind::signedInteger, 24, true, 0}, PcmLayout{PcmKind::aLaw, 8, true, 0}}) {
+  for (const PcmLayout layout :
+       {s16le, PcmLayout{PcmKind::floatingPoint, 64, true, 0}, PcmLayout{PcmKind::signedInteger, 24, true, 0},
+        PcmLayout{PcmKind::aLaw, 8, true, 0}}) {
     const auto back = pcmLayoutOf(pcmSoundFormat(layout, 1, 44100));
     ASSERT_TRUE(back);
     EXPECT_EQ(back->kind, layout.kind);

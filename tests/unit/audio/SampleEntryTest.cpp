@@ -91,7 +91,8 @@ TEST(AudioSampleEntry, Version0TwosIsBigEndianSigned) {
 }
 
 TEST(AudioSampleEntry, EndaInsideWaveMakesIn24LittleEndian) {
-  const Bytes wave = atom('wave', atom('frma', {'i', 'n', '2', '4'}) + atom('enda', {0, 1}) + Bytes{0, 0, 0, 8, 0, 0, 0, 0});
+  const Bytes wave =
+      atom('wave', atom('frma', {'i', 'n', '2', '4'}) + atom('enda', {0, 1}) + Bytes{0, 0, 0, 8, 0, 0, 0, 0});
   SoundFormat format;
   ASSERT_EQ(parseSoundSampleEntry(entry('in24', 1, 2, 24, 48000, wave), format), Status::ok);
   EXPECT_TRUE(format.littleEndianAtom);
@@ -106,8 +107,9 @@ TEST(AudioSampleEntry, EndaInsideWaveMakesIn24LittleEndian) {
 
 TEST(AudioSampleEntry, Version2LpcmTakesItsLayoutFromTheFlags) {
   SoundFormat format;
-  ASSERT_EQ(parseSoundSampleEntry(version2('lpcm', 96000.0, 6, 32, lpcmFlags::isFloat | lpcmFlags::isPacked, 24), format),
-            Status::ok);
+  ASSERT_EQ(
+      parseSoundSampleEntry(version2('lpcm', 96000.0, 6, 32, lpcmFlags::isFloat | lpcmFlags::isPacked, 24), format),
+      Status::ok);
   EXPECT_EQ(format.version, 2);
   EXPECT_EQ(format.sampleRate, 96000.0);
   EXPECT_EQ(format.channels, 6u);
@@ -117,7 +119,9 @@ TEST(AudioSampleEntry, Version2LpcmTakesItsLayoutFromTheFlags) {
   EXPECT_EQ(layout->bitsPerSample, 32u);
   EXPECT_FALSE(layout->bigEndian);
   // Samples padded inside their frame, or not interleaved, are not read as packed PCM.
-  ASSERT_EQ(parseSoundSampleEntry(version2('lpcm', 48000.0, 2, 24, lpcmFlags::isSignedInteger | lpcmFlags::isPacked, 8), format), Status::ok);
+  ASSERT_EQ(parseSoundSampleEntry(version2('lpcm', 48000.0, 2, 24, lpcmFlags::isSignedInteger | lpcmFlags::isPacked, 8),
+                                  format),
+            Status::ok);
   EXPECT_FALSE(pcmLayoutOf(format));
   ASSERT_EQ(parseSoundSampleEntry(
                 version2('lpcm', 48000.0, 2, 16, lpcmFlags::isSignedInteger | lpcmFlags::isNonInterleaved, 0), format),

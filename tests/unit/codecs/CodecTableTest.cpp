@@ -10,8 +10,8 @@ namespace {
 TEST(CodecTable, OffersTheRequiredCodecsForReadingAndWriting) {
   const FourCC readable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'hvc1', 'hev1', 'mp4v',
                              'jpeg', 'mjpa', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn', 'dvc ', 'dvcp'};
-  const FourCC writable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'mp4v', 'jpeg',
-                             'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'};
+  const FourCC writable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'mp4v',
+                             'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'};
   for (FourCC type : readable) {
     const CodecEntry* entry = findCodec(type);
     ASSERT_NE(entry, nullptr) << type;

@@ -12,14 +12,16 @@ std::vector<TestImage> roundTrip(const EncoderConfig& config, const std::vector<
   std::unique_ptr<Encoder> encoder;
   const Status created = Encoder::create(config, encoder);
   if (created != Status::ok) {
-    ADD_FAILURE() << "encoder for '" << std::string{char(config.codecType >> 24), char(config.codecType >> 16),
-                                                   char(config.codecType >> 8), char(config.codecType)}
+    ADD_FAILURE() << "encoder for '"
+                  << std::string{char(config.codecType >> 24), char(config.codecType >> 16),
+                                 char(config.codecType >> 8), char(config.codecType)}
                   << "' not created: " << static_cast<int>(created);
     return {};
   }
   std::vector<EncodedFrame> packets;
   for (std::size_t i = 0; i < frames.size(); ++i) {
-    EXPECT_EQ(encoder->encode(test::constViewOf(frames[i]), static_cast<std::int64_t>(i) * 100, 100, packets), Status::ok);
+    EXPECT_EQ(encoder->encode(test::constViewOf(frames[i]), static_cast<std::int64_t>(i) * 100, 100, packets),
+              Status::ok);
   }
   EXPECT_EQ(encoder->finish(packets), Status::ok);
   EXPECT_EQ(packets.size(), frames.size());

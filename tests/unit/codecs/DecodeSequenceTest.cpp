@@ -27,15 +27,16 @@ class LongGopSequence : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     if (!units_.empty()) return;  // shared with the read-ahead suite built on this one
-    const std::string path = test::makeFixture(
-        "gop48-bframes.h264",
-        "-f lavfi -i testsrc2=size=320x240:rate=24 -frames:v 110 -pix_fmt yuv420p -c:v libx264 -g 48 "
-        "-keyint_min 48 -sc_threshold 0 -bf 3 -x264-params aud=1 -f h264");
+    const std::string path =
+        test::makeFixture("gop48-bframes.h264",
+                          "-f lavfi -i testsrc2=size=320x240:rate=24 -frames:v 110 -pix_fmt yuv420p -c:v libx264 -g 48 "
+                          "-keyint_min 48 -sc_threshold 0 -bf 3 -x264-params aud=1 -f h264");
     units_ = test::splitAccessUnits(test::readFile(path));
     // Reference: every sample once, in order, through one decoder.
     std::unique_ptr<Decoder> decoder = newDecoder();
     std::vector<Picture> pictures;
-    for (std::size_t i = 0; i < units_.size(); ++i) decoder->send(units_[i].bytes, static_cast<std::int64_t>(i), pictures);
+    for (std::size_t i = 0; i < units_.size(); ++i)
+      decoder->send(units_[i].bytes, static_cast<std::int64_t>(i), pictures);
     decoder->releaseHeldPictures(pictures);
     for (const Picture& picture : pictures) {
       displayOrder_.push_back(picture.sampleId());

@@ -136,7 +136,8 @@ TEST(DeepRgb, B64aSurvivesSixteenBitPngExactly) {
     for (int x = 0; x < 40; ++x) {
       std::uint8_t* p = image.bytes.data() + y * image.bytesPerRow + 8 * x;
       const std::uint16_t words[4] = {static_cast<std::uint16_t>(0x1234 + 97 * x), static_cast<std::uint16_t>(1601 * y),
-                                      static_cast<std::uint16_t>(0xFFFF - 333 * x), static_cast<std::uint16_t>(17 * x * y)};
+                                      static_cast<std::uint16_t>(0xFFFF - 333 * x),
+                                      static_cast<std::uint16_t>(17 * x * y)};
       for (int c = 0; c < 4; ++c) {
         p[2 * c] = static_cast<std::uint8_t>(words[c] >> 8);
         p[2 * c + 1] = static_cast<std::uint8_t>(words[c]);
@@ -172,7 +173,8 @@ class IndependentEncoder : public ::testing::TestWithParam<IndependentCase> {};
 TEST_P(IndependentEncoder, DecodesToTheSourceRgb) {
   const IndependentCase& c = GetParam();
   const std::string size = std::to_string(c.width) + "x" + std::to_string(c.height);
-  const std::string source = "-f lavfi -i testsrc2=size=" + size + ":rate=1,format=gbrp,gblur=sigma=4,format=rgb24 -frames:v 1 ";
+  const std::string source =
+      "-f lavfi -i testsrc2=size=" + size + ":rate=1,format=gbrp,gblur=sigma=4,format=rgb24 -frames:v 1 ";
   const std::string truthPath = test::makeFixture("truth-blurred-" + size + ".png", source + "-c:v png -f image2");
   const std::string codedPath = test::makeFixture(c.fixture, source + c.encode);
   ASSERT_FALSE(truthPath.empty());
@@ -250,8 +252,8 @@ TEST(FourTwoZeroPacking, GivesLibswscaleBytes) {
     packed->height = height;
     ASSERT_GE(av_frame_get_buffer(packed.get(), 0), 0);
     SwsContext* sws = sws_getContext(width, height, AV_PIX_FMT_YUV420P, width, height, AV_PIX_FMT_UYVY422,
-                                     SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP,
-                                     nullptr, nullptr, nullptr);
+                                     SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP, nullptr,
+                                     nullptr, nullptr);
     ASSERT_NE(sws, nullptr);
     sws_scale(sws, frame->data, frame->linesize, 0, height, packed->data, packed->linesize);
     sws_freeContext(sws);

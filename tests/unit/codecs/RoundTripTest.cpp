@@ -120,7 +120,8 @@ TEST(EncoderSettings, ReorderingOffGivesDecodeOrderEqualToDisplayOrder) {
     ASSERT_EQ(Encoder::create(config, encoder), Status::ok);
     std::vector<EncodedFrame> frames;
     for (int i = 0; i < 24; ++i)
-      ASSERT_EQ(encoder->encode(test::constViewOf(test::makeArgbPattern(160, 120, i)), i * 100, 100, frames), Status::ok);
+      ASSERT_EQ(encoder->encode(test::constViewOf(test::makeArgbPattern(160, 120, i)), i * 100, 100, frames),
+                Status::ok);
     ASSERT_EQ(encoder->finish(frames), Status::ok);
     ASSERT_EQ(frames.size(), 24u);
     int reordered = 0, sinceSync = 0;
@@ -181,7 +182,8 @@ TEST(EncoderSettings, ProResProfileFollowsTheCodecType) {
     ASSERT_EQ(encoder->encode(test::constViewOf(image), 0, 1, frames), Status::ok);
     ASSERT_EQ(encoder->finish(frames), Status::ok);
     ASSERT_EQ(frames.size(), 1u);
-    EXPECT_GT(frames[0].data.size(), previous) << std::string{char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
+    EXPECT_GT(frames[0].data.size(), previous)
+        << std::string{char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
     previous = frames[0].data.size();
   }
 }

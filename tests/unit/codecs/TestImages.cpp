@@ -16,19 +16,29 @@ std::size_t packedBytesPerRow(std::uint32_t format, int width) {
   const auto w = static_cast<std::size_t>(width);
   switch (format) {
     case 32:
-    case 'r408': return w * 4;
-    case 'r4fl': return w * 16;
-    case 'b64a': return w * 8;
-    case 'b48r': return w * 6;
+    case 'r408':
+      return w * 4;
+    case 'r4fl':
+      return w * 16;
+    case 'b64a':
+      return w * 8;
+    case 'b48r':
+      return w * 6;
     case '2vuy':
-    case 'yuvs': return (w + 1) / 2 * 4;
-    case 'v210': return (w + 47) / 48 * 128;
-    default: return 0;
+    case 'yuvs':
+      return (w + 1) / 2 * 4;
+    case 'v210':
+      return (w + 47) / 48 * 128;
+    default:
+      return 0;
   }
 }
 
 TestImage::TestImage(std::uint32_t pixelFormat, int w, int h)
-    : format(pixelFormat), width(w), height(h), bytesPerRow(packedBytesPerRow(pixelFormat, w)),
+    : format(pixelFormat),
+      width(w),
+      height(h),
+      bytesPerRow(packedBytesPerRow(pixelFormat, w)),
       bytes(bytesPerRow * static_cast<std::size_t>(h)) {}
 
 TestImage makeArgbPattern(int width, int height, int index, bool alphaRamp) {
@@ -116,9 +126,11 @@ std::string makeFixture(const std::string& name, const std::string& arguments) {
   const std::filesystem::path path = folder / name;
   if (std::filesystem::exists(path)) return path.string();
   // Written under a private name first, so a concurrent test never reads half a file.
-  const std::filesystem::path partial = folder / (name + ".part" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + std::to_string(std::rand()));
-  const std::string command = std::string(VQT_FFMPEG) + " -nostdin -loglevel error -y " + arguments + " '" +
-                              partial.string() + "'";
+  const std::filesystem::path partial =
+      folder / (name + ".part" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+                std::to_string(std::rand()));
+  const std::string command =
+      std::string(VQT_FFMPEG) + " -nostdin -loglevel error -y " + arguments + " '" + partial.string() + "'";
   if (std::system(command.c_str()) != 0) {
     ADD_FAILURE() << "ffmpeg failed: " << command;
     return {};

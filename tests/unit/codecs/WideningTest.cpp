@@ -19,10 +19,14 @@ std::uint16_t bigEndian16(const std::uint8_t* p) { return static_cast<std::uint1
 // Level of channel `c` (A, R, G, B) at column x: each channel runs through all 256 levels.
 std::uint8_t level(int c, int x) {
   switch (c) {
-    case 0: return static_cast<std::uint8_t>(255 - x);
-    case 1: return static_cast<std::uint8_t>(x);
-    case 2: return static_cast<std::uint8_t>(x ^ 0xA5);
-    default: return static_cast<std::uint8_t>((x * 7) & 0xFF);
+    case 0:
+      return static_cast<std::uint8_t>(255 - x);
+    case 1:
+      return static_cast<std::uint8_t>(x);
+    case 2:
+      return static_cast<std::uint8_t>(x ^ 0xA5);
+    default:
+      return static_cast<std::uint8_t>((x * 7) & 0xFF);
   }
 }
 

@@ -90,9 +90,9 @@ TEST_F(PixelFormatChoiceTest, RowsMatchByDirectionCodecAndArchitecture) {
       "decode,0,othr,macosx,intel,2\n");
   const std::vector<OSType> formats = {'2vuy', 'b64a', 32};
   EXPECT_EQ(choose(codec('imco', 'apch', formats)).second, 2);
-  EXPECT_EQ(choose(codec('imdc', 'apch', formats)).second, 0);  // an encode row is not for decompressors
-  EXPECT_EQ(choose(codec('imdc', 'ppcx', formats)).second, 0);  // "ppc" rows never apply
-  EXPECT_EQ(choose(codec('imco', 'wind', formats)).second, 0);  // "windows" rows are not even loaded
+  EXPECT_EQ(choose(codec('imdc', 'apch', formats)).second, 0);          // an encode row is not for decompressors
+  EXPECT_EQ(choose(codec('imdc', 'ppcx', formats)).second, 0);          // "ppc" rows never apply
+  EXPECT_EQ(choose(codec('imco', 'wind', formats)).second, 0);          // "windows" rows are not even loaded
   EXPECT_EQ(choose(codec('imdc', 'any1', formats, 'othr')).second, 1);  // the row nearer the top wins
   EXPECT_EQ(globalSettingsTable().size(), 4u);
 }

@@ -60,7 +60,8 @@ TEST(QuickTimeCodecPrivate, CatalogueIsSortedIgnoringCaseAndEndsWithNull) {
     const std::string text = state.codecNames[i];
     // Each text is the four characters of the type, a tab, then the type name.
     ASSERT_EQ(text[4], '\t');
-    const OSType type = (OSType(UInt8(text[0])) << 24) | (UInt8(text[1]) << 16) | (UInt8(text[2]) << 8) | UInt8(text[3]);
+    const OSType type =
+        (OSType(UInt8(text[0])) << 24) | (UInt8(text[1]) << 16) | (UInt8(text[2]) << 8) | UInt8(text[3]);
     EXPECT_EQ(type, state.codecTypeAt(i));
     if (type == 'lng1') {
       sawLong = true;

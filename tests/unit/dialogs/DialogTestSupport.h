@@ -46,7 +46,10 @@ inline ImageSettingsModel threeCodecModel() {
   ImageSettingsModel model;
   model.codecs = {
       {kProRes, "Apple ProRes 422", false, true, {{"profile", "Profile", {"422"}}, {"bitDepth", "Bit depth", {"10"}}}},
-      {kH264, "H.264", true, true,
+      {kH264,
+       "H.264",
+       true,
+       true,
        {{"profile", "Profile", {"Baseline", "Main", "High"}},
         {"entropy", "Entropy coding", {"CAVLC", "CABAC"}},
         {"bitDepth", "Bit depth", {"8", "10"}}}},

@@ -47,7 +47,8 @@ TEST(DialogFrameRateText, ShownWithSixSignificantDigitsAndReadBack) {
 }
 
 TEST(DialogFrameRateText, RejectsGarbage) {
-  for (const char* bad : {"", "  ", "abc", "29,97", "29.97fps", "-5", "+5", "1e2", "inf", "nan", ".", "1.2.3", "1000.5", "24 25"})
+  for (const char* bad :
+       {"", "  ", "abc", "29,97", "29.97fps", "-5", "+5", "1e2", "inf", "nan", ".", "1.2.3", "1000.5", "24 25"})
     EXPECT_FALSE(parseFrameRate(bad)) << bad;
 }
 

@@ -28,9 +28,9 @@ TEST_F(BundleLocation, FoundByIdentifierFromAProgramInsideTheBundle) {
 TEST_F(BundleLocation, FallsBackToTheOnlyLoadedBundleSkippingSystemOnes) {
   const std::string app = makeBundle(root, "Other", "org.example.other");
   copyExecutable(BUNDLE_PROBE, app + "/Contents/MacOS/bundle_probe");
-  const RunResult run = runProgram(app + "/Contents/MacOS/bundle_probe",
-                                   {"--register", "/System/Library/Frameworks/A.framework", "--register",
-                                    "/Library/Frameworks/B.framework"});
+  const RunResult run = runProgram(
+      app + "/Contents/MacOS/bundle_probe",
+      {"--register", "/System/Library/Frameworks/A.framework", "--register", "/Library/Frameworks/B.framework"});
   EXPECT_EQ(run.exitStatus, 0) << run.err;
   EXPECT_EQ(run.out, app + "/Contents\n");
 }

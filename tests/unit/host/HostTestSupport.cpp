@@ -30,8 +30,11 @@ std::string makeBundle(const std::string& root, const std::string& name, const s
   std::filesystem::create_directories(bundle + "/Contents/Resources");
   writeFile(bundle + "/Contents/Info.plist",
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
-            "  <key>CFBundleExecutable</key>\n  <string>" + name + "</string>\n"
-            "  <key>CFBundleIdentifier</key>\n  <string>" + id + "</string>\n</dict>\n</plist>\n");
+            "  <key>CFBundleExecutable</key>\n  <string>" +
+                name +
+                "</string>\n"
+                "  <key>CFBundleIdentifier</key>\n  <string>" +
+                id + "</string>\n</dict>\n</plist>\n");
   return bundle;
 }
 

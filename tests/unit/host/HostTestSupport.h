@@ -5,8 +5,8 @@
 #include <vector>
 
 struct RunResult {
-  int exitStatus = -1;   // when the program exited
-  int signal = 0;        // when a signal ended it
+  int exitStatus = -1;  // when the program exited
+  int signal = 0;       // when a signal ended it
   std::string out;
   std::string err;
 };

@@ -103,8 +103,8 @@ TEST_F(DecompressionSession, EmitsEveryExchangedPixelFormat) {
   const TestImage r4fl = argbToYCbCr(source, 'r4fl');
   Compressed compressed = compress({'apch'}, {r4fl});
   ASSERT_EQ(compressed.result, noErr);
-  for (OSType format : {OSType{32}, OSType{'b64a'}, OSType{'b48r'}, OSType{'2vuy'}, OSType{'yuvs'},
-                        OSType{'r408'}, OSType{'r4fl'}}) {
+  for (OSType format :
+       {OSType{32}, OSType{'b64a'}, OSType{'b48r'}, OSType{'2vuy'}, OSType{'yuvs'}, OSType{'r408'}, OSType{'r4fl'}}) {
     DecompressionRecorder recorder(compressed.description, format);
     ASSERT_EQ(recorder.created(), noErr);
     recorder.decode(compressed.frames, 0, kShow);

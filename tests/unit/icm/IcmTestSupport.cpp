@@ -68,10 +68,9 @@ Compressed compress(const CompressionSettings& settings, const std::vector<TestI
   if (out.result != noErr) return out;
   for (std::size_t i = 0; i < frames.size() && out.result == noErr; ++i) {
     CVPixelBufferRef buffer = pixelBufferFrom(frames[i]);
-    out.result = ICMCompressionSessionEncodeFrame(session, buffer, static_cast<TimeValue64>(i) * 100, 100,
-                                                  kICMValidTime_DisplayTimeStampIsValid |
-                                                      kICMValidTime_DisplayDurationIsValid,
-                                                  nullptr, nullptr, nullptr);
+    out.result = ICMCompressionSessionEncodeFrame(
+        session, buffer, static_cast<TimeValue64>(i) * 100, 100,
+        kICMValidTime_DisplayTimeStampIsValid | kICMValidTime_DisplayDurationIsValid, nullptr, nullptr, nullptr);
     CVPixelBufferRelease(buffer);
   }
   if (out.result == noErr) out.result = ICMCompressionSessionCompleteFrames(session, true, 0, 0);

@@ -25,7 +25,7 @@ struct CollectedFrame {
 };
 
 struct Compressed {
-  std::vector<CollectedFrame> frames;  // decode order
+  std::vector<CollectedFrame> frames;            // decode order
   ImageDescriptionHandle description = nullptr;  // a copy, owned by the caller
   OSStatus result = noErr;
 };

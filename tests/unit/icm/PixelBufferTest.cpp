@@ -22,8 +22,8 @@ TEST(PixelBuffer, CallerMemoryIsGivenBackOnceWhenTheLastReferenceGoes) {
   ReleaseLog log;
   const long live = VqtCVPixelBufferLiveCount();
   CVPixelBufferRef buffer = nullptr;
-  ASSERT_EQ(CVPixelBufferCreateWithBytes(kCFAllocatorDefault, 64, 8, k32ARGBPixelFormat, memory.data(), 256,
-                                         logRelease, &log, nullptr, &buffer),
+  ASSERT_EQ(CVPixelBufferCreateWithBytes(kCFAllocatorDefault, 64, 8, k32ARGBPixelFormat, memory.data(), 256, logRelease,
+                                         &log, nullptr, &buffer),
             kCVReturnSuccess);
   EXPECT_EQ(VqtCVPixelBufferLiveCount(), live + 1);
   EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), memory.data());
@@ -50,8 +50,8 @@ TEST(PixelBuffer, LocksBalanceAndRowsTooShortAreRefused) {
             kCVReturnInvalidArgument)
       << "16 'r4fl' pixels need 256 bytes a row";
   EXPECT_EQ(buffer, nullptr);
-  ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 16, 4, k2vuyPixelFormat, memory.data(), 32, nullptr, nullptr,
-                                         nullptr, &buffer),
+  ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 16, 4, k2vuyPixelFormat, memory.data(), 32, nullptr, nullptr, nullptr,
+                                         &buffer),
             kCVReturnSuccess);
   EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, 0), kCVReturnSuccess);
   EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, 0), kCVReturnSuccess);

@@ -20,9 +20,10 @@ constexpr int kFrames = 60;
 class SessionReadAhead : public ::testing::Test {
  protected:
   void SetUp() override {
-    const std::string path = makeFixture(
-        "readahead-gop24.mov", "-f lavfi -i testsrc2=size=160x120:rate=24 -frames:v 60 -pix_fmt yuv420p -c:v libx264 "
-                               "-g 24 -keyint_min 24 -sc_threshold 0 -bf 3 -f mov");
+    const std::string path =
+        makeFixture("readahead-gop24.mov",
+                    "-f lavfi -i testsrc2=size=160x120:rate=24 -frames:v 60 -pix_fmt yuv420p -c:v libx264 "
+                    "-g 24 -keyint_min 24 -sc_threshold 0 -bf 3 -f mov");
     ASSERT_FALSE(path.empty());
     CFStringRef posixPath = CFStringCreateWithCString(nullptr, path.c_str(), kCFStringEncodingUTF8);
     QTNewMoviePropertyElement properties[] = {

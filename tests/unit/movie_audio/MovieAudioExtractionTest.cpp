@@ -97,8 +97,9 @@ TEST_F(MovieAudioExtraction, DefaultIsFloatNonInterleavedAtTheHighestRateAndMost
   EXPECT_EQ(asbd.mSampleRate, kMixRate);
   EXPECT_EQ(asbd.mChannelsPerFrame, 2u);
   EXPECT_EQ(asbd.mFormatID, kAudioFormatLinearPCM);
-  EXPECT_EQ(asbd.mFormatFlags & (kAudioFormatFlagIsFloat | kAudioFormatFlagIsNonInterleaved | kAudioFormatFlagIsBigEndian),
-            kAudioFormatFlagIsFloat | kAudioFormatFlagIsNonInterleaved);
+  EXPECT_EQ(
+      asbd.mFormatFlags & (kAudioFormatFlagIsFloat | kAudioFormatFlagIsNonInterleaved | kAudioFormatFlagIsBigEndian),
+      kAudioFormatFlagIsFloat | kAudioFormatFlagIsNonInterleaved);
   EXPECT_EQ(asbd.mBitsPerChannel, 32u);
   EXPECT_EQ(asbd.mBytesPerFrame, 4u);
   EXPECT_EQ(asbd.mFramesPerPacket, 1u);
@@ -128,8 +129,8 @@ TEST_F(MovieAudioExtraction, MixesBothTracksWhereTheirEditsPlaceThem) {
     }
     *worst = std::max(*worst, std::fabs(mix[2 * f] - expected));
   }
-  EXPECT_LT(onlyFirst, 1e-4);    // the delayed track adds nothing before its edit
-  EXPECT_LT(both, 5e-4);         // 44.1 kHz resampled to 48 kHz
+  EXPECT_LT(onlyFirst, 1e-4);  // the delayed track adds nothing before its edit
+  EXPECT_LT(both, 5e-4);       // 44.1 kHz resampled to 48 kHz
   EXPECT_LT(onlySecond, 5e-4);
 }
 
@@ -168,10 +169,10 @@ TEST_F(MovieAudioExtraction, PositioningIsSampleAccurateInAnyTimeScale) {
   // 300/600 s is frame 24000; the position reads back in the mix rate.
   ASSERT_EQ(seek(300, 600), noErr);
   TimeRecord now{};
-  ASSERT_EQ(MovieAudioExtractionGetProperty(session_, kQTPropertyClass_MovieAudioExtraction_Movie,
-                                            kQTMovieAudioExtractionMoviePropertyID_CurrentTime, sizeof(now), &now,
-                                            nullptr),
-            noErr);
+  ASSERT_EQ(
+      MovieAudioExtractionGetProperty(session_, kQTPropertyClass_MovieAudioExtraction_Movie,
+                                      kQTMovieAudioExtractionMoviePropertyID_CurrentTime, sizeof(now), &now, nullptr),
+      noErr);
   EXPECT_EQ(now.value.lo, 24000u);
   EXPECT_EQ(now.scale, 48000);
   EXPECT_EQ(fill(1)[0], whole[2 * 24000]);
@@ -197,8 +198,8 @@ TEST_F(MovieAudioExtraction, FloatPcmPassesThroughUnchanged) {
   const std::vector<float> samples = fill(48000);
   ASSERT_EQ(samples.size(), 96000u);
   // The CLI's own decode of the same track, bit for bit.
-  const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i " +
-                              VQT_MOVIE_AUDIO_FIXTURES + "/stereo-float.mov -f f32le -";
+  const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i " + VQT_MOVIE_AUDIO_FIXTURES +
+                              "/stereo-float.mov -f f32le -";
   FILE* pipe = popen(command.c_str(), "r");
   ASSERT_NE(pipe, nullptr);
   std::vector<float> theirs(96000);

@@ -13,15 +13,15 @@
 namespace vqt::writing {
 
 class TempFolder {
-public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    std::string file(const std::string& name) const { return path_ + "/" + name; }
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
 
-private:
-    std::string path_;
+ private:
+  std::string path_;
 };
 
 // A data reference to `path`; the caller disposes of it.
@@ -40,8 +40,8 @@ Handle timecodeDescription(std::int32_t flags, std::int32_t timeScale, std::int3
 
 // A new track with media of `type`, in media edits.
 struct NewTrack {
-    Track track = nullptr;
-    Media media = nullptr;
+  Track track = nullptr;
+  Media media = nullptr;
 };
 NewTrack addTrack(Movie movie, OSType type, TimeScale mediaScale, Fixed width = 0, Fixed height = 0, short volume = 0);
 
@@ -55,9 +55,9 @@ std::vector<std::uint8_t> twoVuyFrame(int width, int height, int frame);
 // units (display offsets from `offsets`, 0 past its end; `notSync` not a sync
 // sample) and 2000 frames of 48 kHz stereo PCM for each; both tracks whole.
 struct RawMovie {
-    Movie movie = nullptr;
-    DataHandler storage = nullptr;
-    NewTrack video, sound;
+  Movie movie = nullptr;
+  DataHandler storage = nullptr;
+  NewTrack video, sound;
 };
 RawMovie writeRawMovie(const std::string& path, int width, int height, int frames,
                        const std::vector<TimeValue64>& offsets = {}, int notSync = -1);
@@ -68,4 +68,4 @@ std::vector<std::uint8_t> sampleAt(Media media, TimeValue64 time);
 // Top-level atom types of a file, in order.
 std::vector<std::string> topLevelAtoms(const std::string& path);
 
-} // namespace vqt::writing
+}  // namespace vqt::writing

@@ -19,15 +19,15 @@ std::vector<UInt8> atom(const char* type, std::vector<UInt8> payload) {
 std::vector<UInt8> fileEntry(const std::vector<UInt8>& extensions) {
   std::vector<UInt8> e(86 + extensions.size(), 0);
   std::memcpy(&e[4], "apch", 4);
-  e[15] = 1;                       // data reference index
-  e[32] = 0x07, e[33] = 0x80;      // 1920
-  e[34] = 0x04, e[35] = 0x38;      // 1080
-  e[36] = 0, e[37] = 72;           // 72 dpi
+  e[15] = 1;                   // data reference index
+  e[32] = 0x07, e[33] = 0x80;  // 1920
+  e[34] = 0x04, e[35] = 0x38;  // 1080
+  e[36] = 0, e[37] = 72;       // 72 dpi
   e[40] = 0, e[41] = 72;
-  e[49] = 1;                       // frame count
+  e[49] = 1;  // frame count
   e[50] = 3, e[51] = 'A', e[52] = 'B', e[53] = 'C';
-  e[83] = 24;                      // depth
-  e[84] = 0xFF, e[85] = 0xFF;      // no colour table
+  e[83] = 24;                  // depth
+  e[84] = 0xFF, e[85] = 0xFF;  // no colour table
   std::copy(extensions.begin(), extensions.end(), e.begin() + 86);
   const size_t n = e.size();
   e[0] = UInt8(n >> 24), e[1] = UInt8(n >> 16), e[2] = UInt8(n >> 8), e[3] = UInt8(n);
@@ -128,18 +128,18 @@ TEST(SoundDescriptions, VersionTwoRoundTripsWithItsExtensions) {
   std::vector<UInt8> e(72, 0);
   std::memcpy(&e[4], "lpcm", 4);
   e[15] = 1;
-  e[17] = 2;                                   // version 2
+  e[17] = 2;  // version 2
   e[25] = 3, e[27] = 16, e[28] = 0xFF, e[29] = 0xFE, e[34] = 1;
-  e[39] = 72;                                  // size of struct only
+  e[39] = 72;  // size of struct only
   const double rate = 48000.0;
   UInt64 bits;
   std::memcpy(&bits, &rate, 8);
   for (int i = 0; i < 8; ++i) e[40 + i] = UInt8(bits >> (56 - 8 * i));
-  e[51] = 6;                                   // channels
+  e[51] = 6;  // channels
   e[52] = 0x7F;
-  e[59] = 32;                                  // bits per channel
-  e[63] = 9;                                   // float, packed
-  e[67] = 24;                                  // bytes per packet
+  e[59] = 32;  // bits per channel
+  e[63] = 9;   // float, packed
+  e[67] = 24;  // bytes per packet
   e[71] = 1;
   auto chan = atom("chan", std::vector<UInt8>(12, 0));
   e.insert(e.end(), chan.begin(), chan.end());

@@ -29,6 +29,6 @@ TEST(ReaderText, FrameRatesInSixteenSixteen) {
   EXPECT_EQ(frameRateFixed(2997, 100), 1964115);
   EXPECT_EQ(frameRateFixed(25, 1), 25 << 16);
   EXPECT_EQ(frameRateFixed(2400, 100), 24 << 16);
-  EXPECT_EQ(frameRateFixed(2400, 0), 0);  // a zero duration does not divide
+  EXPECT_EQ(frameRateFixed(2400, 0), 0);                 // a zero duration does not divide
   EXPECT_EQ(frameRateFixed(0x7FFFFFFF, 1), 0x7FFFFFFF);  // saturates
 }

@@ -13,7 +13,9 @@
 namespace vqt::sc::test {
 
 struct OpenInstance {
-  explicit OpenInstance(OSType subType) { EXPECT_EQ(OpenADefaultComponent(StandardCompressionType, subType, &ci), noErr); }
+  explicit OpenInstance(OSType subType) {
+    EXPECT_EQ(OpenADefaultComponent(StandardCompressionType, subType, &ci), noErr);
+  }
   ~OpenInstance() { CloseComponent(ci); }
   operator ComponentInstance() const { return ci; }
   ComponentInstance ci = nullptr;
@@ -73,9 +75,9 @@ inline void expectTemporal(ComponentInstance ci, const SCTemporalSettings& expec
   EXPECT_EQ(fields(info<SCTemporalSettings>(ci, scTemporalSettingsType)), fields(expected));
 }
 inline void expectSound(ComponentInstance ci, const VqtSoundCompressionSettings& expected) {
-  const VqtSoundCompressionSettings actual{info<OSType>(ci, scSoundCompressionType),
-                                          info<UnsignedFixed>(ci, scSoundSampleRateType),
-                                          info<SInt16>(ci, scSoundSampleSizeType), info<SInt16>(ci, scSoundChannelCountType)};
+  const VqtSoundCompressionSettings actual{
+      info<OSType>(ci, scSoundCompressionType), info<UnsignedFixed>(ci, scSoundSampleRateType),
+      info<SInt16>(ci, scSoundSampleSizeType), info<SInt16>(ci, scSoundChannelCountType)};
   EXPECT_EQ(fields(actual), fields(expected));
 }
 

@@ -135,7 +135,8 @@ TEST(FrameMemory, ChannelOrderAndAlphaPerFormat) {
   std::vector<std::uint8_t> b64a(16);
   fillFrameMemory('b64a', host, false, 2, 1, 16, true, b64a.data());
   // A = 0.5 -> 32768 (ties to even of 32767.5), big-endian; R = 1.0 -> 65535; G = 0.25 -> 16384.
-  EXPECT_EQ((std::vector<int>(b64a.begin(), b64a.begin() + 8)), (std::vector<int>{0x80, 0x00, 0xFF, 0xFF, 0x40, 0x00, 0, 0}));
+  EXPECT_EQ((std::vector<int>(b64a.begin(), b64a.begin() + 8)),
+            (std::vector<int>{0x80, 0x00, 0xFF, 0xFF, 0x40, 0x00, 0, 0}));
 
   std::vector<float> r4fl(8);
   fillFrameMemory('r4fl', host, false, 2, 1, 32, true, reinterpret_cast<std::uint8_t*>(r4fl.data()));

@@ -24,8 +24,10 @@ TEST(SetCompressionSettings, RatesBecomeFixedAndTimeScales) {
     float rate;
     Fixed fixed;
     SInt32 scale, duration;
-  } cases[] = {{12.5f, 0x000C8000, 1200, 100}, {23.976f, static_cast<Fixed>(23.976f * 65536.0f), 23976, 1000},
-               {59.94f, static_cast<Fixed>(59.94f * 65536.0f), 60000, 1001}, {25.0f, 25 << 16, 2500, 100}};
+  } cases[] = {{12.5f, 0x000C8000, 1200, 100},
+               {23.976f, static_cast<Fixed>(23.976f * 65536.0f), 23976, 1000},
+               {59.94f, static_cast<Fixed>(59.94f * 65536.0f), 60000, 1001},
+               {25.0f, 25 << 16, 2500, 100}};
   for (const Case& c : cases) {
     w.setCompressionSettings(64, 64, c.rate, 1, 2, true, "");
     EXPECT_EQ(w.frameRate, c.fixed) << c.rate;

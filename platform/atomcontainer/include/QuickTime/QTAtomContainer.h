@@ -40,10 +40,8 @@ OSErr QTInsertChild(QTAtomContainer container, QTAtom parentAtom, QTAtomType ato
 OSErr QTInsertChildren(QTAtomContainer container, QTAtom parentAtom, QTAtomContainer childrenContainer);
 
 // 0 when there is no such child. Indexes count from 1 among the children of one type.
-QTAtom QTFindChildByID(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, QTAtomID id,
-                       short* index);
-QTAtom QTFindChildByIndex(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, short index,
-                          QTAtomID* id);
+QTAtom QTFindChildByID(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, QTAtomID id, short* index);
+QTAtom QTFindChildByIndex(QTAtomContainer container, QTAtom parentAtom, QTAtomType atomType, short index, QTAtomID* id);
 // childType 0 counts the children of every type.
 short QTCountChildrenOfType(QTAtomContainer container, QTAtom parentAtom, QTAtomType childType);
 // The child types in order of first appearance: 0 gives the first, the last gives 0.
@@ -55,8 +53,8 @@ OSErr QTGetAtomTypeAndID(QTAtomContainer container, QTAtom atom, QTAtomType* ato
 OSErr QTGetAtomDataPtr(QTAtomContainer container, QTAtom atom, SInt32* dataSize, Ptr* atomData);
 // Copies a leaf's data. More data than `size` fails (paramErr, nothing copied); less fails
 // too unless sizeOrLessOK. actualSize receives the atom's data size either way.
-OSErr QTCopyAtomDataToPtr(QTAtomContainer container, QTAtom atom, Boolean sizeOrLessOK, SInt32 size,
-                          void* targetPtr, SInt32* actualSize);
+OSErr QTCopyAtomDataToPtr(QTAtomContainer container, QTAtom atom, Boolean sizeOrLessOK, SInt32 size, void* targetPtr,
+                          SInt32* actualSize);
 // Replaces a leaf's data (notLeafAtomErr for an atom with children).
 OSErr QTSetAtomData(QTAtomContainer container, QTAtom atom, SInt32 dataSize, const void* atomData);
 OSErr QTSetAtomID(QTAtomContainer container, QTAtom atom, QTAtomID newID);

@@ -71,6 +71,6 @@ constexpr long Fix2Long(Fixed x) { return x >> 16; }
 // A four-character code from a string literal such as "apcn" (first character
 // in the most significant byte, as the file format stores it).
 constexpr OSType FourCC(const char (&text)[5]) {
-  return (OSType(UInt8(text[0])) << 24) | (OSType(UInt8(text[1])) << 16) |
-         (OSType(UInt8(text[2])) << 8) | OSType(UInt8(text[3]));
+  return (OSType(UInt8(text[0])) << 24) | (OSType(UInt8(text[1])) << 16) | (OSType(UInt8(text[2])) << 8) |
+         OSType(UInt8(text[3]));
 }

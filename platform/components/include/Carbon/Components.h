@@ -20,7 +20,7 @@ struct ComponentDescription {
   OSType componentSubType;       // 0 matches any subtype
   OSType componentManufacturer;  // 0 matches any manufacturer
   UInt32 componentFlags;
-  UInt32 componentFlagsMask;     // bits of componentFlags that must match
+  UInt32 componentFlagsMask;  // bits of componentFlags that must match
 };
 
 enum : UInt32 {
@@ -40,11 +40,10 @@ Component FindNextComponent(Component aComponent, ComponentDescription* looking)
 long CountComponents(ComponentDescription* looking);
 // Fills any of the outputs that are not null; name and info arrive as Pascal strings
 // in the handles, which are resized to fit. Accepts an open instance too.
-OSErr GetComponentInfo(Component aComponent, ComponentDescription* cd, Handle componentName,
-                       Handle componentInfo, Handle componentIcon);
+OSErr GetComponentInfo(Component aComponent, ComponentDescription* cd, Handle componentName, Handle componentInfo,
+                       Handle componentIcon);
 // A new handle with the component's public resource; resNotFound when it has none.
-OSErr GetComponentPublicResource(Component aComponent, OSType resourceType, short resourceID,
-                                 Handle* theResource);
+OSErr GetComponentPublicResource(Component aComponent, OSType resourceType, short resourceID, Handle* theResource);
 long GetComponentRefcon(Component aComponent);
 void SetComponentRefcon(Component aComponent, long refcon);
 
@@ -67,7 +66,7 @@ struct VqtComponentRegistration {
   std::string name;
   std::string information;
   std::vector<std::pair<std::pair<OSType, short>, std::vector<UInt8>>> publicResources;
-  OSErr (*open)(ComponentInstance instance) = nullptr;   // refuses the open when not noErr
+  OSErr (*open)(ComponentInstance instance) = nullptr;  // refuses the open when not noErr
   void (*close)(ComponentInstance instance) = nullptr;
   long refcon = 0;
 };

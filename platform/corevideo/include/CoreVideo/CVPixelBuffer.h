@@ -35,8 +35,8 @@ CFTypeID CVPixelBufferGetTypeID();
 
 // Wraps caller memory; `releaseCallback` (may be null) gets `releaseRefCon` and
 // the base address when the last reference goes.
-CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef allocator, size_t width, size_t height,
-                                      OSType pixelFormatType, void* baseAddress, size_t bytesPerRow,
+CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef allocator, size_t width, size_t height, OSType pixelFormatType,
+                                      void* baseAddress, size_t bytesPerRow,
                                       CVPixelBufferReleaseBytesCallback releaseCallback, void* releaseRefCon,
                                       CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut);
 // Allocates zeroed memory for a known pixel format, rows aligned to 16 bytes
@@ -45,7 +45,7 @@ CVReturn CVPixelBufferCreate(CFAllocatorRef allocator, size_t width, size_t heig
                              CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut);
 
 CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef buffer);  // null is ignored
-void CVPixelBufferRelease(CVPixelBufferRef buffer);              // null is ignored
+void CVPixelBufferRelease(CVPixelBufferRef buffer);             // null is ignored
 CFIndex CVPixelBufferGetRetainCount(CVPixelBufferRef buffer);
 
 CVReturn CVPixelBufferLockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags lockFlags);

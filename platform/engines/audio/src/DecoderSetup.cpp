@@ -56,8 +56,8 @@ Status mp4aSetup(const SoundFormat& format, DecoderSetup& setup) {
     setup.extradata = config->decoderSpecificInfo;
   } else {
     // A missing or unreadable 'esds': assume AAC-LC with the description's own layout.
-    setup.extradata = lowComplexityAacConfig(format.channels,
-                                             static_cast<std::uint32_t>(std::lround(format.sampleRate)));
+    setup.extradata =
+        lowComplexityAacConfig(format.channels, static_cast<std::uint32_t>(std::lround(format.sampleRate)));
   }
   return Status::ok;
 }
@@ -73,8 +73,10 @@ Status makeDecoderSetup(const SoundFormat& format, DecoderSetup& setup) {
     return setup.codec == AV_CODEC_ID_NONE ? Status::unsupported : Status::ok;
   }
   switch (format.format) {
-    case formats::aac: return mp4aSetup(format, setup);
-    case formats::appleLossless: return alacSetup(format, setup);
+    case formats::aac:
+      return mp4aSetup(format, setup);
+    case formats::appleLossless:
+      return alacSetup(format, setup);
     case formats::mp3:
     case 'ms\0\x55':  // the Windows wave format tag for MP3, as some files name it
       setup.codec = AV_CODEC_ID_MP3;

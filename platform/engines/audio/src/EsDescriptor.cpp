@@ -44,8 +44,7 @@ class Reader {
 };
 
 // Descriptors inside `body` are searched for the one with `tag`; others are skipped.
-std::optional<std::span<const std::uint8_t>> findDescriptor(std::span<const std::uint8_t> body,
-                                                            std::uint8_t tag) {
+std::optional<std::span<const std::uint8_t>> findDescriptor(std::span<const std::uint8_t> body, std::uint8_t tag) {
   Reader reader(body);
   while (auto header = reader.descriptor()) {
     auto content = reader.take(header->second);
@@ -54,8 +53,7 @@ std::optional<std::span<const std::uint8_t>> findDescriptor(std::span<const std:
   return std::nullopt;
 }
 
-void appendDescriptor(std::vector<std::uint8_t>& out, std::uint8_t tag,
-                      const std::vector<std::uint8_t>& content) {
+void appendDescriptor(std::vector<std::uint8_t>& out, std::uint8_t tag, const std::vector<std::uint8_t>& content) {
   out.push_back(tag);
   // Four length bytes, as QuickTime writes them, so sizes never need a second pass.
   const std::size_t length = content.size();
@@ -107,8 +105,8 @@ std::optional<EsConfig> parseEsds(std::span<const std::uint8_t> payload) {
   return config;
 }
 
-std::vector<std::uint8_t> buildEsds(const EsConfig& config, std::uint32_t averageBitrate,
-                                    std::uint32_t maxBitrate, std::uint32_t bufferSize) {
+std::vector<std::uint8_t> buildEsds(const EsConfig& config, std::uint32_t averageBitrate, std::uint32_t maxBitrate,
+                                    std::uint32_t bufferSize) {
   std::vector<std::uint8_t> decoderConfig;
   decoderConfig.push_back(config.objectType);
   decoderConfig.push_back(0x15);  // audio stream (5 << 2), upstream 0, reserved 1

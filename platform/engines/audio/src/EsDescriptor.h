@@ -29,8 +29,8 @@ struct EsConfig {
 std::optional<EsConfig> parseEsds(std::span<const std::uint8_t> payload);
 
 // An 'esds' payload (version and flags included) for one audio elementary stream.
-std::vector<std::uint8_t> buildEsds(const EsConfig& config, std::uint32_t averageBitrate,
-                                    std::uint32_t maxBitrate, std::uint32_t bufferSize);
+std::vector<std::uint8_t> buildEsds(const EsConfig& config, std::uint32_t averageBitrate, std::uint32_t maxBitrate,
+                                    std::uint32_t bufferSize);
 
 // An AAC-LC AudioSpecificConfig for a stream that came without one.
 std::vector<std::uint8_t> lowComplexityAacConfig(std::uint32_t channels, std::uint32_t sampleRate);

@@ -50,17 +50,26 @@ std::optional<PcmLayout> classicLayout(const SoundFormat& format) {
   const std::uint32_t size = format.bitsPerChannel ? format.bitsPerChannel : 16;
   const bool bigUnlessEnda = !format.littleEndianAtom;
   switch (format.format) {
-    case formats::bigEndianSigned: return layoutFromRow(findRow(PcmKind::signedInteger, size, true));
-    case formats::littleEndianSigned: return layoutFromRow(findRow(PcmKind::signedInteger, size, false));
+    case formats::bigEndianSigned:
+      return layoutFromRow(findRow(PcmKind::signedInteger, size, true));
+    case formats::littleEndianSigned:
+      return layoutFromRow(findRow(PcmKind::signedInteger, size, false));
     case formats::unsignedBytes:
       return layoutFromRow(findRow(PcmKind::unsignedInteger, format.bitsPerChannel == 16 ? 16 : 8, true));
-    case formats::int24: return layoutFromRow(findRow(PcmKind::signedInteger, 24, bigUnlessEnda));
-    case formats::int32: return layoutFromRow(findRow(PcmKind::signedInteger, 32, bigUnlessEnda));
-    case formats::float32: return layoutFromRow(findRow(PcmKind::floatingPoint, 32, bigUnlessEnda));
-    case formats::float64: return layoutFromRow(findRow(PcmKind::floatingPoint, 64, bigUnlessEnda));
-    case formats::muLaw: return layoutFromRow(findRow(PcmKind::muLaw, 8, true));
-    case formats::aLaw: return layoutFromRow(findRow(PcmKind::aLaw, 8, true));
-    default: return std::nullopt;
+    case formats::int24:
+      return layoutFromRow(findRow(PcmKind::signedInteger, 24, bigUnlessEnda));
+    case formats::int32:
+      return layoutFromRow(findRow(PcmKind::signedInteger, 32, bigUnlessEnda));
+    case formats::float32:
+      return layoutFromRow(findRow(PcmKind::floatingPoint, 32, bigUnlessEnda));
+    case formats::float64:
+      return layoutFromRow(findRow(PcmKind::floatingPoint, 64, bigUnlessEnda));
+    case formats::muLaw:
+      return layoutFromRow(findRow(PcmKind::muLaw, 8, true));
+    case formats::aLaw:
+      return layoutFromRow(findRow(PcmKind::aLaw, 8, true));
+    default:
+      return std::nullopt;
   }
 }
 

@@ -8,9 +8,7 @@ namespace vqt::audio {
 // The placement is clamped to what the media holds; create() in the mixer has already
 // refused negative values.
 PlacedTrack::PlacedTrack(std::unique_ptr<TrackDecoder> decoder, const TrackPlacement& placement)
-    : decoder_(std::move(decoder)),
-      leadingSilence_(placement.leadingSilence),
-      gain_(placement.gain) {
+    : decoder_(std::move(decoder)), leadingSilence_(placement.leadingSilence), gain_(placement.gain) {
   const std::int64_t available = decoder_->frameCount();
   mediaStart_ = std::min(placement.mediaStart, available);
   mediaLength_ = available - mediaStart_;

@@ -36,7 +36,7 @@ class ResampledTrack {
   std::int64_t blockInput_ = 0;   // the input frames they cover
   std::int64_t marginInput_ = 0;
   std::int64_t marginOutput_ = 0;
-  std::int64_t length_ = 0;       // output frames up to the end of the track's media
+  std::int64_t length_ = 0;  // output frames up to the end of the track's media
   SwrPtr resampler_;
   std::vector<float> input_;
   std::vector<float> resampled_;

@@ -10,8 +10,8 @@ std::uint16_t read16(std::span<const std::uint8_t> bytes, std::size_t at) {
   return static_cast<std::uint16_t>((bytes[at] << 8) | bytes[at + 1]);
 }
 std::uint32_t read32(std::span<const std::uint8_t> bytes, std::size_t at) {
-  return (std::uint32_t{bytes[at]} << 24) | (std::uint32_t{bytes[at + 1]} << 16) |
-         (std::uint32_t{bytes[at + 2]} << 8) | bytes[at + 3];
+  return (std::uint32_t{bytes[at]} << 24) | (std::uint32_t{bytes[at + 1]} << 16) | (std::uint32_t{bytes[at + 2]} << 8) |
+         bytes[at + 3];
 }
 double readDouble(std::span<const std::uint8_t> bytes, std::size_t at) {
   const std::uint64_t bits = (std::uint64_t{read32(bytes, at)} << 32) | read32(bytes, at + 4);
@@ -39,8 +39,10 @@ void readExtensions(std::span<const std::uint8_t> bytes, SoundFormat& format, in
         if (depth < kMaxWaveDepth) readExtensions(payload, format, depth + 1);
         break;
       case 'enda':
-        if (payload.size() >= 2) format.littleEndianAtom = read16(payload, 0) != 0;
-        else if (payload.size() == 1) format.littleEndianAtom = payload[0] != 0;
+        if (payload.size() >= 2)
+          format.littleEndianAtom = read16(payload, 0) != 0;
+        else if (payload.size() == 1)
+          format.littleEndianAtom = payload[0] != 0;
         break;
       case 'esds':
         if (format.magicCookie.empty()) format.magicCookie.assign(payload.begin(), payload.end());
@@ -101,8 +103,10 @@ void writeExtensions(const SoundFormat& format, Writer& out) {
     wave.atom('frma', code);
     if (format.format == formats::aac) wave.atom('mp4a', std::vector<std::uint8_t>(4, 0));
     if (format.littleEndianAtom) wave.atom('enda', std::vector<std::uint8_t>{0, 1});
-    if (alacAtom) wave.append(format.magicCookie);
-    else if (hasCookie) wave.atom('esds', format.magicCookie);
+    if (alacAtom)
+      wave.append(format.magicCookie);
+    else if (hasCookie)
+      wave.atom('esds', format.magicCookie);
     wave.atom(0, {});  // terminator
     out.atom('wave', wave.bytes);
   } else if (alacAtom) {

@@ -38,9 +38,7 @@ class TrackDecoder::Impl {
   Status read(std::span<float> out, std::int64_t& delivered);
 
  private:
-  std::int64_t decodedFrames() const {
-    return static_cast<std::int64_t>(pending_.size() - pendingOffset_) / channels_;
-  }
+  std::int64_t decodedFrames() const { return static_cast<std::int64_t>(pending_.size() - pendingOffset_) / channels_; }
   std::int64_t pendingFrames() const { return decodedFrames() + pendingSilence_; }
   void dropPending(std::int64_t frames);
   bool keepsState() const { return setup_.prerollPackets > 0; }
@@ -65,11 +63,11 @@ class TrackDecoder::Impl {
   int converterFormat_ = -1;
   int converterChannels_ = 0;
 
-  std::int64_t position_ = 0;     // next frame handed to the caller
+  std::int64_t position_ = 0;       // next frame handed to the caller
   std::int64_t nextPacket_ = 0;     // next packet to decode
   std::int64_t segment_ = 0;        // the segment whose restart the decoder's state comes from
   std::int64_t discardBefore_ = 0;  // packets before it are preroll: decoded, not delivered
-  std::int64_t skipFrames_ = 0;   // frames of the first wanted packet before the position
+  std::int64_t skipFrames_ = 0;     // frames of the first wanted packet before the position
   // Decoded but not yet delivered: floats, then frames of silence (a failed packet, or
   // one whose decoder gave less than its duration), counted rather than stored so a
   // packet claiming billions of frames costs nothing.
@@ -294,8 +292,8 @@ Status TrackDecoder::Impl::appendFrame(const AVFrame& frame) {
       const int rate = frame.sample_rate > 0 ? frame.sample_rate : 48000;
       // The layout is only read (FFmpeg 5.1 declares it non-const).
       auto* layout = const_cast<AVChannelLayout*>(&frame.ch_layout);
-      if (swr_alloc_set_opts2(&raw, layout, AV_SAMPLE_FMT_FLT, rate, layout,
-                              static_cast<AVSampleFormat>(frame.format), rate, 0, nullptr) < 0)
+      if (swr_alloc_set_opts2(&raw, layout, AV_SAMPLE_FMT_FLT, rate, layout, static_cast<AVSampleFormat>(frame.format),
+                              rate, 0, nullptr) < 0)
         return Status::failed;
       converter_.reset(raw);
       if (swr_init(converter_.get()) < 0) {

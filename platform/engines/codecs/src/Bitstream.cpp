@@ -83,7 +83,11 @@ Bytes avcConfigurationFromAnnexB(Span headers) {
     if (type == 8) pps.push_back(nal);
   });
   if (sps.empty()) return {};
-  Bytes out{1, sps[0][1], sps[0][2], sps[0][3], 0xFF,  // 4-byte NAL lengths
+  Bytes out{1,
+            sps[0][1],
+            sps[0][2],
+            sps[0][3],
+            0xFF,  // 4-byte NAL lengths
             static_cast<std::uint8_t>(0xE0 | (sps.size() & 0x1F))};
   for (Span nal : sps) {
     putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
@@ -99,7 +103,7 @@ Bytes avcConfigurationFromAnnexB(Span headers) {
 
 Bytes esdsFromDecoderSpecificInfo(Span info, int averageBitRate) {
   Bytes specific(info.begin(), info.end());
-  Bytes decoderConfig{0x20, 0x11};  // MPEG-4 Visual, visual stream
+  Bytes decoderConfig{0x20, 0x11};    // MPEG-4 Visual, visual stream
   putBigEndian(decoderConfig, 0, 3);  // buffer size unknown
   putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);
   putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);

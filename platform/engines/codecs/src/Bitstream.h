@@ -19,8 +19,7 @@ std::vector<std::uint8_t> annexBToLengthPrefixed(std::span<const std::uint8_t> d
 std::vector<std::uint8_t> avcConfigurationFromAnnexB(std::span<const std::uint8_t> headers);
 
 // 'esds' payload (version/flags and ES descriptor) carrying MPEG-4 decoder setup.
-std::vector<std::uint8_t> esdsFromDecoderSpecificInfo(std::span<const std::uint8_t> info,
-                                                      int averageBitRate);
+std::vector<std::uint8_t> esdsFromDecoderSpecificInfo(std::span<const std::uint8_t> info, int averageBitRate);
 // The DecoderSpecificInfo inside an 'esds' payload; empty when there is none.
 std::vector<std::uint8_t> decoderSpecificInfoFromEsds(std::span<const std::uint8_t> esds);
 

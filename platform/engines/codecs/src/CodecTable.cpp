@@ -32,7 +32,6 @@ constexpr QualityMapping kJpegQuality{Q::mpegQscale, {31, 12, 5, 3, 2, 1}};
 constexpr QualityMapping kDnxhrQuality{Q::dnxhrProfile, {1, 1, 2, 3, 4, 5}};
 constexpr QualityMapping kLossless{Q::none, {0, 0, 0, 0, 0, 0}};
 
-
 // clang-format off
 constexpr CodecEntry kCodecs[] = {
   {'apco', "ProRes 422 Proxy", "ProRes 422 Proxy, 10-bit 4:2:2, through FFmpeg libavcodec",
@@ -95,13 +94,11 @@ std::span<const FourCC> exchangeFormats(const CodecEntry& entry) {
 }
 
 bool canRead(const CodecEntry& entry) {
-  return !entry.decoder.empty() &&
-         avcodec_find_decoder_by_name(std::string(entry.decoder).c_str()) != nullptr;
+  return !entry.decoder.empty() && avcodec_find_decoder_by_name(std::string(entry.decoder).c_str()) != nullptr;
 }
 
 bool canWrite(const CodecEntry& entry) {
-  return !entry.encoder.empty() &&
-         avcodec_find_encoder_by_name(std::string(entry.encoder).c_str()) != nullptr;
+  return !entry.encoder.empty() && avcodec_find_encoder_by_name(std::string(entry.encoder).c_str()) != nullptr;
 }
 
 int qualityLevelIndex(std::uint32_t quality) {

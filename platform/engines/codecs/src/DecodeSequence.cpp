@@ -114,9 +114,8 @@ void DecodeSequence::trimCache() {
   while (cache_.size() > limit) {
     auto victim = cache_.end();
     for (auto it = cache_.begin(); it != cache_.end(); ++it) {
-      const bool wanted = std::any_of(request_.begin(), request_.end(), [&](const Sample& s) {
-        return s.display && s.number == it->sampleId();
-      });
+      const bool wanted = std::any_of(request_.begin(), request_.end(),
+                                      [&](const Sample& s) { return s.display && s.number == it->sampleId(); });
       if (!wanted && (victim == cache_.end() || it->outputOrder() < victim->outputOrder())) victim = it;
     }
     if (victim == cache_.end()) break;

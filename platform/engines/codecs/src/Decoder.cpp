@@ -35,12 +35,16 @@ constexpr int kMaxEndOfSequencePushes = 64;
 
 ColourMatrix matrixOfStream(AVColorSpace space) {
   switch (space) {
-    case AVCOL_SPC_BT709: return ColourMatrix::bt709;
+    case AVCOL_SPC_BT709:
+      return ColourMatrix::bt709;
     case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M: return ColourMatrix::bt601;
+    case AVCOL_SPC_SMPTE170M:
+      return ColourMatrix::bt601;
     case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL: return ColourMatrix::bt2020;
-    default: return ColourMatrix::unspecified;
+    case AVCOL_SPC_BT2020_CL:
+      return ColourMatrix::bt2020;
+    default:
+      return ColourMatrix::unspecified;
   }
 }
 

@@ -26,20 +26,28 @@ Status statusOf(int error) {
 
 AVColorSpace streamColourSpace(ColourMatrix matrix) {
   switch (matrix) {
-    case ColourMatrix::bt601: return AVCOL_SPC_SMPTE170M;
-    case ColourMatrix::bt2020: return AVCOL_SPC_BT2020_NCL;
-    default: return AVCOL_SPC_BT709;
+    case ColourMatrix::bt601:
+      return AVCOL_SPC_SMPTE170M;
+    case ColourMatrix::bt2020:
+      return AVCOL_SPC_BT2020_NCL;
+    default:
+      return AVCOL_SPC_BT709;
   }
 }
 
 // DNxHR profile names by the value of the quality table.
 const char* dnxhrProfileName(int value) {
   switch (value) {
-    case 1: return "dnxhr_lb";
-    case 2: return "dnxhr_sq";
-    case 3: return "dnxhr_hq";
-    case 4: return "dnxhr_hqx";
-    default: return "dnxhr_444";
+    case 1:
+      return "dnxhr_lb";
+    case 2:
+      return "dnxhr_sq";
+    case 3:
+      return "dnxhr_hq";
+    case 4:
+      return "dnxhr_hqx";
+    default:
+      return "dnxhr_444";
   }
 }
 
@@ -179,8 +187,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   const int qualityValue = entry->quality.values[qualityLevelIndex(config.quality)];
   context->width = config.width;
   context->height = config.height;
-  context->pix_fmt = config.codecType == 'raw ' && config.depth == 32 ? AV_PIX_FMT_ARGB
-                                                                         : nativeLayout(*entry, config, qualityValue);
+  context->pix_fmt =
+      config.codecType == 'raw ' && config.depth == 32 ? AV_PIX_FMT_ARGB : nativeLayout(*entry, config, qualityValue);
   context->time_base = AVRational{1, config.timeScale};
   if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
   context->thread_count = config.threads;
@@ -251,7 +259,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   }
   if (codec->id == AV_CODEC_ID_PRORES) {
     av_opt_set(context->priv_data, "vendor", "apl0", 0);
-    if (config.depth == 32 && !entry->encodeAlphaLayout.empty()) av_opt_set_int(context->priv_data, "alpha_bits", 16, 0);
+    if (config.depth == 32 && !entry->encodeAlphaLayout.empty())
+      av_opt_set_int(context->priv_data, "alpha_bits", 16, 0);
   }
   if (codec->id == AV_CODEC_ID_MJPEG) context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
 

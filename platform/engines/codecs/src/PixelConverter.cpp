@@ -18,20 +18,29 @@ namespace {
 // Packed exchange formats that libswscale reads and writes as they are.
 AVPixelFormat swscaleFormatOf(FourCC format) {
   switch (format) {
-    case kPixelFormatArgb32: return AV_PIX_FMT_ARGB;
-    case kPixelFormatB48r: return AV_PIX_FMT_RGB48BE;
-    case kPixelFormatB64a: return AV_PIX_FMT_RGBA64BE;  // channels rotated by us
-    case kPixelFormat2vuy: return AV_PIX_FMT_UYVY422;
-    case kPixelFormatYuvs: return AV_PIX_FMT_YUYV422;
-    default: return AV_PIX_FMT_NONE;
+    case kPixelFormatArgb32:
+      return AV_PIX_FMT_ARGB;
+    case kPixelFormatB48r:
+      return AV_PIX_FMT_RGB48BE;
+    case kPixelFormatB64a:
+      return AV_PIX_FMT_RGBA64BE;  // channels rotated by us
+    case kPixelFormat2vuy:
+      return AV_PIX_FMT_UYVY422;
+    case kPixelFormatYuvs:
+      return AV_PIX_FMT_YUYV422;
+    default:
+      return AV_PIX_FMT_NONE;
   }
 }
 
 int swsColourspace(ColourMatrix matrix) {
   switch (matrix) {
-    case ColourMatrix::bt601: return SWS_CS_ITU601;
-    case ColourMatrix::bt2020: return SWS_CS_BT2020;
-    default: return SWS_CS_ITU709;
+    case ColourMatrix::bt601:
+      return SWS_CS_ITU601;
+    case ColourMatrix::bt2020:
+      return SWS_CS_BT2020;
+    default:
+      return SWS_CS_ITU709;
   }
 }
 
@@ -106,8 +115,8 @@ void PixelConverter::inBands(const AVFrame& frame, const ImageView& destination,
 Status PixelConverter::scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix) {
   sws_ = sws_getCachedContext(sws_, width, height, static_cast<AVPixelFormat>(from.format), width, height,
                               static_cast<AVPixelFormat>(to.format),
-                              SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP,
-                              nullptr, nullptr, nullptr);
+                              SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP, nullptr,
+                              nullptr, nullptr);
   swsOwner_.release();
   swsOwner_.reset(sws_);
   if (sws_ == nullptr) return Status::unsupportedFormat;
@@ -287,8 +296,7 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
 
   const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
-  Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false,
-              needed};
+  Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false, needed};
   if (source.pixelFormat == kPixelFormatB64a) {
     // libswscale has no 16-bit ARGB: rotate a copy to R, G, B, A first.
     AVFrame* rotated = scratchFrame(packedScratch_, AV_PIX_FMT_RGBA64BE, width, height);
@@ -307,15 +315,23 @@ std::size_t minimumBytesPerRow(FourCC format, int width) {
   if (width <= 0) return 0;
   const auto w = static_cast<std::size_t>(width);
   switch (format) {
-    case kPixelFormatArgb32: return w * 4;
-    case kPixelFormatR408: return w * 4;
-    case kPixelFormatR4fl: return w * 16;
-    case kPixelFormatB64a: return w * 8;
-    case kPixelFormatB48r: return w * 6;
+    case kPixelFormatArgb32:
+      return w * 4;
+    case kPixelFormatR408:
+      return w * 4;
+    case kPixelFormatR4fl:
+      return w * 16;
+    case kPixelFormatB64a:
+      return w * 8;
+    case kPixelFormatB48r:
+      return w * 6;
     case kPixelFormat2vuy:
-    case kPixelFormatYuvs: return ((w + 1) / 2) * 4;
-    case kPixelFormatV210: return ((w + 47) / 48) * 128;
-    default: return 0;
+    case kPixelFormatYuvs:
+      return ((w + 1) / 2) * 4;
+    case kPixelFormatV210:
+      return ((w + 47) / 48) * 128;
+    default:
+      return 0;
   }
 }
 
@@ -323,10 +339,14 @@ bool isExchangeFormat(FourCC format) { return minimumBytesPerRow(format, 2) != 0
 
 ColourMatrix colourMatrixFromNclc(int matrixIndex) {
   switch (matrixIndex) {
-    case 1: return ColourMatrix::bt709;
-    case 6: return ColourMatrix::bt601;
-    case 9: return ColourMatrix::bt2020;
-    default: return ColourMatrix::unspecified;
+    case 1:
+      return ColourMatrix::bt709;
+    case 6:
+      return ColourMatrix::bt601;
+    case 9:
+      return ColourMatrix::bt2020;
+    default:
+      return ColourMatrix::unspecified;
   }
 }
 

@@ -347,9 +347,12 @@ void unpackV210(const ConstImageView& source, AVFrame& frame) {
       std::uint32_t words[4];
       for (int w = 0; w < 4; ++w) {
         const std::uint8_t* p = row + 16 * group + 4 * w;
-        words[w] = std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
+        words[w] =
+            std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
       }
-      auto field = [&](int word, int index) { return static_cast<std::uint16_t>((words[word] >> (10 * index)) & 0x3FF); };
+      auto field = [&](int word, int index) {
+        return static_cast<std::uint16_t>((words[word] >> (10 * index)) & 0x3FF);
+      };
       const std::uint16_t lumas[6] = {field(0, 1), field(1, 0), field(1, 2), field(2, 1), field(3, 0), field(3, 2)};
       const std::uint16_t cbs[3] = {field(0, 0), field(1, 1), field(2, 2)};
       const std::uint16_t crs[3] = {field(0, 2), field(2, 0), field(3, 1)};

@@ -13,12 +13,18 @@ namespace vqt::container {
 
 namespace {
 
-template <class T> std::unique_ptr<Atom> make(FourCC) { return std::make_unique<T>(); }
-template <class T> std::unique_ptr<Atom> makeTyped(FourCC type) { return std::make_unique<T>(type); }
+template <class T>
+std::unique_ptr<Atom> make(FourCC) {
+  return std::make_unique<T>();
+}
+template <class T>
+std::unique_ptr<Atom> makeTyped(FourCC type) {
+  return std::make_unique<T>(type);
+}
 
 struct Registration {
-    FourCC type;
-    std::unique_ptr<Atom> (*create)(FourCC);
+  FourCC type;
+  std::unique_ptr<Atom> (*create)(FourCC);
 };
 
 // Containers whose payload is nothing but child atoms.
@@ -56,14 +62,14 @@ constexpr std::array kRegistry{
     Registration{'cmov', make<CompressedMovieAtom>},
 };
 
-} // namespace
+}  // namespace
 
 std::unique_ptr<Atom> createAtom(FourCC type) {
-    if (std::find(kContainers.begin(), kContainers.end(), type) != kContainers.end())
-        return std::make_unique<ContainerAtom>(type);
-    for (const auto& entry : kRegistry)
-        if (entry.type == type) return entry.create(type);
-    return std::make_unique<RawAtom>(type);
+  if (std::find(kContainers.begin(), kContainers.end(), type) != kContainers.end())
+    return std::make_unique<ContainerAtom>(type);
+  for (const auto& entry : kRegistry)
+    if (entry.type == type) return entry.create(type);
+  return std::make_unique<RawAtom>(type);
 }
 
-} // namespace vqt::container
+}  // namespace vqt::container

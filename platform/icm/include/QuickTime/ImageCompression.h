@@ -132,13 +132,14 @@ struct ICMDecompressionTrackingCallbackRecord {
 };
 
 constexpr ComponentPropertyClass kQTPropertyClass_ICMDecompressionSessionOptions = 'idso';
-constexpr ComponentPropertyID kICMDecompressionSessionOptionsPropertyID_Accuracy = 'acur';        // CodecQ
+constexpr ComponentPropertyID kICMDecompressionSessionOptionsPropertyID_Accuracy = 'acur';         // CodecQ
 constexpr ComponentPropertyID kICMDecompressionSessionOptionsPropertyID_NumberOfThreads = 'nthr';  // SInt32, 0 = all
 
 OSStatus ICMDecompressionSessionOptionsCreate(CFAllocatorRef allocator, ICMDecompressionSessionOptionsRef* options);
 OSStatus ICMDecompressionSessionOptionsSetProperty(ICMDecompressionSessionOptionsRef options,
                                                    ComponentPropertyClass inPropClass, ComponentPropertyID inPropID,
-                                                   ByteCount inPropValueSize, ConstComponentValuePtr inPropValueAddress);
+                                                   ByteCount inPropValueSize,
+                                                   ConstComponentValuePtr inPropValueAddress);
 OSStatus ICMDecompressionSessionOptionsGetProperty(ICMDecompressionSessionOptionsRef options,
                                                    ComponentPropertyClass inPropClass, ComponentPropertyID inPropID,
                                                    ByteCount inPropValueSize, ComponentValuePtr outPropValueAddress,
@@ -158,8 +159,8 @@ OSStatus ICMDecompressionSessionCreate(CFAllocatorRef allocator, ImageDescriptio
 // Frames are decoded in the order given. The data must stay valid until the
 // callback says kICMDecompressionTracking_ReleaseSourceData for its refcon.
 // Once 32 frames to be shown are waiting, the session flushes by itself.
-OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, const UInt8* data,
-                                            ByteCount dataSize, ICMDecompressionFrameOptionsRef frameOptions,
+OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, const UInt8* data, ByteCount dataSize,
+                                            ICMDecompressionFrameOptionsRef frameOptions,
                                             const ICMFrameTimeRecord* frameTime, void* sourceFrameRefCon);
 // Emits every frame given since the last flush through the tracking callback:
 // first the frames that are not shown (release only), then the shown ones in display order.
@@ -169,8 +170,7 @@ void ICMDecompressionSessionRelease(ICMDecompressionSessionRef session);
 // Registers an image decompressor for `codecType` that decodes like our codec
 // `decodesAs` and emits `emittedFormat` whatever format a session asks for
 // (tests: a decompressor that emits 'v210'). Its 'cpix' lists `emittedFormat`.
-Component VqtICMRegisterDecompressor(CodecType codecType, CodecType decodesAs, OSType emittedFormat,
-                                     const char* name);
+Component VqtICMRegisterDecompressor(CodecType codecType, CodecType decodesAs, OSType emittedFormat, const char* name);
 
 // Compressed samples the session has handed to its decoder so far (for tests and benchmarks).
 UInt64 VqtICMDecompressionSessionGetDecodedSampleCount(ICMDecompressionSessionRef session);

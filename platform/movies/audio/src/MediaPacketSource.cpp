@@ -45,7 +45,10 @@ MediaPacketSource::MediaPacketSource(Media media, double sampleRate, bool unifor
         SampleNumToMediaDecodeTime(media, last, &lastTime, &lastDuration);
         if (GetMoviesError() == noErr && lastDuration == duration &&
             lastTime == decodeTime + static_cast<TimeValue64>(inChunk - 1) * duration) {
-          runs_.push_back({sample - 1, static_cast<std::int64_t>(inChunk), decodeTime, duration,
+          runs_.push_back({sample - 1,
+                           static_cast<std::int64_t>(inChunk),
+                           decodeTime,
+                           duration,
                            {static_cast<std::uint32_t>(bytes / inChunk), frames}});
           sample = last + 1;
           continue;
@@ -53,8 +56,8 @@ MediaPacketSource::MediaPacketSource(Media media, double sampleRate, bool unifor
       }
     }
     ByteCount size = 0;
-    if (GetMediaSample2(media, nullptr, 0, &size, decodeTime, nullptr, nullptr, nullptr, nullptr, nullptr, 1,
-                        nullptr, nullptr) != noErr) {
+    if (GetMediaSample2(media, nullptr, 0, &size, decodeTime, nullptr, nullptr, nullptr, nullptr, nullptr, 1, nullptr,
+                        nullptr) != noErr) {
       size = 0;  // plays as silence
     }
     runs_.push_back({sample - 1, 1, decodeTime, duration, {static_cast<std::uint32_t>(size), frames}});

@@ -26,14 +26,21 @@ using vqt::audio::Status;
 
 OSStatus resultOf(Status status) {
   switch (status) {
-    case Status::ok: return noErr;
+    case Status::ok:
+      return noErr;
     case Status::badFormat:
-    case Status::unsupported: return invalidSampleDescription;
-    case Status::badData: return invalidSampleTable;
-    case Status::outOfRange: return paramErr;
-    case Status::ioError: return ioErr;
-    case Status::outOfMemory: return memFullErr;
-    case Status::failed: return internalQuickTimeError;
+    case Status::unsupported:
+      return invalidSampleDescription;
+    case Status::badData:
+      return invalidSampleTable;
+    case Status::outOfRange:
+      return paramErr;
+    case Status::ioError:
+      return ioErr;
+    case Status::outOfMemory:
+      return memFullErr;
+    case Status::failed:
+      return internalQuickTimeError;
   }
   return internalQuickTimeError;
 }
@@ -42,8 +49,8 @@ AudioStreamBasicDescription floatFormat(double rate, UInt32 channels, bool inter
   AudioStreamBasicDescription format{};
   format.mSampleRate = rate;
   format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked |
-                        (interleaved ? 0 : kAudioFormatFlagIsNonInterleaved);
+  format.mFormatFlags =
+      kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked | (interleaved ? 0 : kAudioFormatFlagIsNonInterleaved);
   const UInt32 frameBytes = interleaved ? 4 * channels : 4;
   format.mBytesPerPacket = frameBytes;
   format.mFramesPerPacket = 1;
@@ -65,10 +72,12 @@ bool interleavedOutput(const AudioStreamBasicDescription& format) {
 OSStatus setFormat(MovieAudioExtractionRefRecord& session, const AudioStreamBasicDescription& wanted) {
   // Float samples in host order at the mix's own rate and channel count are
   // what the mixer makes; conversions to other formats are not offered.
-  const AudioFormatFlags ignored = kAudioFormatFlagIsPacked | kAudioFormatFlagIsAlignedHigh | kAudioFormatFlagIsNonMixable;
+  const AudioFormatFlags ignored =
+      kAudioFormatFlagIsPacked | kAudioFormatFlagIsAlignedHigh | kAudioFormatFlagIsNonMixable;
   if (wanted.mFormatID != kAudioFormatLinearPCM || wanted.mBitsPerChannel != 32 ||
       (wanted.mFormatFlags & ~ignored & ~kAudioFormatFlagIsNonInterleaved) != kAudioFormatFlagIsFloat ||
-      wanted.mChannelsPerFrame != session.format.mChannelsPerFrame || wanted.mSampleRate != session.format.mSampleRate ||
+      wanted.mChannelsPerFrame != session.format.mChannelsPerFrame ||
+      wanted.mSampleRate != session.format.mSampleRate ||
       (wanted.mFramesPerPacket != 0 && wanted.mFramesPerPacket != 1)) {
     return kQTPropertyNotSupportedErr;
   }
@@ -176,7 +185,8 @@ OSStatus MovieAudioExtractionSetProperty(MovieAudioExtractionRef session, QTProp
     if (inPropValueSize < sizeof(TimeRecord)) return kQTPropertyBadValueSizeErr;
     TimeRecord time;
     std::memcpy(&time, inPropValueAddress, sizeof time);
-    const std::int64_t value = static_cast<std::int64_t>((static_cast<std::uint64_t>(static_cast<UInt32>(time.value.hi)) << 32) | time.value.lo);
+    const std::int64_t value = static_cast<std::int64_t>(
+        (static_cast<std::uint64_t>(static_cast<UInt32>(time.value.hi)) << 32) | time.value.lo);
     if (time.scale <= 0 || value < 0) return paramErr;
     if (!session->mixer) return noErr;
     // value / scale seconds in whole output frames, exact in 128 bits; a time
@@ -213,7 +223,8 @@ OSStatus MovieAudioExtractionFillBuffer(MovieAudioExtractionRef session, UInt32*
   std::int64_t delivered = 0;
   Status status;
   if (interleaved) {
-    status = mixer.fill(frames, {static_cast<float*>(ioData->mBuffers[0].mData), static_cast<std::size_t>(frames) * channels},
+    status = mixer.fill(frames,
+                        {static_cast<float*>(ioData->mBuffers[0].mData), static_cast<std::size_t>(frames) * channels},
                         delivered);
   } else {
     session->interleaved.resize(static_cast<std::size_t>(frames) * channels);

@@ -101,8 +101,8 @@ SoundTrackScan scanSoundTracks(Movie movie) {
     const float gain = static_cast<float>(GetTrackVolume(track)) / 256.0f;  // 8.8 fixed
     for (const EditSpan& edit : status == Status::ok ? editsOf(track) : std::vector<EditSpan>{}) {
       std::unique_ptr<vqt::audio::TrackDecoder> decoder;
-      status = vqt::audio::TrackDecoder::create(format, std::make_unique<MediaPacketSource>(media, format.sampleRate, vqt::audio::isPcm(format)),
-                                                decoder);
+      status = vqt::audio::TrackDecoder::create(
+          format, std::make_unique<MediaPacketSource>(media, format.sampleRate, vqt::audio::isPcm(format)), decoder);
       if (status != Status::ok) break;
       vqt::audio::TrackPlacement placement;
       placement.leadingSilence = toFrames(edit.trackStart, movieScale, format.sampleRate);

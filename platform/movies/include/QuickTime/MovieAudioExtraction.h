@@ -29,5 +29,5 @@ OSStatus MovieAudioExtractionGetProperty(MovieAudioExtractionRef session, QTProp
 OSStatus MovieAudioExtractionSetProperty(MovieAudioExtractionRef session, QTPropertyClass inPropClass,
                                          QTPropertyID inPropID, ByteCount inPropValueSize,
                                          ConstQTPropertyValuePtr inPropValueAddress);
-OSStatus MovieAudioExtractionFillBuffer(MovieAudioExtractionRef session, UInt32* ioNumFrames,
-                                        AudioBufferList* ioData, UInt32* outFlags);
+OSStatus MovieAudioExtractionFillBuffer(MovieAudioExtractionRef session, UInt32* ioNumFrames, AudioBufferList* ioData,
+                                        UInt32* outFlags);

@@ -9,7 +9,7 @@ typedef ComponentInstance DataHandler;
 typedef SInt16 ScriptCode;
 typedef UInt32 QTPathStyle;
 constexpr QTPathStyle kQTPOSIXPathStyle = 0;
-constexpr QTPathStyle kQTNativeDefaultPathStyle = static_cast<QTPathStyle>(-1); // POSIX here
+constexpr QTPathStyle kQTNativeDefaultPathStyle = static_cast<QTPathStyle>(-1);  // POSIX here
 constexpr OSType PointerDataHandlerSubType = 'ptr ';
 constexpr OSType HandleDataHandlerSubType = 'hndl';
 constexpr OSType AliasDataHandlerSubType = 'alis';
@@ -32,8 +32,8 @@ constexpr long flattenForceMovieResourceBeforeMovieData = 1L << 6;
 
 // A data reference to a file: the path's UTF-8 bytes, type 'alis'. POSIX and
 // native path styles (the same here) are accepted.
-OSErr QTNewDataReferenceFromFullPathCFString(CFStringRef filePath, UInt32 pathStyle, UInt32 flags,
-                                             Handle* outDataRef, OSType* outDataRefType);
+OSErr QTNewDataReferenceFromFullPathCFString(CFStringRef filePath, UInt32 pathStyle, UInt32 flags, Handle* outDataRef,
+                                             OSType* outDataRefType);
 // Makes the file (createMovieFileDeleteCurFile replaces an existing one, else
 // dupFNErr) and an empty movie whose samples are appended to it. The creator
 // and script are accepted and not stored (there is no resource fork).

@@ -68,9 +68,8 @@ void MediaDisplayTimeToSampleNum(Media theMedia, TimeValue64 displayTime, SInt64
                                  TimeValue64* sampleDisplayTime, TimeValue64* sampleDisplayDuration);
 void GetMediaNextInterestingDecodeTime(Media theMedia, short interestingTimeFlags, TimeValue64 decodeTime, Fixed rate,
                                        TimeValue64* interestingDecodeTime, TimeValue64* interestingDecodeDuration);
-void GetMediaNextInterestingDisplayTime(Media theMedia, short interestingTimeFlags, TimeValue64 displayTime,
-                                        Fixed rate, TimeValue64* interestingDisplayTime,
-                                        TimeValue64* interestingDisplayDuration);
+void GetMediaNextInterestingDisplayTime(Media theMedia, short interestingTimeFlags, TimeValue64 displayTime, Fixed rate,
+                                        TimeValue64* interestingDisplayTime, TimeValue64* interestingDisplayDuration);
 
 // Reads the sample whose decode time span holds `decodeTime` (with
 // maxNumberOfSamples > 1, also the following samples of the same chunk).
@@ -79,7 +78,7 @@ void GetMediaNextInterestingDisplayTime(Media theMedia, short interestingTimeFla
 // The description handle, when given, is resized and filled with the
 // sample's image, sound or generic description.
 OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSize, ByteCount* sampleDataSizeOut,
-                      TimeValue64 decodeTime, TimeValue64* sampleDecodeTimeOut,
-                      TimeValue64* decodeDurationPerSampleOut, TimeValue64* displayOffsetOut,
-                      SampleDescriptionHandle sampleDescriptionH, ItemCount* sampleDescriptionIndexOut,
-                      ItemCount maxNumberOfSamples, ItemCount* numberOfSamplesOut, MediaSampleFlags* sampleFlagsOut);
+                      TimeValue64 decodeTime, TimeValue64* sampleDecodeTimeOut, TimeValue64* decodeDurationPerSampleOut,
+                      TimeValue64* displayOffsetOut, SampleDescriptionHandle sampleDescriptionH,
+                      ItemCount* sampleDescriptionIndexOut, ItemCount maxNumberOfSamples, ItemCount* numberOfSamplesOut,
+                      MediaSampleFlags* sampleFlagsOut);

@@ -34,7 +34,7 @@ typedef TimeCodeDescriptionPtr* TimeCodeDescriptionHandle;
 
 struct TimeCodeTime {
   UInt8 hours;
-  UInt8 minutes; // bit 7 (tctNegFlag) marks a negative timecode
+  UInt8 minutes;  // bit 7 (tctNegFlag) marks a negative timecode
   UInt8 seconds;
   UInt8 frames;
 };

@@ -103,9 +103,9 @@ constexpr UInt16 kQTMatrix_Unknown = 2;
 constexpr UInt16 kQTMatrix_ITU_R_601_4 = 6;
 constexpr UInt16 kQTMatrix_SMPTE_240M_1995 = 7;
 
-OSStatus ICMImageDescriptionGetPropertyInfo(ImageDescriptionHandle desc, QTPropertyClass propClass,
-                                            QTPropertyID propID, QTPropertyValueType* propType,
-                                            ByteCount* propValueSize, UInt32* propertyFlags);
+OSStatus ICMImageDescriptionGetPropertyInfo(ImageDescriptionHandle desc, QTPropertyClass propClass, QTPropertyID propID,
+                                            QTPropertyValueType* propType, ByteCount* propValueSize,
+                                            UInt32* propertyFlags);
 OSStatus ICMImageDescriptionGetProperty(ImageDescriptionHandle desc, QTPropertyClass propClass, QTPropertyID propID,
                                         ByteCount propValueSize, QTPropertyValuePtr propValueAddress,
                                         ByteCount* sizeUsed);

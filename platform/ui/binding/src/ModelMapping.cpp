@@ -6,8 +6,8 @@ namespace vqt::binding {
 namespace {
 
 constexpr SoundFormatEntry kSoundFormats[] = {
-    {'twos', "16-bit Big Endian", 16},     {'sowt', "16-bit Little Endian", 16}, {'in24', "24-bit Integer", 24},
-    {'in32', "32-bit Integer", 32},        {'fl32', "32-bit Floating Point", 32}, {'fl64', "64-bit Floating Point", 64},
+    {'twos', "16-bit Big Endian", 16}, {'sowt', "16-bit Little Endian", 16},  {'in24', "24-bit Integer", 24},
+    {'in32', "32-bit Integer", 32},    {'fl32', "32-bit Floating Point", 32}, {'fl64', "64-bit Floating Point", 64},
 };
 
 constexpr double kSampleRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
@@ -27,8 +27,11 @@ std::vector<dialogs::CodecInfo> compressorCatalogue() {
     VqtCompressorCapabilities capabilities;
     const bool known = VqtGetCompressorCapabilities(entry.cType, &capabilities);
     // A compressor the engine does not describe gets every control.
-    codecs.push_back({entry.cType, pascalText(entry.typeName), known ? capabilities.temporal : true,
-                      known ? capabilities.hasQuality : true, {}});
+    codecs.push_back({entry.cType,
+                      pascalText(entry.typeName),
+                      known ? capabilities.temporal : true,
+                      known ? capabilities.hasQuality : true,
+                      {}});
   }
   DisposeCodecNameList(list);
   return codecs;
@@ -77,7 +80,8 @@ dialogs::SoundSettings soundChoiceFrom(const VqtSoundCompressionSettings& settin
 void applySoundChoice(const dialogs::SoundSettings& chosen, VqtSoundCompressionSettings& settings) {
   settings.compressionType = chosen.format;
   const auto formats = soundFormats();
-  const auto entry = std::find_if(formats.begin(), formats.end(), [&](const SoundFormatEntry& e) { return e.type == chosen.format; });
+  const auto entry =
+      std::find_if(formats.begin(), formats.end(), [&](const SoundFormatEntry& e) { return e.type == chosen.format; });
   if (entry != formats.end()) settings.sampleSize = entry->sampleSize;
   // An untouched rate goes back exactly; a new one is stored in 16.16 (below 65536 Hz).
   if (chosen.sampleRate != double(settings.sampleRate) / 65536.0)

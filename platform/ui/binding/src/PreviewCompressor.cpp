@@ -28,13 +28,15 @@ using Options = std::unique_ptr<OpaqueICMCompressionSessionOptions, OptionsRelea
 using DecompressionSession = std::unique_ptr<OpaqueICMDecompressionSession, DecompressionSessionRelease>;
 using PixelBuffer = std::unique_ptr<__CVBuffer, PixelBufferRelease>;
 
-std::string failure(const char* what, OSStatus err) { return std::string(what) + " (error " + std::to_string(err) + ")"; }
+std::string failure(const char* what, OSStatus err) {
+  return std::string(what) + " (error " + std::to_string(err) + ")";
+}
 
 // 8-bit ARGB, the format every compressor and decompressor here exchanges.
 PixelBuffer argbBufferFrom(const dialogs::RgbaImage& picture) {
   CVPixelBufferRef made = nullptr;
-  if (CVPixelBufferCreate(nullptr, std::size_t(picture.width), std::size_t(picture.height), k32ARGBPixelFormat,
-                          nullptr, &made) != kCVReturnSuccess)
+  if (CVPixelBufferCreate(nullptr, std::size_t(picture.width), std::size_t(picture.height), k32ARGBPixelFormat, nullptr,
+                          &made) != kCVReturnSuccess)
     return nullptr;
   PixelBuffer buffer(made);
   auto* base = static_cast<UInt8*>(CVPixelBufferGetBaseAddress(made));
@@ -60,7 +62,8 @@ dialogs::RgbaImage rgbaFrom(CVPixelBufferRef buffer) {
   image.pixels.reserve(std::size_t(image.width) * std::size_t(image.height) * 4);
   for (int y = 0; y < image.height; ++y) {
     const UInt8* from = base + std::size_t(y) * rowBytes;
-    for (int x = 0; x < image.width; ++x, from += 4) image.pixels.insert(image.pixels.end(), {from[1], from[2], from[3], from[0]});
+    for (int x = 0; x < image.width; ++x, from += 4)
+      image.pixels.insert(image.pixels.end(), {from[1], from[2], from[3], from[0]});
   }
   CVPixelBufferUnlockBaseAddress(buffer, 0);
   return image;

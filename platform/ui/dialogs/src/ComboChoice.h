@@ -23,7 +23,8 @@ inline void selectOrAdd(QComboBox* box, const QVariant& value, const QString& la
 // The entry for a preset code that the list does not offer; code 0 means none was chosen yet.
 inline QString unlistedCodeLabel(FourCC code) {
   if (code == 0) return QCoreApplication::translate("vqt::dialogs", "None");
-  return QCoreApplication::translate("vqt::dialogs", "%1 (not available)").arg(QString::fromStdString(fourCCText(code)));
+  return QCoreApplication::translate("vqt::dialogs", "%1 (not available)")
+      .arg(QString::fromStdString(fourCCText(code)));
 }
 
 }  // namespace vqt::dialogs

@@ -64,7 +64,8 @@ ImageSettingsDialog::ImageSettingsDialog(const ImageSettingsModel& model, QWidge
 }
 
 const CodecInfo* ImageSettingsDialog::findCodec(FourCC type) const {
-  const auto found = std::find_if(codecs_.begin(), codecs_.end(), [type](const CodecInfo& c) { return c.type == type; });
+  const auto found =
+      std::find_if(codecs_.begin(), codecs_.end(), [type](const CodecInfo& c) { return c.type == type; });
   return found == codecs_.end() ? nullptr : &*found;
 }
 
@@ -101,7 +102,8 @@ QLayout* ImageSettingsDialog::buildControls() {
   frameRate_->setCompleter(nullptr);
   frameRate_->addItem(text(frameRateText(0.0f)), 0.0f);
   for (float rate : frameRatePresets()) frameRate_->addItem(text(frameRateText(rate)), rate);
-  frameRateHint_ = new QLabel(tr("Type a rate from 0 to %1 frames per second, or choose one.").arg(double(kMaxTypedFrameRate)));
+  frameRateHint_ =
+      new QLabel(tr("Type a rate from 0 to %1 frames per second, or choose one.").arg(double(kMaxTypedFrameRate)));
   frameRateHint_->setObjectName(QStringLiteral("frameRateHint"));
   frameRateHint_->setStyleSheet(QStringLiteral("color: #b00020"));
   frameRateHint_->setWordWrap(true);
@@ -156,8 +158,7 @@ void ImageSettingsDialog::presetFromSettings() {
   const QSignalBlocker blockCodec(codec_), blockQuality(quality_), blockRate(frameRate_), blockMode(keyFrameMode_),
       blockInterval(keyFrameInterval_);
 
-  selectOrAdd(codec_, QVariant::fromValue<uint>(settings_.codecType),
-              unlistedCodeLabel(settings_.codecType));
+  selectOrAdd(codec_, QVariant::fromValue<uint>(settings_.codecType), unlistedCodeLabel(settings_.codecType));
   rebuildCodecOptions(settings_.codecOptions);
 
   quality_->setValue(int(std::min(settings_.spatialQuality, kLosslessQuality)));

@@ -31,11 +31,11 @@ SoundSettingsDialog::SoundSettingsDialog(const SoundSettingsModel& model, QWidge
     format_->addItem(QString::fromStdString(format.name), QVariant::fromValue<uint>(format.type));
   const std::span<const double> rates = model.sampleRates.empty() ? defaultSampleRates() : std::span(model.sampleRates);
   for (double rate : rates) sampleRate_->addItem(QString::fromStdString(sampleRateText(rate)), rate);
-  const std::span<const int> counts = model.channelCounts.empty() ? defaultChannelCounts() : std::span(model.channelCounts);
+  const std::span<const int> counts =
+      model.channelCounts.empty() ? defaultChannelCounts() : std::span(model.channelCounts);
   for (int count : counts) channels_->addItem(QString::fromStdString(channelsText(count)), count);
 
-  selectOrAdd(format_, QVariant::fromValue<uint>(settings_.format),
-              unlistedCodeLabel(settings_.format));
+  selectOrAdd(format_, QVariant::fromValue<uint>(settings_.format), unlistedCodeLabel(settings_.format));
   selectOrAdd(sampleRate_, settings_.sampleRate, QString::fromStdString(sampleRateText(settings_.sampleRate)));
   selectOrAdd(channels_, settings_.channels, QString::fromStdString(channelsText(settings_.channels)));
 

@@ -89,7 +89,7 @@ struct PcmLayout {
   PcmKind kind = PcmKind::signedInteger;
   std::uint32_t bitsPerSample = 0;  // bits of one channel's sample as stored
   bool bigEndian = false;
-  FourCC classicFormat = 0;         // the pre-version-2 code for this layout
+  FourCC classicFormat = 0;  // the pre-version-2 code for this layout
   std::uint32_t bytesPerSample() const { return bitsPerSample / 8; }
 };
 

@@ -28,9 +28,9 @@ struct ImportedSound {
   // PCM packets are runs of whole frames (a media sample per frame, bytesPerFrame each);
   // compressed packets are the codec's own.
   std::vector<ImportedPacket> packets;
-  std::int64_t totalFrames = 0;    // sum of packet frames: the media duration
-  std::int64_t primingFrames = 0;  // encoder delay at the start (AAC, MP3), to edit out
-  std::int64_t playableFrames = 0; // frames after the priming that are sound, not padding
+  std::int64_t totalFrames = 0;     // sum of packet frames: the media duration
+  std::int64_t primingFrames = 0;   // encoder delay at the start (AAC, MP3), to edit out
+  std::int64_t playableFrames = 0;  // frames after the priming that are sound, not padding
 
   std::uint32_t pcmBytesPerFrame() const;  // 0 for compressed formats
   // A packet source reading this import's packets from its file.

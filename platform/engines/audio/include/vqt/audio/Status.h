@@ -12,7 +12,7 @@ enum class Status {
   outOfRange,   // a position or size outside what the stream holds
   ioError,      // a file could not be opened or read
   outOfMemory,
-  failed,       // any other failure inside FFmpeg
+  failed,  // any other failure inside FFmpeg
 };
 
 const char* statusName(Status status);

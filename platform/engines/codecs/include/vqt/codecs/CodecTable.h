@@ -32,19 +32,19 @@ struct QualityMapping {
 
 struct CodecEntry {
   FourCC type;
-  std::string_view name;         // type name shown in codec lists
-  std::string_view information;  // one line on what the component is built on
-  std::string_view decoder;      // FFmpeg decoder name, empty when none
-  std::string_view encoder;      // FFmpeg encoder name, empty when none
-  int profile;                   // FFmpeg profile for the encoder (-1: default)
+  std::string_view name;               // type name shown in codec lists
+  std::string_view information;        // one line on what the component is built on
+  std::string_view decoder;            // FFmpeg decoder name, empty when none
+  std::string_view encoder;            // FFmpeg encoder name, empty when none
+  int profile;                         // FFmpeg profile for the encoder (-1: default)
   std::string_view encodeLayout;       // FFmpeg pixel format fed to the encoder
   std::string_view encodeAlphaLayout;  // same, for depth 32 when the codec keeps alpha
-  std::array<FourCC, 4> cpix;    // exchanged formats, most preferred first, 0-padded
+  std::array<FourCC, 4> cpix;          // exchanged formats, most preferred first, 0-padded
   QualityMapping quality;
-  std::int16_t depth;            // image description depth written by default
-  bool temporal;                 // frames may depend on other frames
-  FourCC configAtom;             // image description extension holding the codec setup
-  std::string_view rawLayout;    // for rawvideo: the FFmpeg pixel format of the samples
+  std::int16_t depth;                // image description depth written by default
+  bool temporal;                     // frames may depend on other frames
+  FourCC configAtom;                 // image description extension holding the codec setup
+  std::string_view rawLayout;        // for rawvideo: the FFmpeg pixel format of the samples
   std::string_view deepLayout;       // fed to the encoder when the source has 16-bit channels
   std::string_view deepAlphaLayout;  // same, for depth 32
 };

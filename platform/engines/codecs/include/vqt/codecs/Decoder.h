@@ -17,11 +17,11 @@ struct DecoderConfig {
   FourCC codecType = 0;
   int width = 0;
   int height = 0;
-  int depth = 24;                      // image description depth (raw and RLE need it)
-  FourCC configAtomType = 0;           // 'avcC', 'hvcC', 'esds' or 0
+  int depth = 24;                        // image description depth (raw and RLE need it)
+  FourCC configAtomType = 0;             // 'avcC', 'hvcC', 'esds' or 0
   std::vector<std::uint8_t> configAtom;  // that extension's payload, without its header
   ColourMatrix matrix = ColourMatrix::unspecified;
-  int threads = 0;                     // 0: one per processor
+  int threads = 0;  // 0: one per processor
 };
 
 // A decoded picture. Copies share the same pixels.
@@ -51,8 +51,7 @@ class Decoder {
   Decoder& operator=(const Decoder&) = delete;
 
   // Decodes one compressed sample; pictures that become ready are appended to `out`.
-  Status send(std::span<const std::uint8_t> sample, std::int64_t sampleId,
-              std::vector<Picture>& out);
+  Status send(std::span<const std::uint8_t> sample, std::int64_t sampleId, std::vector<Picture>& out);
   // Brings out every picture the decoder still holds back for reordering or
   // threading. H.264 keeps its reference pictures (decoding can go on); other
   // codecs drain, after which canContinue() is false until restart().

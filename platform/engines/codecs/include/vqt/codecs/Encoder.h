@@ -25,17 +25,17 @@ struct EncoderConfig {
   std::int32_t timeScale = 600;   // units of the display times
   double frameRate = 0;           // expected rate, for rate control (0: unknown)
   ColourMatrix matrix = ColourMatrix::unspecified;
-  int threads = 0;                // 0: one per processor
+  int threads = 0;  // 0: one per processor
 };
 
 struct EncodedFrame {
   std::vector<std::uint8_t> data;
   std::int64_t displayTime = 0;
-  std::int64_t decodeTime = 0;       // may be below the first display time with reordering
+  std::int64_t decodeTime = 0;  // may be below the first display time with reordering
   std::int64_t decodeDuration = 0;
   std::int64_t displayDuration = 0;
   bool sync = false;
-  bool droppable = false;            // no other frame depends on it
+  bool droppable = false;  // no other frame depends on it
 };
 
 class Encoder {

@@ -9,7 +9,7 @@ enum class Status {
   unsupportedFormat,  // the pixel format or frame size cannot be handled
   badData,            // the compressed data could not be decoded
   outOfMemory,
-  failed,             // any other failure inside the codec
+  failed,  // any other failure inside the codec
 };
 
 }  // namespace vqt::codecs

@@ -13,75 +13,78 @@
 namespace vqt::container {
 
 struct ParseContext {
-    static constexpr int kMaxDepth = 24;
-    int depth = 0;
-    FourCC handlerType = 0; // of the enclosing 'mdia', to choose the sample entry layout
+  static constexpr int kMaxDepth = 24;
+  int depth = 0;
+  FourCC handlerType = 0;  // of the enclosing 'mdia', to choose the sample entry layout
 };
 
 class Atom {
-public:
-    explicit Atom(FourCC type) : type_(type) {}
-    virtual ~Atom() = default;
-    Atom(const Atom&) = delete;
-    Atom& operator=(const Atom&) = delete;
+ public:
+  explicit Atom(FourCC type) : type_(type) {}
+  virtual ~Atom() = default;
+  Atom(const Atom&) = delete;
+  Atom& operator=(const Atom&) = delete;
 
-    FourCC type() const { return type_; }
+  FourCC type() const { return type_; }
 
-    // `payload` covers exactly the bytes after the header.
-    virtual Error parse(ByteReader& payload, ParseContext& context) = 0;
-    virtual void writePayload(ByteWriter& out) const = 0;
-    virtual void dumpFields(Dumper& out) const = 0;
+  // `payload` covers exactly the bytes after the header.
+  virtual Error parse(ByteReader& payload, ParseContext& context) = 0;
+  virtual void writePayload(ByteWriter& out) const = 0;
+  virtual void dumpFields(Dumper& out) const = 0;
 
-    void write(ByteWriter& out) const;
-    void dump(Dumper& out) const;
+  void write(ByteWriter& out) const;
+  void dump(Dumper& out) const;
 
-    // Children of container atoms; empty for leaves.
-    virtual const std::vector<std::unique_ptr<Atom>>* children() const { return nullptr; }
-    const Atom* find(FourCC type) const;
-    template <class T> const T* findAs(FourCC type) const { return dynamic_cast<const T*>(find(type)); }
+  // Children of container atoms; empty for leaves.
+  virtual const std::vector<std::unique_ptr<Atom>>* children() const { return nullptr; }
+  const Atom* find(FourCC type) const;
+  template <class T>
+  const T* findAs(FourCC type) const {
+    return dynamic_cast<const T*>(find(type));
+  }
 
-private:
-    FourCC type_;
+ private:
+  FourCC type_;
 };
 
 // Atoms that start with a version byte and 24 bits of flags.
 class FullAtom : public Atom {
-public:
-    using Atom::Atom;
-    std::uint8_t version = 0;
-    std::uint32_t flags = 0;
+ public:
+  using Atom::Atom;
+  std::uint8_t version = 0;
+  std::uint32_t flags = 0;
 
-protected:
-    bool readVersionAndFlags(ByteReader& in);
-    void writeVersionAndFlags(ByteWriter& out) const;
-    void dumpVersionAndFlags(Dumper& out) const;
+ protected:
+  bool readVersionAndFlags(ByteReader& in);
+  void writeVersionAndFlags(ByteWriter& out) const;
+  void dumpVersionAndFlags(Dumper& out) const;
 };
 
 class RawAtom final : public Atom {
-public:
-    using Atom::Atom;
-    std::vector<std::uint8_t> payload;
+ public:
+  using Atom::Atom;
+  std::vector<std::uint8_t> payload;
 
-    Error parse(ByteReader& in, ParseContext&) override;
-    void writePayload(ByteWriter& out) const override { out.bytes(payload); }
-    void dumpFields(Dumper& out) const override { out.bytes("payload", payload); }
+  Error parse(ByteReader& in, ParseContext&) override;
+  void writePayload(ByteWriter& out) const override { out.bytes(payload); }
+  void dumpFields(Dumper& out) const override { out.bytes("payload", payload); }
 };
 
 class ContainerAtom : public Atom {
-public:
-    using Atom::Atom;
-    std::vector<std::unique_ptr<Atom>> items;
+ public:
+  using Atom::Atom;
+  std::vector<std::unique_ptr<Atom>> items;
 
-    Error parse(ByteReader& in, ParseContext& context) override;
-    void writePayload(ByteWriter& out) const override;
-    void dumpFields(Dumper& out) const override;
-    const std::vector<std::unique_ptr<Atom>>* children() const override { return &items; }
+  Error parse(ByteReader& in, ParseContext& context) override;
+  void writePayload(ByteWriter& out) const override;
+  void dumpFields(Dumper& out) const override;
+  const std::vector<std::unique_ptr<Atom>>* children() const override { return &items; }
 };
 
 struct AtomHeader {
-    FourCC type = 0;
-    std::uint64_t size = 0;     // whole atom, header included
-    std::uint32_t headerSize = 8;
+  FourCC type = 0;
+  std::uint64_t size = 0;  // whole atom, header included
+  std::uint32_t headerSize = 8;
 };
 
 // Reads an atom header from `in` and checks its size against what is left:
@@ -100,4 +103,4 @@ Error parseAtoms(ByteReader& in, ParseContext& context, std::vector<std::unique_
 // Parses one atom that must fill `bytes` (a decompressed header, a test buffer).
 Error parseSingleAtom(std::span<const std::uint8_t> bytes, ParseContext& context, std::unique_ptr<Atom>& out);
 
-} // namespace vqt::container
+}  // namespace vqt::container

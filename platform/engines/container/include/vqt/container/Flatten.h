@@ -15,4 +15,4 @@ namespace vqt::container {
 // holds the complete movie or nothing of ours.
 Error flattenMovie(const MovieBuilder& movie, const ByteSource& data, const std::string& path, bool replace);
 
-} // namespace vqt::container
+}  // namespace vqt::container

@@ -13,4 +13,4 @@ using FourCC = std::uint32_t;
 // any byte is not printable ASCII.
 std::string fourccToString(FourCC code);
 
-} // namespace vqt::container
+}  // namespace vqt::container

@@ -13,8 +13,8 @@
 namespace vqt::container {
 
 struct ExtensionAtom {
-    FourCC type = 0;
-    std::vector<std::uint8_t> payload;
+  FourCC type = 0;
+  std::vector<std::uint8_t> payload;
 };
 
 // Parses `in` as a sequence of atoms kept raw. Where the bytes stop being
@@ -23,106 +23,106 @@ void parseExtensions(ByteReader& in, std::vector<ExtensionAtom>& out, std::vecto
 void writeExtensions(ByteWriter& out, const std::vector<ExtensionAtom>& extensions);
 
 class SampleEntry : public Atom {
-public:
-    using Atom::Atom;
-    std::uint16_t dataReferenceIndex = 1;
-    std::vector<ExtensionAtom> extensions;
-    std::vector<std::uint8_t> trailingBytes; // padding or bytes that are not atoms, kept for writing back
+ public:
+  using Atom::Atom;
+  std::uint16_t dataReferenceIndex = 1;
+  std::vector<ExtensionAtom> extensions;
+  std::vector<std::uint8_t> trailingBytes;  // padding or bytes that are not atoms, kept for writing back
 
-    const ExtensionAtom* findExtension(FourCC type, std::size_t index = 0) const;
-    Error parse(ByteReader& in, ParseContext& context) final;
-    void writePayload(ByteWriter& out) const final;
-    void dumpFields(Dumper& out) const final;
+  const ExtensionAtom* findExtension(FourCC type, std::size_t index = 0) const;
+  Error parse(ByteReader& in, ParseContext& context) final;
+  void writePayload(ByteWriter& out) const final;
+  void dumpFields(Dumper& out) const final;
 
-protected:
-    virtual Error parseFields(ByteReader& in) = 0;
-    virtual void writeFields(ByteWriter& out) const = 0;
-    virtual void dumpEntryFields(Dumper& out) const = 0;
+ protected:
+  virtual Error parseFields(ByteReader& in) = 0;
+  virtual void writeFields(ByteWriter& out) const = 0;
+  virtual void dumpEntryFields(Dumper& out) const = 0;
 };
 
 class VisualSampleEntry final : public SampleEntry {
-public:
-    using SampleEntry::SampleEntry;
-    std::uint16_t version = 0, revisionLevel = 0;
-    FourCC vendor = 0;
-    std::uint32_t temporalQuality = 0, spatialQuality = 0;
-    std::uint16_t width = 0, height = 0;
-    std::uint32_t horizontalResolution = 0x00480000, verticalResolution = 0x00480000;
-    std::uint32_t dataSize = 0;
-    std::uint16_t frameCount = 1;
-    std::array<std::uint8_t, 32> compressorName{}; // Pascal string in 32 bytes
-    std::int16_t depth = 24, colorTableId = -1;
-    std::vector<std::uint8_t> colorTable; // only when colorTableId is 0 and the depth is indexed
+ public:
+  using SampleEntry::SampleEntry;
+  std::uint16_t version = 0, revisionLevel = 0;
+  FourCC vendor = 0;
+  std::uint32_t temporalQuality = 0, spatialQuality = 0;
+  std::uint16_t width = 0, height = 0;
+  std::uint32_t horizontalResolution = 0x00480000, verticalResolution = 0x00480000;
+  std::uint32_t dataSize = 0;
+  std::uint16_t frameCount = 1;
+  std::array<std::uint8_t, 32> compressorName{};  // Pascal string in 32 bytes
+  std::int16_t depth = 24, colorTableId = -1;
+  std::vector<std::uint8_t> colorTable;  // only when colorTableId is 0 and the depth is indexed
 
-protected:
-    Error parseFields(ByteReader& in) override;
-    void writeFields(ByteWriter& out) const override;
-    void dumpEntryFields(Dumper& out) const override;
+ protected:
+  Error parseFields(ByteReader& in) override;
+  void writeFields(ByteWriter& out) const override;
+  void dumpEntryFields(Dumper& out) const override;
 };
 
 class SoundSampleEntry final : public SampleEntry {
-public:
-    using SampleEntry::SampleEntry;
-    std::uint16_t version = 0, revisionLevel = 0;
-    FourCC vendor = 0;
-    std::uint16_t channelCount = 2, sampleSize = 16;
-    std::int16_t compressionId = 0;
-    std::uint16_t packetSize = 0;
-    std::uint32_t sampleRate = 0; // 16.16 fixed (v0/v1)
-    // Version 1
-    std::uint32_t samplesPerPacket = 0, bytesPerPacket = 0, bytesPerFrame = 0, bytesPerSample = 0;
-    // Version 2
-    std::uint32_t structSize = 72;
-    double audioSampleRate = 0;
-    std::uint32_t audioChannels = 0, always7F000000 = 0x7F000000, constBitsPerChannel = 0;
-    std::uint32_t formatSpecificFlags = 0, constBytesPerAudioPacket = 0, constLPCMFramesPerAudioPacket = 0;
+ public:
+  using SampleEntry::SampleEntry;
+  std::uint16_t version = 0, revisionLevel = 0;
+  FourCC vendor = 0;
+  std::uint16_t channelCount = 2, sampleSize = 16;
+  std::int16_t compressionId = 0;
+  std::uint16_t packetSize = 0;
+  std::uint32_t sampleRate = 0;  // 16.16 fixed (v0/v1)
+  // Version 1
+  std::uint32_t samplesPerPacket = 0, bytesPerPacket = 0, bytesPerFrame = 0, bytesPerSample = 0;
+  // Version 2
+  std::uint32_t structSize = 72;
+  double audioSampleRate = 0;
+  std::uint32_t audioChannels = 0, always7F000000 = 0x7F000000, constBitsPerChannel = 0;
+  std::uint32_t formatSpecificFlags = 0, constBytesPerAudioPacket = 0, constLPCMFramesPerAudioPacket = 0;
 
-    double effectiveSampleRate() const;
-    std::uint32_t effectiveChannels() const;
+  double effectiveSampleRate() const;
+  std::uint32_t effectiveChannels() const;
 
-protected:
-    Error parseFields(ByteReader& in) override;
-    void writeFields(ByteWriter& out) const override;
-    void dumpEntryFields(Dumper& out) const override;
+ protected:
+  Error parseFields(ByteReader& in) override;
+  void writeFields(ByteWriter& out) const override;
+  void dumpEntryFields(Dumper& out) const override;
 };
 
 class TimecodeSampleEntry final : public SampleEntry {
-public:
-    TimecodeSampleEntry() : SampleEntry('tmcd') {}
-    std::uint32_t reserved = 0;
-    std::uint32_t flags = 0; // drop frame 1, 24-hour max 2, negative times 4, counter 8
-    std::uint32_t timeScale = 0, frameDuration = 0;
-    std::uint8_t numberOfFrames = 0, reservedByte = 0;
-    // The source reference (user data items such as 'name') is in `extensions`.
+ public:
+  TimecodeSampleEntry() : SampleEntry('tmcd') {}
+  std::uint32_t reserved = 0;
+  std::uint32_t flags = 0;  // drop frame 1, 24-hour max 2, negative times 4, counter 8
+  std::uint32_t timeScale = 0, frameDuration = 0;
+  std::uint8_t numberOfFrames = 0, reservedByte = 0;
+  // The source reference (user data items such as 'name') is in `extensions`.
 
-protected:
-    Error parseFields(ByteReader& in) override;
-    void writeFields(ByteWriter& out) const override;
-    void dumpEntryFields(Dumper& out) const override;
+ protected:
+  Error parseFields(ByteReader& in) override;
+  void writeFields(ByteWriter& out) const override;
+  void dumpEntryFields(Dumper& out) const override;
 };
 
 class GenericSampleEntry final : public SampleEntry {
-public:
-    using SampleEntry::SampleEntry;
-    std::vector<std::uint8_t> fields; // everything after the data reference index
+ public:
+  using SampleEntry::SampleEntry;
+  std::vector<std::uint8_t> fields;  // everything after the data reference index
 
-protected:
-    Error parseFields(ByteReader& in) override;
-    void writeFields(ByteWriter& out) const override;
-    void dumpEntryFields(Dumper& out) const override;
+ protected:
+  Error parseFields(ByteReader& in) override;
+  void writeFields(ByteWriter& out) const override;
+  void dumpEntryFields(Dumper& out) const override;
 };
 
 class SampleDescriptionAtom final : public FullAtom {
-public:
-    SampleDescriptionAtom() : FullAtom('stsd') {}
-    std::vector<std::unique_ptr<SampleEntry>> entries;
+ public:
+  SampleDescriptionAtom() : FullAtom('stsd') {}
+  std::vector<std::unique_ptr<SampleEntry>> entries;
 
-    // The entry class follows the media's handler type; an unknown handler
-    // falls back on the entry's own code.
-    static std::unique_ptr<SampleEntry> createEntry(FourCC format, FourCC handlerType);
-    Error parse(ByteReader& in, ParseContext& context) override;
-    void writePayload(ByteWriter& out) const override;
-    void dumpFields(Dumper& out) const override;
+  // The entry class follows the media's handler type; an unknown handler
+  // falls back on the entry's own code.
+  static std::unique_ptr<SampleEntry> createEntry(FourCC format, FourCC handlerType);
+  Error parse(ByteReader& in, ParseContext& context) override;
+  void writePayload(ByteWriter& out) const override;
+  void dumpFields(Dumper& out) const override;
 };
 
-} // namespace vqt::container
+}  // namespace vqt::container

@@ -8,15 +8,15 @@
 namespace vqt::container {
 
 struct TimecodeFlags {
-    static constexpr std::uint32_t dropFrame = 1;
-    static constexpr std::uint32_t max24Hour = 2;
-    static constexpr std::uint32_t negativeTimesOK = 4;
-    static constexpr std::uint32_t counter = 8;
+  static constexpr std::uint32_t dropFrame = 1;
+  static constexpr std::uint32_t max24Hour = 2;
+  static constexpr std::uint32_t negativeTimesOK = 4;
+  static constexpr std::uint32_t counter = 8;
 };
 
 struct TimecodeFields {
-    bool negative = false;
-    std::uint8_t hours = 0, minutes = 0, seconds = 0, frames = 0;
+  bool negative = false;
+  std::uint8_t hours = 0, minutes = 0, seconds = 0, frames = 0;
 };
 
 // `framesPerSecond` is the nominal count (30 for 29.97). Drop-frame numbering
@@ -29,4 +29,4 @@ std::int64_t frameNumberFromTimecode(const TimecodeFields& fields, std::uint32_t
 // for negative times.
 std::string formatTimecode(const TimecodeFields& fields, std::uint32_t flags);
 
-} // namespace vqt::container
+}  // namespace vqt::container
