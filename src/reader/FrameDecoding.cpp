@@ -45,6 +45,7 @@ void swapWords(CVPixelBufferRef buffer) {
 
 int QuickTimeCodecReaderPrivate::createDecompressionSession() {
   if (decompressionSession) return 0;
+  if (videoRefusal) return 1;
   // Without a video medium there is no first sample to describe.
   TimeValue64 decodeTime = 0;
   if (videoMedia) SampleNumToMediaDecodeTime(videoMedia, 1, &decodeTime, nullptr);
@@ -108,18 +109,26 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
 
 int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
   releasePixelBuffer();
-  // No frames (no video track, or a movie opened without the scan): there is
-  // no frame step to divide by.
+  // No frames (no video track, or a movie opened without the scan).
   if (frameCount <= 0 || !videoTrack || !videoMedia) return 1;
+  // The scan has already said why no frame of this movie can be read.
+  if (videoRefusal) return 1;
 
-  const UInt32 step = static_cast<UInt32>(GetTrackDuration(videoTrack)) / static_cast<UInt32>(frameCount);
-  const auto trackTime = static_cast<TimeValue>(static_cast<UInt32>(frame - 1) * step);
+  // Frame k is the k-th stop of the open scan's walk through the track, not
+  // (k - 1) times the track duration over the frame count: that step is
+  // truncated to whole movie time units, and where the movie's time scale is
+  // coarser than the media's (1000 against 24000 or 30000) the product falls
+  // before the frame's start and picks the frame before it. The stops are
+  // sample starts rounded up to the next movie time unit, so each lies inside
+  // its own sample, after empty edits and at the start of every edit.
+  const bool counted = frame >= 1 && static_cast<size_t>(frame) <= frameTimes.size();
+  const TimeValue trackTime = counted ? frameTimes[static_cast<size_t>(frame - 1)] : -1;
   const auto mediaTime = static_cast<TimeValue64>(TrackTimeToMediaTime(trackTime, videoTrack));
   SInt64 target = 0;
   MediaDisplayTimeToSampleNum(videoMedia, mediaTime, &target, nullptr, nullptr);
   TimeValue64 decodeTime = 0;
   SampleNumToMediaDecodeTime(videoMedia, target, &decodeTime, nullptr);
-  if (GetMoviesError() != noErr) {
+  if (!counted || mediaTime < 0 || GetMoviesError() != noErr) {
     printf("Error finding decode time for frame %d\n", frame);
     return 1;
   }

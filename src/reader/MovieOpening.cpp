@@ -4,9 +4,15 @@
 
 #include <vantor/quicktime/FrameRate.h>
 
+#include <cstdio>
+
 namespace Vantor::QuickTime {
 
 namespace {
+
+// 155 hours at 30 frames a second: bounds the frame table (4 bytes a frame)
+// that a hostile edit list could otherwise grow without end.
+constexpr size_t kMaxFrames = size_t(1) << 24;
 
 bool isVideoMediaType(OSType type) {
   return type == VideoMediaType || type == 'MPEG' || type == 'moov' || type == 'url ';
@@ -78,15 +84,23 @@ int QuickTimeCodecReaderPrivate::close() {
 }
 
 void QuickTimeCodecReaderPrivate::scanTracks() {
+  videoRefusal = nullptr;
   const SInt32 count = GetMovieTrackCount(movie);
+  Track firstVideo = nullptr;
   for (SInt32 index = 1; index <= count; ++index) {
     Track track = GetMovieIndTrack(movie, index);
     if (!track) continue;
     OSType type = 0;
     GetMediaHandlerDescription(GetTrackMedia(track), &type, nullptr, nullptr);
-    if (!videoTrack && isVideoMediaType(type)) videoTrack = track;
+    if (isVideoMediaType(type)) {
+      if (!firstVideo) firstVideo = track;
+      // A disabled track is an alternative the movie does not show (another
+      // angle, a proxy): the first enabled one is the movie's picture.
+      if (!videoTrack && GetTrackEnabled(track)) videoTrack = track;
+    }
     if (!timecodeTrack && type == TimeCodeMediaType) timecodeTrack = track;
   }
+  if (!videoTrack) videoTrack = firstVideo;
   if (videoTrack) {
     measureVideoTrack();
     countFrames();
@@ -107,6 +121,7 @@ void QuickTimeCodecReaderPrivate::measureVideoTrack() {
       GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
                       reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr, nullptr);
   auto image = reinterpret_cast<ImageDescriptionHandle>(description);
+  refuseUnreadableVideo(fetched, image);
   // Only a fetched description that is at least a whole image description is
   // read; otherwise the size keeps its value.
   if (fetched == noErr && static_cast<size_t>(GetHandleSize(description)) >= sizeof(ImageDescription)) {
@@ -134,19 +149,36 @@ void QuickTimeCodecReaderPrivate::measureVideoTrack() {
   DisposeHandle(description);
 }
 
+void QuickTimeCodecReaderPrivate::refuseUnreadableVideo(OSErr fetched, ImageDescriptionHandle image) {
+  // Said once here rather than as a failure of every frame, which would tell
+  // the user nothing about why.
+  if (fetched == invalidSampleTable) {
+    videoRefusal =
+        "The movie's video samples cannot be found in the file (it holds only the header, or is cut short or damaged)";
+  } else if (fetched == noErr &&
+             static_cast<size_t>(GetHandleSize(reinterpret_cast<Handle>(image))) >= sizeof(ImageDescription) &&
+             (**image).cType == kEncryptedVideoType) {
+    videoRefusal = "The movie's video is encrypted; its frames cannot be decoded";
+  }
+  if (videoRefusal) printf("%s\n", videoRefusal);
+}
+
 void QuickTimeCodecReaderPrivate::countFrames() {
   const OSErr stickyBefore = GetMoviesStickyError();
   constexpr Fixed kRateOne = 0x00010000;
-  SInt32 frames = 0;
+  frameTimes.clear();
   TimeValue time = 0;
   short flags = nextTimeMediaSample | nextTimeEdgeOK;
-  for (;;) {
+  // Each step lands on the first whole movie time unit at or after the start
+  // of the next sample shown (empty edits skipped, every edit's own start
+  // included), so remembering the stops maps each frame to its sample later.
+  while (frameTimes.size() < kMaxFrames) {
     GetTrackNextInterestingTime(videoTrack, flags, time, kRateOne, &time, nullptr);
     if (time < 0) break;
-    ++frames;
+    frameTimes.push_back(time);
     flags = nextTimeStep;
   }
-  frameCount = frames;
+  frameCount = static_cast<SInt32>(frameTimes.size());
   hasVideo = frameCount != 0;
   if (stickyBefore == noErr) ClearMoviesStickyError();
 }

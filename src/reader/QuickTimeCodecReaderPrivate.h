@@ -12,8 +12,12 @@
 #include <list>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace Vantor::QuickTime {
+
+// The sample entry type that stands for any protected video format.
+constexpr OSType kEncryptedVideoType = 'encv';
 
 class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
  public:
@@ -36,10 +40,17 @@ class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
 
   ICMDecompressionSessionRef decompressionSession = nullptr;
   CVPixelBufferRef pixelBuffer = nullptr;
+  // The track time (movie time units) at which each frame the scan counted
+  // begins, as the stepping through the track found it: frame k is entry k-1.
+  std::vector<TimeValue> frameTimes;
+  // Why the video track can never be decoded (encrypted, samples missing from
+  // the file), said once by the scan; null when it can be tried.
+  const char* videoRefusal = nullptr;
 
  private:
   void scanTracks();
   void measureVideoTrack();
+  void refuseUnreadableVideo(OSErr fetched, ImageDescriptionHandle image);
   void countFrames();
   void readTimecodeTrack();
   // Rows of the emitted pixel buffer into the host's RGBA floats: 0, 1 when

@@ -76,7 +76,25 @@ std::uint32_t pcmFrameBytes(const SoundSampleEntry& sound) {
   return 0;
 }
 
-Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t fileSize, Track& track) {
+// The time scale that stands in for a movie header's unusable one (0): the
+// first video media's, else the first media's that has one. Edit durations
+// were counted in the unusable scale, so with it they mean nothing.
+std::uint32_t fallbackTimeScale(const Atom& moov) {
+  std::uint32_t first = 0;
+  for (const auto& atom : *moov.children()) {
+    if (atom->type() != 'trak') continue;
+    const Atom* mdia = child(atom.get(), 'mdia');
+    const auto* mediaHeader = childAs<MediaHeaderAtom>(mdia, 'mdhd');
+    const auto* handler = childAs<HandlerAtom>(mdia, 'hdlr');
+    if (!mediaHeader || mediaHeader->timeScale == 0) continue;
+    if (handler && handler->componentSubtype == 'vide') return mediaHeader->timeScale;
+    if (!first) first = mediaHeader->timeScale;
+  }
+  return first;
+}
+
+Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, bool editDurationsKnown, std::uint64_t fileSize,
+                 Track& track) {
   const auto* header = childAs<TrackHeaderAtom>(&trak, 'tkhd');
   const Atom* mdia = child(&trak, 'mdia');
   const auto* mediaHeader = childAs<MediaHeaderAtom>(mdia, 'mdhd');
@@ -145,7 +163,21 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, std::uint64_t f
   // scaled products of the time searches, always fit their 64- and 128-bit sums.
   constexpr std::uint64_t kMaxTrackTime = std::uint64_t(1) << 61;
   std::uint64_t start = 0;
-  if (const auto* list = childAs<EditListAtom>(child(&trak, 'edts'), 'elst')) {
+  const auto* list = childAs<EditListAtom>(child(&trak, 'edts'), 'elst');
+  if (list && !editDurationsKnown) {
+    // Durations in an unknown unit: the one edit that shows media keeps its
+    // media start and plays to the media's end; anything else plays it all.
+    const EditListEntry* shown = nullptr;
+    int shownCount = 0;
+    for (const auto& e : list->entries)
+      if (e.mediaTime >= 0) shown = &e, ++shownCount;
+    const std::int64_t from =
+        shownCount == 1 && shown->mediaRate == 0x10000 ? std::min<std::int64_t>(shown->mediaTime, kMaxTrackTime) : 0;
+    const std::uint64_t mediaLeft = media.duration > std::uint64_t(from) ? media.duration - std::uint64_t(from) : 0;
+    const std::uint64_t length = std::min(scaleTime(mediaLeft, media.timeScale, movieTimeScale), kMaxTrackTime);
+    if (length) track.edits.push_back({0, length, from, 0x10000});
+    start = length;
+  } else if (list) {
     for (const auto& e : list->entries) {
       const std::uint64_t duration = std::min(e.segmentDuration, kMaxTrackTime - start);
       const std::int64_t mediaTime = e.mediaTime < 0 ? -1 : std::min<std::int64_t>(e.mediaTime, kMaxTrackTime);
@@ -307,11 +339,20 @@ Error Movie::finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>&
   if (!header) return Error::noMovieAtom;
   movie->timeScale = header->timeScale;
   movie->duration = header->duration;
+  // Other readers play a movie whose header has no time scale by its media's
+  // clocks; its durations in movie units are then unknown and come from the
+  // tracks instead.
+  const bool timeScaleKnown = header->timeScale != 0;
+  if (!timeScaleKnown) {
+    movie->timeScale = fallbackTimeScale(*moov);
+    movie->duration = 0;
+  }
 
   for (const auto& atom : *moov->children()) {
     if (atom->type() != 'trak') continue;
     auto track = std::make_unique<Track>();
-    if (Error error = buildTrack(*atom, movie->timeScale, fileSize, *track); error != Error::none) return error;
+    if (Error error = buildTrack(*atom, movie->timeScale, timeScaleKnown, fileSize, *track); error != Error::none)
+      return error;
     movie->tracks.push_back(std::move(track));
   }
   const auto* udta = childAs<UserDataAtom>(moov, 'udta');
