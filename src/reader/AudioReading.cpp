@@ -3,12 +3,41 @@
 #include "QuickTimeCodecReaderPrivate.h"
 
 #include <cmath>
+#include <cstdio>
 
 namespace Vantor::QuickTime {
+
+namespace {
+
+constexpr OSType kEncryptedSoundFormat = 'enca';
+
+// Whether a sound track of the movie is encrypted: extraction then cannot
+// begin, and the user should learn why.
+bool hasEncryptedSound(Movie movie) {
+  const SInt32 count = GetMovieTrackCount(movie);
+  Handle description = NewHandle(0);
+  if (!description) return false;
+  bool encrypted = false;
+  for (SInt32 index = 1; index <= count && !encrypted; ++index) {
+    Media media = GetTrackMedia(GetMovieIndTrack(movie, index));
+    OSType type = 0;
+    GetMediaHandlerDescription(media, &type, nullptr, nullptr);
+    if (type != SoundMediaType) continue;
+    GetMediaSampleDescription(media, 1, reinterpret_cast<SampleDescriptionHandle>(description));
+    encrypted = GetMoviesError() == noErr &&
+                static_cast<size_t>(GetHandleSize(description)) >= sizeof(SoundDescription) &&
+                (**reinterpret_cast<SoundDescriptionHandle>(description)).dataFormat == kEncryptedSoundFormat;
+  }
+  DisposeHandle(description);
+  return encrypted;
+}
+
+}  // namespace
 
 int QuickTimeCodecReaderPrivate::setUpAudio() {
   if (MovieAudioExtractionBegin(movie, 0, &audioExtraction) != noErr) {
     audioExtraction = nullptr;
+    if (hasEncryptedSound(movie)) printf("The movie's sound is encrypted; it cannot be extracted\n");
     return 1;
   }
   AudioStreamBasicDescription description{};

@@ -117,11 +117,17 @@ void QuickTimeCodecReaderPrivate::measureVideoTrack() {
 
   Handle description = NewHandle(0);
   if (!description) return;
-  const OSErr fetched =
-      GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
-                      reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr, nullptr);
+  OSErr fetched = GetMediaSample2(videoMedia, nullptr, 0, nullptr, decodeTime, nullptr, nullptr, nullptr,
+                                  reinterpret_cast<SampleDescriptionHandle>(description), nullptr, 1, nullptr, nullptr);
+  // A sample whose bytes lie beyond the end of the file is refused with its
+  // description; the description itself is in the header all the same.
+  const bool samplesMissing = fetched == invalidSampleTable;
+  if (samplesMissing) {
+    GetMediaSampleDescription(videoMedia, 1, reinterpret_cast<SampleDescriptionHandle>(description));
+    fetched = GetMoviesError();
+  }
   auto image = reinterpret_cast<ImageDescriptionHandle>(description);
-  refuseUnreadableVideo(fetched, image);
+  refuseUnreadableVideo(samplesMissing, fetched, image);
   // Only a fetched description that is at least a whole image description is
   // read; otherwise the size keeps its value.
   if (fetched == noErr && static_cast<size_t>(GetHandleSize(description)) >= sizeof(ImageDescription)) {
@@ -149,10 +155,11 @@ void QuickTimeCodecReaderPrivate::measureVideoTrack() {
   DisposeHandle(description);
 }
 
-void QuickTimeCodecReaderPrivate::refuseUnreadableVideo(OSErr fetched, ImageDescriptionHandle image) {
+void QuickTimeCodecReaderPrivate::refuseUnreadableVideo(bool samplesMissing, OSErr fetched,
+                                                        ImageDescriptionHandle image) {
   // Said once here rather than as a failure of every frame, which would tell
   // the user nothing about why.
-  if (fetched == invalidSampleTable) {
+  if (samplesMissing) {
     videoRefusal =
         "The movie's video samples cannot be found in the file (it holds only the header, or is cut short or damaged)";
   } else if (fetched == noErr &&

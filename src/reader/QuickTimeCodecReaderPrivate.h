@@ -50,7 +50,7 @@ class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
  private:
   void scanTracks();
   void measureVideoTrack();
-  void refuseUnreadableVideo(OSErr fetched, ImageDescriptionHandle image);
+  void refuseUnreadableVideo(bool samplesMissing, OSErr fetched, ImageDescriptionHandle image);
   void countFrames();
   void readTimecodeTrack();
   // Rows of the emitted pixel buffer into the host's RGBA floats: 0, 1 when

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 
 using Vantor::QuickTime::QuickTimeCodecReader;
@@ -37,9 +38,9 @@ TEST(OddHeaders, MovieTimeScaleZeroFallsBackToTheMedia) {
   }
 }
 
-// Opening and three decodes of `file`: each decode fails, and the reason is
-// printed once, not once a frame.
-void expectOneRefusal(const char* file, const char* reason) {
+// Opening and three decodes of `file`: each decode fails, and the reasons are
+// printed once each at open, not once a frame.
+void expectRefusedOnce(const char* file, std::initializer_list<const char*> reasons) {
   QuickTimeCodecReader reader;
   std::vector<float> frame(512 * 256 * 4);
   const std::string printed = printedBy([&] {
@@ -47,13 +48,26 @@ void expectOneRefusal(const char* file, const char* reason) {
     EXPECT_GT(reader.getFrameCount(), 0) << "the frames are there, only unreadable";
     for (int f : {1, 2, reader.getFrameCount()}) EXPECT_EQ(reader.decodeFrame(f, frame.data()), 1) << f;
   });
-  EXPECT_EQ(occurrences(printed, reason), 1u) << printed;
-  EXPECT_EQ(occurrences(printed, "\n"), 1u) << "one message only:\n" << printed;
+  for (const char* reason : reasons) EXPECT_EQ(occurrences(printed, reason), 1u) << printed;
+  EXPECT_EQ(occurrences(printed, "\n"), reasons.size()) << "one line a reason:\n" << printed;
 }
 
-TEST(Refusals, EncryptedVideoIsSaidOnce) { expectOneRefusal("encrypted.mp4", "encrypted"); }
+TEST(Refusals, EncryptedVideoAndSoundAreSaidOnce) {
+  expectRefusedOnce("encrypted.mp4", {"video is encrypted", "sound is encrypted"});
+  QuickTimeCodecReader reader;
+  // The sound cannot be set up: the result code says so, as for any sound that cannot.
+  printedBy([&] { EXPECT_EQ(reader.open(fixture("encrypted.mp4"), 3), 1); });
+  EXPECT_FALSE(reader.hasAudio());
+}
 
-TEST(Refusals, HeaderOnlyMovieIsSaidOnce) { expectOneRefusal("header-only.mov", "only the header"); }
+TEST(Refusals, HeaderOnlyMovieIsSaidOnceAndStillMeasured) {
+  expectRefusedOnce("header-only.mov", {"only the header"});
+  QuickTimeCodecReader reader;
+  printedBy([&] { reader.open(fixture("header-only.mov"), 1); });
+  const VideoInfo info = videoInfo(reader);
+  EXPECT_EQ(info.width, 64);
+  EXPECT_EQ(info.height, 48);
+}
 
 TEST(TrackChoice, SoundOnlyMovieHasNoVideo) {
   QuickTimeCodecReader reader;
