@@ -170,6 +170,22 @@ void QuickTimeCodecReaderPrivate::refuseUnreadableVideo(bool samplesMissing, OSE
   if (videoRefusal) printf("%s\n", videoRefusal);
 }
 
+bool QuickTimeCodecReaderPrivate::showsOnlyItsTail(TimeValue trackTime) const {
+  // An edit that starts part-way through a picture (a cut made off the frame
+  // grid) shows only its tail. Other readers do not count such a picture as
+  // a frame of the movie, and neither do we, so that frame numbers agree with
+  // theirs. A step lands less than one movie time unit after its picture's
+  // start; only an edit's own start can land further in.
+  const TimeValue mediaTime = TrackTimeToMediaTime(trackTime, videoTrack);
+  if (mediaTime < 0) return false;
+  SInt64 sample = 0;
+  TimeValue64 pictureStart = 0;
+  MediaDisplayTimeToSampleNum(videoMedia, mediaTime, &sample, &pictureStart, nullptr);
+  if (GetMoviesError() != noErr || pictureStart >= mediaTime) return false;
+  const double movieUnits = static_cast<double>(mediaTime - pictureStart) * GetMovieTimeScale(movie);
+  return movieUnits >= static_cast<double>(GetMediaTimeScale(videoMedia));
+}
+
 void QuickTimeCodecReaderPrivate::countFrames() {
   const OSErr stickyBefore = GetMoviesStickyError();
   constexpr Fixed kRateOne = 0x00010000;
@@ -182,8 +198,8 @@ void QuickTimeCodecReaderPrivate::countFrames() {
   while (frameTimes.size() < kMaxFrames) {
     GetTrackNextInterestingTime(videoTrack, flags, time, kRateOne, &time, nullptr);
     if (time < 0) break;
-    frameTimes.push_back(time);
     flags = nextTimeStep;
+    if (!showsOnlyItsTail(time)) frameTimes.push_back(time);
   }
   frameCount = static_cast<SInt32>(frameTimes.size());
   hasVideo = frameCount != 0;

@@ -52,6 +52,9 @@ class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
   void measureVideoTrack();
   void refuseUnreadableVideo(bool samplesMissing, OSErr fetched, ImageDescriptionHandle image);
   void countFrames();
+  // Whether the picture shown from `trackTime` began more than one movie time
+  // unit before it: an edit that starts inside it shows only its tail.
+  bool showsOnlyItsTail(TimeValue trackTime) const;
   void readTimecodeTrack();
   // Rows of the emitted pixel buffer into the host's RGBA floats: 0, 1 when
   // nothing was emitted, 2 for a pixel format without a conversion.

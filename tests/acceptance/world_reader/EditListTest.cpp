@@ -22,8 +22,8 @@ struct EditCase {
 };
 
 const EditCase kEdits[] = {
-    {"edit-none.mov", 24},   {"edit-empty-head.mov", 24}, {"edit-video-late.mov", 24},
-    {"edit-inside.mov", 42}, {"edit-several.mov", 18},
+    {"edit-none.mov", 24},   {"edit-empty-head.mov", 24},     {"edit-video-late.mov", 24},
+    {"edit-inside.mov", 42}, {"edit-inside-partial.mov", 40}, {"edit-several.mov", 18},
 };
 
 class EditList : public testing::TestWithParam<EditCase> {};
@@ -80,6 +80,8 @@ TEST(EditList, EachShapeShowsTheRightPartOfTheMedia) {
       // The trimmed head (six frames) is decoded but never shown.
       {"edit-inside.mov", 1, "edit-h264-long.mov", 6},
       {"edit-inside.mov", 42, "edit-h264-long.mov", 47},
+      // Cut 7.2 frames in: the eighth picture, shown only in part, is not a frame.
+      {"edit-inside-partial.mov", 1, "edit-h264-long.mov", 8},
       // Media frames 12-17, then 0-11.
       {"edit-several.mov", 1, "edit-none.mov", 12},
       {"edit-several.mov", 6, "edit-none.mov", 17},

@@ -64,6 +64,8 @@ fixture edit-video-late.mov -f lavfi -i "$(pattern 24)" -f lavfi -i "$(tone 1000
 fixture edit-h264-long.mov -f lavfi -i "$(pattern 24)" -frames:v 48 -c:v libx264 -preset veryfast -g 12 -bf 2 \
   -pix_fmt yuv420p
 fixture edit-inside.mov -ss 0.25 -i "$out/edit-h264-long.mov" -c copy
+# The same cut off the frame grid: its first picture shows only its tail.
+fixture edit-inside-partial.mov -ss 0.3 -i "$out/edit-h264-long.mov" -c copy
 # Several edits in a row: the two entries of the empty-head movie rewritten
 # in place to show media frames 12-17 (250 ms from media time 6144), then
 # frames 0-11 (500 ms from 0).
