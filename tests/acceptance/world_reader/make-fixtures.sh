@@ -46,7 +46,7 @@ atom_offset() {
   [ -n "$at" ] && echo $((at - 4))
 }
 # Overwrites bytes of FILE at OFFSET with the printf-escaped BYTES.
-patch_bytes() { printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
+patch_bytes() { printf '%b' "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
 
 # Edits. Photo-JPEG at 24 fps, every frame a sync sample; media time scale
 # 12288 (512 a frame), movie time scale 1000.
