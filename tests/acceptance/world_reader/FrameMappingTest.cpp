@@ -1,5 +1,5 @@
 // Frame numbers on movies made at every common rate, under a movie time scale
-// of 600, of 1000 (the ffmpeg CLI's default) and equal to the media's, in four
+// of 600, of 1000 (the ffmpeg CLI's default) and equal to the media's, in five
 // codecs: the frame count is ffprobe's, every frame is the CLI's frame of the
 // same index, and random access gives what reading in order gives.
 #include "WorldFixtures.h"
@@ -70,7 +70,7 @@ TEST_P(FrameMapping, EveryFrameIsTheCliFrameOfTheSameIndex) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, FrameMapping,
-                         testing::Combine(testing::Values("h264", "prores", "mjpeg", "png"),
+                         testing::Combine(testing::Values("h264", "hevc", "prores", "mjpeg", "png"),
                                           testing::Values("2398", "24", "25", "2997", "30", "50", "5994", "60"),
                                           testing::Values("600", "1000", "media")),
                          [](const testing::TestParamInfo<RateCase>& info) {

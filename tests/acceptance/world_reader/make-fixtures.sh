@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes, with the ffmpeg CLI and its defaults, the movies people receive: every
-# common frame rate under three movie time scales and four codecs, edit lists
+# common frame rate under three movie time scales and five codecs, edit lists
 # of each shape, a movie header without a time scale, an encrypted movie and
 # one whose sample data is missing. Existing files are kept.
 set -euo pipefail
@@ -15,6 +15,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../../fixture-functions.sh"
 pattern() { echo "nullsrc=size=64x48:rate=$1,format=gray,geq=lum=mod((X+7*N)*4+Y\,256)"; }
 declare -A codec=(
   [h264]="-c:v libx264 -preset veryfast -g 6 -bf 2 -pix_fmt yuv420p"
+  [hevc]="-c:v libx265 -preset veryfast -x265-params log-level=error:bframes=2:keyint=6 -pix_fmt yuv420p -tag:v hvc1"
   [prores]="-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le"
   [mjpeg]="-c:v mjpeg -q:v 2 -pix_fmt yuvj420p"
   [png]="-c:v png -pix_fmt rgb24"
