@@ -97,7 +97,10 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
       ICMDecompressionSessionCreate(kCFAllocatorDefault, image, options, attributes, &tracking, &decompressionSession);
   if (options) ICMDecompressionSessionOptionsRelease(options);
   if (result == noCodecErr) {
-    printf("No suitable codec found for this movie\n");
+    // No decompressor will appear later: said once, and later frames fail
+    // without trying again.
+    videoRefusal = "No suitable codec found for this movie";
+    printf("%s\n", videoRefusal);
   } else if (result != noErr) {
     printf("Failed to create decompression session\n");
   }

@@ -44,7 +44,7 @@ class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
   // begins, as the stepping through the track found it: frame k is entry k-1.
   std::vector<TimeValue> frameTimes;
   // Why the video track can never be decoded (encrypted, samples missing from
-  // the file), said once by the scan; null when it can be tried.
+  // the file, no decompressor), said once; null when it can be tried.
   const char* videoRefusal = nullptr;
 
  private:
