@@ -3,6 +3,7 @@
 #include <vantor/host/BundleLocation.h>
 
 #include <crt_externs.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,6 +39,21 @@ ssize_t writeWithoutSigpipe(int fd, const void* buffer, size_t length) {
   return result;
 }
 
+// In the forked child, just before execve: standard input, output and error
+// survive exec (dup2 clears close-on-exec, but a pipe end that already was 0 or
+// 1 kept it), and every other descriptor of the host, whoever opened it, is
+// closed. Only system calls, so it is safe between fork and execve.
+void keepOnlyStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    const int flags = fcntl(fd, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC)) fcntl(fd, F_SETFD, flags & ~FD_CLOEXEC);
+  }
+  if (close_range(3, ~0u, 0) == 0) return;
+  // Kernels before 5.9: close what the descriptor limit allows.
+  const long limit = sysconf(_SC_OPEN_MAX);
+  for (long fd = 3; fd < (limit > 0 ? limit : 1024); ++fd) ::close(static_cast<int>(fd));
+}
+
 }  // namespace
 
 ChildProcess::~ChildProcess() {
@@ -46,8 +62,11 @@ ChildProcess::~ChildProcess() {
 }
 
 int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePipes) {
+  // Close-on-exec from the start: a child started later, by this channel or
+  // any other, must not inherit these ends, or a reader here would never see
+  // end of file while that other child lives.
   if (usePipes) {
-    if (pipe(outPipe) != 0 || pipe(inPipe) != 0) {
+    if (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(inPipe, O_CLOEXEC) != 0) {
       perror("Cannot create pipes");
       abort();
     }
@@ -77,6 +96,7 @@ int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePi
       dup2(outPipe[1], 1);
       ::close(outPipe[1]);
     }
+    keepOnlyStandardStreams();
     execve(file, args.data(), environment);
     const int execErrno = errno;
     // The failure report uses write(2), which is safe in a forked child.
