@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "PixelFormatChoice.h"
+#include "Diagnostics.h"
 
 namespace Vantor::QuickTime {
 
@@ -81,7 +82,7 @@ std::vector<GlobalSettingsEntry> readGlobalSettings(const std::string& path) {
       fields.clear();
     }
     if (fields.size() != 6) {
-      std::cerr << "Ignoring bad line " << number << ": " << line << std::endl;
+      diagnosticError(LogLevel::kWarning, "Ignoring bad line %d: %s\n", number, line);
       continue;
     }
     if (fields[3] == "windows") continue;

@@ -50,6 +50,8 @@ std::string bundleContentsPath() {
   }
   if (candidates.size() == 1) return candidates.front() + "/Contents";
 
+  // Always on standard error, never through the host's log: the process
+  // aborts next and these lines are all it leaves behind.
   std::cerr << "Don't know our bundle, possibilities:" << std::endl;
   for (const std::string& candidate : candidates) std::cerr << candidate << std::endl;
   // After the candidates, so the lines above read as always: where the

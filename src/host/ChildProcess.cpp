@@ -14,6 +14,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "Diagnostics.h"
+
 namespace Vantor {
 
 namespace {
@@ -67,7 +69,7 @@ int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePi
   // end of file while that other child lives.
   if (usePipes) {
     if (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(inPipe, O_CLOEXEC) != 0) {
-      perror("Cannot create pipes");
+      diagnosticPerror(LogLevel::kError, "Cannot create pipes");
       abort();
     }
   }
@@ -104,11 +106,13 @@ int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePi
     ignored = ::write(2, "\n", 1);
     (void)ignored;
     errno = execErrno;
+    // perror itself, not the host's log: this is the forked child, which must
+    // run none of the host's code (its callback included) before ending.
     perror("Failed to launch child");
     _exit(127);
   }
   if (pid == -1) {
-    perror("Could not fork for child");
+    diagnosticPerror(LogLevel::kError, "Could not fork for child");
     exit(1);
   }
   if (usePipes) {
@@ -124,7 +128,7 @@ int ChildProcess::writeString(const std::string& text) { return write(text.c_str
 
 int ChildProcess::write(const void* buffer, size_t length) {
   if (inPipe[1] == -1) {
-    perror("Could not write to stdin on child process");
+    diagnosticPerror(LogLevel::kError, "Could not write to stdin on child process");
     return 0;
   }
   return static_cast<int>(writeWithoutSigpipe(inPipe[1], buffer, length));
@@ -132,7 +136,7 @@ int ChildProcess::write(const void* buffer, size_t length) {
 
 int ChildProcess::read(void* buffer, size_t length) {
   if (outPipe[0] == -1) {
-    perror("Could not read from stdout on child process");
+    diagnosticPerror(LogLevel::kError, "Could not read from stdout on child process");
     return 0;
   }
   return static_cast<int>(::read(outPipe[0], buffer, length));
@@ -148,7 +152,7 @@ bool ChildProcess::terminate() {
   // Without a child (pid 0 would signal our whole process group) there is nothing to stop.
   if (pid > 0 && kill(pid, SIGTERM) == 0) return true;
   if (pid <= 0) errno = ESRCH;
-  perror("Could not terminate sub process");
+  diagnosticPerror(LogLevel::kError, "Could not terminate sub process");
   return false;
 }
 

@@ -28,6 +28,12 @@ check_host() {
   [ -s "$work/run/out.mov" ]
   "$program" settings 12
   "$program" settings 21
+  # The library's messages: on standard output by default, silenced by the
+  # variable, handed to the host's callback and nowhere else.
+  "$program" read "$work/run/out.mov" >"$work/run/read.txt"
+  grep -q "host check" "$work/run/read.txt"
+  [ -z "$(VANTOR_QUICKTIME_LOG=silent "$program" read "$work/run/out.mov" 2>&1)" ]
+  [ "$("$program" quiet "$work/run/out.mov" 2>&1)" = "callback heard $(wc -c <"$work/run/read.txt") bytes" ]
 }
 
 echo "== find_package, then installed"

@@ -1,9 +1,15 @@
 // What a host does with the installed library, one check per command:
 //   bundle            print the host bundle's contents path; the settings tool must be there
 //   settings 12|21    two settings-tool channels at once, closed first-then-second or the reverse
-//   write OUT.mov     a short movie, so the library has something to say
+//   write OUT.mov     a short movie with a title
+//   read MOVIE        its metadata, which the library traces on standard output by default
+//   quiet MOVIE       the same with the library's messages taken over by a callback: nothing of
+//                     the library's reaches standard output or error, the callback gets it all
 #include <vantor/host/BundleLocation.h>
+#include <vantor/Log.h>
 #include <vantor/host/ChildProcess.h>
+#include <vantor/property/Property.h>
+#include <vantor/quicktime/QuickTimeCodecReader.h>
 #include <vantor/quicktime/QuickTimeCodecWriter.h>
 
 #include <unistd.h>
@@ -62,7 +68,31 @@ int write(const char* path) {
   for (int frame = 0; frame < 3; ++frame)
     if (writer.encodeFrame(frame, bgra.data(), false) != 0) return fail("encode");
   writer.finishVideo();
+  Vantor::Property::String title("title", 1);
+  title.setValue("host check", 0);
+  writer.setMetadata({&title});
   return writer.closeMovie(false) == 0 ? 0 : fail("close");
+}
+
+int read(const char* path) {
+  Vantor::QuickTime::QuickTimeCodecReader reader;
+  if (reader.open(path, 1) != 0) return fail("open");
+  std::list<Vantor::Property::Base*> properties;
+  reader.getMetadata(properties);
+  for (auto* property : properties) delete property;
+  return 0;
+}
+
+int quiet(const char* path) {
+  std::string heard;
+  Vantor::setLogCallback(
+      [](Vantor::LogLevel, const char* message, void* context) { *static_cast<std::string*>(context) += message; },
+      &heard);
+  if (read(path) != 0) return 1;
+  Vantor::setLogCallback(nullptr, nullptr);
+  if (heard.find("host check") == std::string::npos) return fail(("callback heard: " + heard).c_str());
+  std::printf("callback heard %zu bytes\n", heard.size());
+  return 0;
 }
 
 }  // namespace
@@ -73,5 +103,7 @@ int main(int argc, char** argv) {
   if (command == "bundle") return bundle();
   if (command == "settings" && argc == 3) return settings(argv[2]);
   if (command == "write" && argc == 3) return write(argv[2]);
-  return fail("usage: host_check bundle | settings 12|21 | write OUT.mov");
+  if (command == "read" && argc == 3) return read(argv[2]);
+  if (command == "quiet" && argc == 3) return quiet(argv[2]);
+  return fail("usage: host_check bundle | settings 12|21 | write OUT.mov | read MOVIE | quiet MOVIE");
 }
