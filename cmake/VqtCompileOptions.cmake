@@ -14,6 +14,13 @@ add_compile_options(
   -Wno-multichar
 )
 
+# Hidden by default: the shared library exports only what the public headers
+# mark with VANTOR_EXPORT (include/vantor/Export.h), never the platform layer or
+# the engines linked into it.
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
 if(VQT_SANITIZE)
   add_compile_options(-fsanitize=${VQT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VQT_SANITIZE})

@@ -5,12 +5,14 @@
 #     Frameworks/libvantor_quicktime.so*     the library itself
 #   lib/libvantor_quicktime.so*              symlinks into Frameworks/
 #   bin/qtmovie                              symlink to the bundle's qtmovie
-#   include/vantor/..., include/CoreFoundation, include/Carbon
+#   include/vantor/...                       the public headers, nothing else
 #   lib/cmake/VantorQuickTime/               find_package(VantorQuickTime) -> Vantor::QuickTime
 #   lib/pkgconfig/vantor-quicktime.pc
-# The library finds the host bundle from the path it was loaded from, so
-# consumers must load it from Frameworks/: the CMake imported location and the
-# pkg-config -L and rpath point there, never at the lib/ symlinks.
+# The library finds the host bundle from the path it was loaded from: inside
+# Frameworks/, through the lib/ symlinks, or as a copy in a lib/ folder with
+# the bundle at vantor/Host.app beside it (VANTOR_QUICKTIME_BUNDLE names any
+# other place). The CMake imported location and the pkg-config -L and rpath
+# point at Frameworks/.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -28,11 +30,12 @@ foreach(tool qtsettings qtmovie)
   endif()
 endforeach()
 
+# The public headers reach no platform header, so only the project's own folder is installed.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vantor DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# Platform headers reached from the public ones (the bundle location's Core Foundation types).
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/corefoundation/include/CoreFoundation
-                  ${PROJECT_SOURCE_DIR}/platform/carbon/include/Carbon
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# Where a copy of the library in lib/ finds the bundle, relative to that lib/.
+file(RELATIVE_PATH VQT_BUNDLE_FROM_LIBDIR /root/${CMAKE_INSTALL_LIBDIR} /root/${VQT_INSTALL_BUNDLE})
+target_compile_definitions(vqt_host PRIVATE VQT_BUNDLE_FROM_LIBDIR="${VQT_BUNDLE_FROM_LIBDIR}")
 
 # Relative symlinks, made at install time so that DESTDIR and moved prefixes keep working.
 set(VQT_LIBRARY_SONAME "libvantor_quicktime.so.${PROJECT_VERSION_MAJOR}")
@@ -60,3 +63,35 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VantorQuickTimeConfig.cmake
 file(RELATIVE_PATH VQT_PC_TO_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vantor-quicktime.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vantor-quicktime.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vantor-quicktime.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Installed binaries are stripped of their debug information (the build tree
+# keeps it). With VQT_INSTALL_DEBUG_INFO the information goes into a separate
+# FILE.debug beside each binary instead, found by debuggers through the
+# binary's .gnu_debuglink section.
+option(VQT_INSTALL_DEBUG_INFO "Install debug information as separate .debug files" OFF)
+find_program(VQT_STRIP NAMES ${CMAKE_STRIP} strip REQUIRED)
+find_program(VQT_OBJCOPY NAMES ${CMAKE_OBJCOPY} objcopy REQUIRED)
+set(VQT_INSTALLED_BINARIES
+  "${VQT_INSTALL_FRAMEWORKS}/libvantor_quicktime.so.${PROJECT_VERSION}"
+  "${VQT_INSTALL_BUNDLE}/Contents/MacOS/qtsettings"
+  "${VQT_INSTALL_BUNDLE}/Contents/MacOS/qtmovie")
+if(VQT_INSTALL_DEBUG_INFO)
+  set(strip_one "
+      execute_process(COMMAND \"${VQT_OBJCOPY}\" --only-keep-debug \"\${file}\" \"\${file}.debug\" COMMAND_ERROR_IS_FATAL ANY)
+      execute_process(COMMAND \"${VQT_STRIP}\" --strip-debug --strip-unneeded \"\${file}\" COMMAND_ERROR_IS_FATAL ANY)
+      get_filename_component(name \"\${file}.debug\" NAME)
+      get_filename_component(folder \"\${file}\" DIRECTORY)
+      execute_process(COMMAND \"${VQT_OBJCOPY}\" --add-gnu-debuglink=\${name} \"\${file}\"
+                      WORKING_DIRECTORY \"\${folder}\" COMMAND_ERROR_IS_FATAL ANY)")
+else()
+  set(strip_one "
+      execute_process(COMMAND \"${VQT_STRIP}\" --strip-unneeded \"\${file}\" COMMAND_ERROR_IS_FATAL ANY)")
+endif()
+install(CODE "
+  foreach(binary ${VQT_INSTALLED_BINARIES})
+    set(file \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/\${binary}\")
+    if(EXISTS \"\${file}\")
+      ${strip_one}
+    endif()
+  endforeach()
+")

@@ -5,6 +5,7 @@
 // runs over fuzzed rows without the table growing input after input.
 #include <Carbon/MacMemory.h>
 #include <QuickTime/ImageCompression.h>
+#include <CoreFoundation/CFBundle.h>
 #include <vantor/host/BundleLocation.h>
 
 #include <unistd.h>

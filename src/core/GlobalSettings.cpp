@@ -3,6 +3,9 @@
 #include <vantor/host/BundleLocation.h>
 #include <vantor/property/PropertyText.h>
 
+#include <ext/stdio_filebuf.h>
+#include <fcntl.h>
+
 #include <atomic>
 #include <fstream>
 #include <iostream>
@@ -10,6 +13,7 @@
 #include <sstream>
 
 #include "PixelFormatChoice.h"
+#include "Diagnostics.h"
 
 namespace Vantor::QuickTime {
 
@@ -55,7 +59,12 @@ const std::vector<GlobalSettingsEntry>& globalSettingsTable() { return table(); 
 
 std::vector<GlobalSettingsEntry> readGlobalSettings(const std::string& path) {
   std::vector<GlobalSettingsEntry> rows;
-  std::ifstream file(resolveBundleRelativePath(path));
+  // An istream over a close-on-exec descriptor (std::ifstream cannot ask for
+  // one), so a child started meanwhile by another thread does not inherit it.
+  // A file that cannot be opened reads as an empty stream.
+  const int fd = ::open(resolveBundleRelativePath(path).c_str(), O_RDONLY | O_CLOEXEC);
+  __gnu_cxx::stdio_filebuf<char> buffer(fd, std::ios::in);
+  std::istream file(fd >= 0 ? &buffer : nullptr);
   int lineNumber = 1;
   // A line is read into 256 bytes: a longer one is cut to 255 characters,
   // processed, and ends the reading (the stream is no longer good).
@@ -73,7 +82,7 @@ std::vector<GlobalSettingsEntry> readGlobalSettings(const std::string& path) {
       fields.clear();
     }
     if (fields.size() != 6) {
-      std::cerr << "Ignoring bad line " << number << ": " << line << std::endl;
+      diagnosticError(LogLevel::kWarning, "Ignoring bad line %d: %s\n", number, line);
       continue;
     }
     if (fields[3] == "windows") continue;

@@ -1,4 +1,5 @@
 #include "QuickTimeCodecPrivate.h"
+#include "Diagnostics.h"
 
 #include <vantor/quicktime/FrameRate.h>
 
@@ -42,7 +43,7 @@ QuickTimeCodecPrivate::QuickTimeCodecPrivate() {
   SetPort(port);
 
   if (GetCodecNameList(&codecNameList, 1) != noErr) {
-    std::cerr << "QuicktimeCodec: Failed to retrieve codec list" << std::endl;
+    diagnosticError(LogLevel::kError, "QuicktimeCodec: Failed to retrieve codec list\n");
     codecNameList = nullptr;
     return;
   }

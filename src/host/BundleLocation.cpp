@@ -4,6 +4,9 @@
 #include <iostream>
 #include <vector>
 
+#include "BundlePaths.h"
+#include "InstalledBundle.h"
+
 namespace Vantor {
 
 std::string toStdString(CFStringRef text) {
@@ -29,6 +32,9 @@ std::string bundlePath(CFBundleRef bundle) {
 }
 
 std::string bundleContentsPath() {
+  // Normally done when the library was loaded; here for programs that link it
+  // statically, before the identifier is looked up.
+  const InstalledBundleSearch& installed = registerInstalledHostBundle();
   CFBundleRef bundle = CFBundleGetBundleWithIdentifier(CFSTR(kHostBundleIdentifier));
   const std::string path = bundle ? bundlePath(bundle) : "";
   if (!path.empty() && path != "/") return path + "/Contents";
@@ -44,8 +50,15 @@ std::string bundleContentsPath() {
   }
   if (candidates.size() == 1) return candidates.front() + "/Contents";
 
+  // Always on standard error, never through the host's log: the process
+  // aborts next and these lines are all it leaves behind.
   std::cerr << "Don't know our bundle, possibilities:" << std::endl;
   for (const std::string& candidate : candidates) std::cerr << candidate << std::endl;
+  // After the candidates, so the lines above read as always: where the
+  // installed bundle was looked for, and how to name it instead.
+  for (const std::string& folder : installed.lookedAt)
+    std::cerr << "looked for the installed host bundle at " << folder << std::endl;
+  std::cerr << "set " << kHostBundleVariable << " to the host bundle's folder (Host.app)" << std::endl;
   std::abort();
 }
 

@@ -3,6 +3,7 @@
 #include <vantor/host/BundleLocation.h>
 
 #include <crt_externs.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
+#include "Diagnostics.h"
 
 namespace Vantor {
 
@@ -38,6 +41,21 @@ ssize_t writeWithoutSigpipe(int fd, const void* buffer, size_t length) {
   return result;
 }
 
+// In the forked child, just before execve: standard input, output and error
+// survive exec (dup2 clears close-on-exec, but a pipe end that already was 0 or
+// 1 kept it), and every other descriptor of the host, whoever opened it, is
+// closed. Only system calls, so it is safe between fork and execve.
+void keepOnlyStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    const int flags = fcntl(fd, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC)) fcntl(fd, F_SETFD, flags & ~FD_CLOEXEC);
+  }
+  if (close_range(3, ~0u, 0) == 0) return;
+  // Kernels before 5.9: close what the descriptor limit allows.
+  const long limit = sysconf(_SC_OPEN_MAX);
+  for (long fd = 3; fd < (limit > 0 ? limit : 1024); ++fd) ::close(static_cast<int>(fd));
+}
+
 }  // namespace
 
 ChildProcess::~ChildProcess() {
@@ -46,9 +64,12 @@ ChildProcess::~ChildProcess() {
 }
 
 int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePipes) {
+  // Close-on-exec from the start: a child started later, by this channel or
+  // any other, must not inherit these ends, or a reader here would never see
+  // end of file while that other child lives.
   if (usePipes) {
-    if (pipe(outPipe) != 0 || pipe(inPipe) != 0) {
-      perror("Cannot create pipes");
+    if (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(inPipe, O_CLOEXEC) != 0) {
+      diagnosticPerror(LogLevel::kError, "Cannot create pipes");
       abort();
     }
   }
@@ -77,6 +98,7 @@ int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePi
       dup2(outPipe[1], 1);
       ::close(outPipe[1]);
     }
+    keepOnlyStandardStreams();
     execve(file, args.data(), environment);
     const int execErrno = errno;
     // The failure report uses write(2), which is safe in a forked child.
@@ -84,11 +106,13 @@ int ChildProcess::launch(std::string& path, std::vector<char*>& args, bool usePi
     ignored = ::write(2, "\n", 1);
     (void)ignored;
     errno = execErrno;
+    // perror itself, not the host's log: this is the forked child, which must
+    // run none of the host's code (its callback included) before ending.
     perror("Failed to launch child");
     _exit(127);
   }
   if (pid == -1) {
-    perror("Could not fork for child");
+    diagnosticPerror(LogLevel::kError, "Could not fork for child");
     exit(1);
   }
   if (usePipes) {
@@ -104,7 +128,7 @@ int ChildProcess::writeString(const std::string& text) { return write(text.c_str
 
 int ChildProcess::write(const void* buffer, size_t length) {
   if (inPipe[1] == -1) {
-    perror("Could not write to stdin on child process");
+    diagnosticPerror(LogLevel::kError, "Could not write to stdin on child process");
     return 0;
   }
   return static_cast<int>(writeWithoutSigpipe(inPipe[1], buffer, length));
@@ -112,7 +136,7 @@ int ChildProcess::write(const void* buffer, size_t length) {
 
 int ChildProcess::read(void* buffer, size_t length) {
   if (outPipe[0] == -1) {
-    perror("Could not read from stdout on child process");
+    diagnosticPerror(LogLevel::kError, "Could not read from stdout on child process");
     return 0;
   }
   return static_cast<int>(::read(outPipe[0], buffer, length));
@@ -128,7 +152,7 @@ bool ChildProcess::terminate() {
   // Without a child (pid 0 would signal our whole process group) there is nothing to stop.
   if (pid > 0 && kill(pid, SIGTERM) == 0) return true;
   if (pid <= 0) errno = ESRCH;
-  perror("Could not terminate sub process");
+  diagnosticPerror(LogLevel::kError, "Could not terminate sub process");
   return false;
 }
 

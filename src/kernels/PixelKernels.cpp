@@ -4,9 +4,20 @@
 
 #include <vantor/quicktime/PixelKernels.h>
 
+#include <bit>
+#include <cstdint>
 #include <initializer_list>
 
+#include "PixelMath.h"
+
 namespace Vantor::QuickTime {
+
+// The public header spells the luma scales as hexadecimal literals; they must
+// stay the exact values the kernels use.
+static_assert(std::bit_cast<std::uint32_t>(kVideo2vuyMpeg.lumaScale) ==
+              std::bit_cast<std::uint32_t>(pixelmath::k1Over218));
+static_assert(std::bit_cast<std::uint32_t>(kVideo2vuyDefault.lumaScale) ==
+              std::bit_cast<std::uint32_t>(pixelmath::k1Over219));
 
 namespace {
 

@@ -2,6 +2,8 @@
 // movie audio extraction; positions and counts are samples (frames x channels).
 #include "QuickTimeCodecReaderPrivate.h"
 
+#include "Diagnostics.h"
+
 #include <cmath>
 #include <cstdio>
 
@@ -37,7 +39,8 @@ bool hasEncryptedSound(Movie movie) {
 int QuickTimeCodecReaderPrivate::setUpAudio() {
   if (MovieAudioExtractionBegin(movie, 0, &audioExtraction) != noErr) {
     audioExtraction = nullptr;
-    if (hasEncryptedSound(movie)) printf("The movie's sound is encrypted; it cannot be extracted\n");
+    if (hasEncryptedSound(movie))
+      diagnostic(LogLevel::kError, "The movie's sound is encrypted; it cannot be extracted\n");
     return 1;
   }
   AudioStreamBasicDescription description{};

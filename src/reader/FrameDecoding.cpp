@@ -5,6 +5,7 @@
 
 #include "PixelFormatChoice.h"
 #include "PixelFormatNames.h"
+#include "Diagnostics.h"
 
 #include <vantor/quicktime/PixelKernels.h>
 
@@ -50,7 +51,7 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
   TimeValue64 decodeTime = 0;
   if (videoMedia) SampleNumToMediaDecodeTime(videoMedia, 1, &decodeTime, nullptr);
   if (!videoMedia || GetMoviesError() != noErr) {
-    printf("Error finding decode time for start of movie\n");
+    diagnostic(LogLevel::kError, "Error finding decode time for start of movie\n");
     return 1;
   }
   Handle description = NewHandle(0);
@@ -61,7 +62,7 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
                       &sampleFlags) != noErr ||
       static_cast<size_t>(GetHandleSize(description)) < sizeof(ImageDescription)) {
     if (description) DisposeHandle(description);
-    printf("Failed to size up media sample\n");
+    diagnostic(LogLevel::kError, "Failed to size up media sample\n");
     return 1;
   }
   auto image = reinterpret_cast<ImageDescriptionHandle>(description);
@@ -73,7 +74,7 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
                                                                 &kCFTypeDictionaryValueCallBacks);
   if (!attributes) {
     DisposeHandle(description);
-    printf("Couldn't create dictionary\n");
+    diagnostic(LogLevel::kError, "Couldn't create dictionary\n");
     return 1;
   }
   if (width != 0) addNumber(attributes, kCVPixelBufferWidthKey, width);
@@ -100,9 +101,9 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
     // No decompressor will appear later: said once, and later frames fail
     // without trying again.
     videoRefusal = "No suitable codec found for this movie";
-    printf("%s\n", videoRefusal);
+    diagnostic(LogLevel::kError, "%s\n", videoRefusal);
   } else if (result != noErr) {
-    printf("Failed to create decompression session\n");
+    diagnostic(LogLevel::kError, "Failed to create decompression session\n");
   }
   CFRelease(attributes);
   DisposeHandle(description);
@@ -132,7 +133,7 @@ int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
   TimeValue64 decodeTime = 0;
   SampleNumToMediaDecodeTime(videoMedia, target, &decodeTime, nullptr);
   if (!counted || mediaTime < 0 || GetMoviesError() != noErr) {
-    printf("Error finding decode time for frame %d\n", frame);
+    diagnostic(LogLevel::kError, "Error finding decode time for frame %d\n", frame);
     return 1;
   }
 
@@ -143,13 +144,13 @@ int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
   GetMediaNextInterestingDecodeTime(videoMedia, nextTimeSyncSample | nextTimeEdgeOK, decodeTime, kRateMinusOne,
                                     &syncTime, nullptr);
   if (GetMoviesError() != noErr) {
-    printf("Error finding sync time for frame %d\n", frame);
+    diagnostic(LogLevel::kError, "Error finding sync time for frame %d\n", frame);
     return 1;
   }
   SInt64 sample = 0;
   MediaDecodeTimeToSampleNum(videoMedia, syncTime, &sample, nullptr, nullptr);
   if (GetMoviesError() != noErr) {
-    printf("Error finding sync sample for frame %d", frame);
+    diagnostic(LogLevel::kError, "Error finding sync sample for frame %d", frame);
     return 1;
   }
 
@@ -161,7 +162,7 @@ int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
     MediaSampleFlags sampleFlags = 0;
     if (GetMediaSample2(videoMedia, nullptr, 0, &size, sampleTime, nullptr, nullptr, nullptr, nullptr, nullptr, 1,
                         nullptr, &sampleFlags) != noErr) {
-      printf("Couldn't find frame %d in movie\n", frame);
+      diagnostic(LogLevel::kError, "Couldn't find frame %d in movie\n", frame);
       return 1;
     }
     // At least one byte, so that an empty sample still has memory to hand over.
@@ -170,7 +171,7 @@ int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
     if (!data || GetMediaSample2(videoMedia, data, size, nullptr, sampleTime, nullptr, &decodeDuration, nullptr,
                                  nullptr, nullptr, 1, nullptr, &sampleFlags) != noErr) {
       free(data);
-      printf("Couldn't get media for sample %lld\n", static_cast<long long>(sample));
+      diagnostic(LogLevel::kError, "Couldn't get media for sample %lld\n", static_cast<long long>(sample));
       return 1;
     }
     ICMFrameTimeRecord frameTime{};
@@ -188,7 +189,7 @@ int QuickTimeCodecReaderPrivate::decodeFrame(int frame, float* rgba) {
     if (ICMDecompressionSessionDecodeFrame(decompressionSession, data, size, nullptr, &frameTime, data) != noErr) {
       // The session did not take the data, so its callback will not free it.
       free(data);
-      printf("Failed to decode sample %lld\n", static_cast<long long>(sample));
+      diagnostic(LogLevel::kError, "Failed to decode sample %lld\n", static_cast<long long>(sample));
       return 1;
     }
   }
@@ -204,7 +205,7 @@ void QuickTimeCodecReaderPrivate::trackingCallback(void* refCon, OSStatus result
   // also for a frame that failed; otherwise it would never be freed.
   if (flags & kICMDecompressionTracking_ReleaseSourceData) free(sourceFrameRefCon);
   if (result != noErr) {
-    std::cerr << "Decode Error: " << result << std::endl;
+    diagnosticError(LogLevel::kError, "Decode Error: %ld\n", static_cast<long>(result));
     return;
   }
   // A buffer kept from an earlier callback of the same decode is given back
@@ -245,7 +246,8 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
     case k4444YpCbCrA32RPixelFormat:
       break;
     default:
-      printf("Unhandled pixel format: %s (%d)\n", pixelFormatDescription(format), static_cast<int>(format));
+      diagnostic(LogLevel::kError, "Unhandled pixel format: %s (%d)\n", pixelFormatDescription(format),
+                 static_cast<int>(format));
       return 2;
   }
   if (height <= 0) return 0;

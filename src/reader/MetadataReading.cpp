@@ -1,6 +1,7 @@
 // The movie's QuickTime metadata items as properties: text, integers and
 // floats by their data type, with a trace line per item on standard output.
 #include "QuickTimeCodecReaderPrivate.h"
+#include "Diagnostics.h"
 
 #include <bit>
 #include <cstdio>
@@ -34,7 +35,7 @@ Vantor::Property::Base* propertyOf(const char* key, UInt32 dataType, const UInt8
   switch (dataType) {
     case kQTMetaDataTypeUTF8: {
       std::string text(reinterpret_cast<const char*>(value), size);
-      printf(" %s\n", text.c_str());
+      diagnostic(LogLevel::kDebug, " %s\n", text.c_str());
       auto* property = new Vantor::Property::String(key, 1);
       property->setValue(text, 0);
       return property;
@@ -42,21 +43,21 @@ Vantor::Property::Base* propertyOf(const char* key, UInt32 dataType, const UInt8
     case kQTMetaDataTypeSignedIntegerBE:
     case kQTMetaDataTypeUnsignedIntegerBE: {
       const int number = integerValue(value, size, dataType == kQTMetaDataTypeSignedIntegerBE);
-      printf(" %d", number);
+      diagnostic(LogLevel::kDebug, " %d", number);
       auto* property = new Vantor::Property::Int(key, 1);
       property->setValue(number, 0);
       return property;
     }
     case kQTMetaDataTypeFloat32BE: {
       const double number = std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(value, 4)));
-      printf(" %f", number);
+      diagnostic(LogLevel::kDebug, " %f", number);
       auto* property = new Vantor::Property::Double(key, 1);
       property->setValue(number, 0);
       return property;
     }
     case kQTMetaDataTypeFloat64BE: {
       const double number = std::bit_cast<double>(bigEndian(value, 8));
-      printf(" %f", number);
+      diagnostic(LogLevel::kDebug, " %f", number);
       auto* property = new Vantor::Property::Double(key, 1);
       property->setValue(number, 0);
       return property;
@@ -99,9 +100,9 @@ int QuickTimeCodecReaderPrivate::getMetadata(std::list<Vantor::Property::Base*>&
       continue;
     }
     if (valueSize > kValueBufferSize) valueSize = kValueBufferSize;
-    printf("metadata: %s %ld", key, static_cast<long>(dataType));
+    diagnostic(LogLevel::kDebug, "metadata: %s %ld", key, static_cast<long>(dataType));
     if (Vantor::Property::Base* property = propertyOf(key, dataType, value, valueSize)) properties.push_back(property);
-    printf("\n");
+    diagnostic(LogLevel::kDebug, "\n");
     free(key);
   }
   QTMetaDataRelease(metadata);

@@ -2,6 +2,8 @@
 // and the video stream's size, aspect, rate and frame count.
 #include "QuickTimeCodecReaderPrivate.h"
 
+#include "Diagnostics.h"
+
 #include <vantor/quicktime/FrameRate.h>
 
 #include <cstdio>
@@ -167,7 +169,7 @@ void QuickTimeCodecReaderPrivate::refuseUnreadableVideo(bool samplesMissing, OSE
              (**image).cType == kEncryptedVideoType) {
     videoRefusal = "The movie's video is encrypted; its frames cannot be decoded";
   }
-  if (videoRefusal) printf("%s\n", videoRefusal);
+  if (videoRefusal) diagnostic(LogLevel::kError, "%s\n", videoRefusal);
 }
 
 bool QuickTimeCodecReaderPrivate::showsOnlyItsTail(TimeValue trackTime) const {

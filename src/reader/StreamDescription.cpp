@@ -3,6 +3,7 @@
 #include "QuickTimeCodecReaderPrivate.h"
 
 #include "PixelFormatNames.h"
+#include "Diagnostics.h"
 
 #include <algorithm>
 #include <iostream>
@@ -77,7 +78,7 @@ void QuickTimeCodecReaderPrivate::getStreamDescription(std::map<std::string, std
     TimeCodeDef definition{};
     TimeCodeRecord record{};
     const HandlerError error = TCGetCurrentTimeCode(handler, &startTimecodeFrame, &definition, &record, &sourceInfo);
-    if (error != noErr) std::cerr << "Error: " << error << std::endl;
+    if (error != noErr) diagnosticError(LogLevel::kError, "Error: %ld\n", static_cast<long>(error));
     if (sourceInfo) {
       insertReel(sourceInfo, description);
       DisposeUserData(sourceInfo);

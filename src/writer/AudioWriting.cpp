@@ -6,6 +6,7 @@
 #include "AudioSamples.h"
 #include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
+#include "Diagnostics.h"
 
 namespace Vantor::QuickTime {
 
@@ -63,13 +64,13 @@ int QuickTimeCodecWriterPrivate::addAudioFromFile(const char* sourcePath, float 
                     : static_cast<OSErr>(paramErr);
   if (text != nullptr) CFRelease(text);
   if (error != noErr || sourceRef == nullptr) {
-    printf("Couldn't create data reference for destination");
+    diagnostic(LogLevel::kError, "Couldn't create data reference for destination");
     return 1;
   }
   DataHandler sourceHandler = nullptr;
   error = OpenMovieStorage(sourceRef, sourceRefType, kDataHCanRead, &sourceHandler);
   if (error != noErr) {
-    printf("Couldn't open audio file for reading: %d", static_cast<int>(error));
+    diagnostic(LogLevel::kError, "Couldn't open audio file for reading: %d", static_cast<int>(error));
     DisposeHandle(sourceRef);
     return 1;
   }
@@ -77,7 +78,7 @@ int QuickTimeCodecWriterPrivate::addAudioFromFile(const char* sourcePath, float 
   short id = 0;
   error = NewMovieFromDataRef(&sourceMovie, kNewMovieActive, &id, sourceRef, sourceRefType);
   if (error != noErr || sourceMovie == nullptr) {
-    printf("Didn't recognize format of audio file: %d", static_cast<int>(error));
+    diagnostic(LogLevel::kError, "Didn't recognize format of audio file: %d", static_cast<int>(error));
     CloseMovieStorage(sourceHandler);
     DisposeHandle(sourceRef);
     return 1;

@@ -14,6 +14,7 @@
 #include "PixelFormatChoice.h"
 #include "QuickTimeCodecWriterPrivate.h"
 #include "SettingsText.h"
+#include "Diagnostics.h"
 
 namespace Vantor::QuickTime {
 
@@ -86,7 +87,7 @@ int QuickTimeCodecWriterPrivate::createCompressionSession() {
     ICMCompressionSessionOptionsRelease(options);
   }
   if (error != noErr || compressionSession == nullptr) {
-    printf("Failed to create compression session: %ld\n", static_cast<long>(error));
+    diagnostic(LogLevel::kError, "Failed to create compression session: %ld\n", static_cast<long>(error));
     compressionSession = nullptr;
     return 7;
   }
@@ -112,7 +113,7 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
                                                      &FrameMemoryPool::giveBack, framePool, nullptr, &pixelBuffer);
   if (made != kCVReturnSuccess || pixelBuffer == nullptr) {
     FrameMemoryPool::giveBack(framePool, memory);
-    printf("Failed to create pixel buffer\n");
+    diagnostic(LogLevel::kError, "Failed to create pixel buffer\n");
     return 1;
   }
   // The display time is formed in 64 bits: a 32-bit product would wrap for
@@ -123,7 +124,7 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
       kICMValidTime_DisplayTimeStampIsValid | kICMValidTime_DisplayDurationIsValid, nullptr, nullptr, nullptr);
   CVPixelBufferRelease(pixelBuffer);
   if (error != noErr && error != kFrameDroppedByCodec) {
-    printf("Couldn't encode frame, %ld\n", static_cast<long>(error));
+    diagnostic(LogLevel::kError, "Couldn't encode frame, %ld\n", static_cast<long>(error));
     return 1;
   }
   return 0;

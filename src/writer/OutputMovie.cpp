@@ -6,6 +6,7 @@
 
 #include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
+#include "Diagnostics.h"
 
 namespace Vantor::QuickTime {
 
@@ -31,18 +32,18 @@ int QuickTimeCodecWriterPrivate::openMovie(const std::string& destination, int s
   std::remove(path.c_str());
   OSType dataRefType = 0;
   if (dataReferenceFor(path, kQTNativeDefaultPathStyle, &dataRef, &dataRefType) != noErr) {
-    printf("Couldn't create data reference for destination\n");
+    diagnostic(LogLevel::kError, "Couldn't create data reference for destination\n");
     return 1;
   }
   OSErr error =
       CreateMovieStorage(dataRef, dataRefType, kCreatorTVOD, kSystemScript, kCreateFlags, &dataHandler, &movie);
   if (error != noErr) {
-    printf("Couldn't create output movie storage %d\n", static_cast<int>(error));
+    diagnostic(LogLevel::kError, "Couldn't create output movie storage %d\n", static_cast<int>(error));
     return 1;
   }
   error = AddMovieToStorage(movie, dataHandler);
   if (error != noErr) {
-    printf("Failed to write movie to output file: %d\n", static_cast<int>(error));
+    diagnostic(LogLevel::kError, "Failed to write movie to output file: %d\n", static_cast<int>(error));
     return 1;
   }
   SetMovieTimeScale(movie, timeScale);
@@ -71,22 +72,22 @@ void QuickTimeCodecWriterPrivate::finishVideo() {
   if (videoTrack == nullptr || videoMedia == nullptr) return;
   EndMediaEdits(videoMedia);
   const OSErr error = InsertMediaIntoTrack(videoTrack, 0, 0, GetMediaDuration(videoMedia), fixed1);
-  if (error != noErr) printf("Failed to insert media into track %d\n", static_cast<int>(error));
+  if (error != noErr) diagnostic(LogLevel::kError, "Failed to insert media into track %d\n", static_cast<int>(error));
 }
 
 void QuickTimeCodecWriterPrivate::finishAudio() {
   if (audioTrack == nullptr || audioMedia == nullptr) return;
   EndMediaEdits(audioMedia);
   const TimeValue duration = GetMediaDuration(audioMedia);
-  printf("Have duration %d\n", static_cast<int>(duration));
+  diagnostic(LogLevel::kInfo, "Have duration %d\n", static_cast<int>(duration));
   const OSErr error = InsertMediaIntoTrack(audioTrack, 0, 0, duration, fixed1);
-  if (error != noErr) printf("Failed to insert media into track %d\n", static_cast<int>(error));
+  if (error != noErr) diagnostic(LogLevel::kError, "Failed to insert media into track %d\n", static_cast<int>(error));
 }
 
 int QuickTimeCodecWriterPrivate::closeMovie(bool flatten) {
   int result = 0;
   if (movie != nullptr && dataHandler != nullptr && UpdateMovieInStorage(movie, dataHandler) != noErr) {
-    printf("Failed to update movie file\n");
+    diagnostic(LogLevel::kError, "Failed to update movie file\n");
     result = 1;
   }
   if (compressionSession != nullptr) ICMCompressionSessionRelease(compressionSession);
@@ -117,7 +118,7 @@ int QuickTimeCodecWriterPrivate::flattenInto(const std::string& destination) {
   Handle tmpDataRef = nullptr;
   OSType tmpDataRefType = 0;
   if (dataReferenceFor(temporary, kQTPOSIXPath, &tmpDataRef, &tmpDataRefType) != noErr) {
-    printf("Illegal file name: %s\n", destination.c_str());
+    diagnostic(LogLevel::kError, "Illegal file name: %s\n", destination.c_str());
     return 1;
   }
   Movie flattened = FlattenMovieDataToDataRef(movie, kFlattenHeaderFirst, tmpDataRef, tmpDataRefType, kCreatorTVOD,
@@ -126,11 +127,13 @@ int QuickTimeCodecWriterPrivate::flattenInto(const std::string& destination) {
   if (flattened == nullptr) {
     std::remove(temporary.c_str());
     const OSErr error = GetMoviesError();
-    if (error == kFileBusy) printf("Failed to flatten movie data: the movie is open in another application\n");
-    printf("Failed to flatten movie data: %d\n", static_cast<int>(error));
+    if (error == kFileBusy)
+      diagnostic(LogLevel::kError, "Failed to flatten movie data: the movie is open in another application\n");
+    diagnostic(LogLevel::kError, "Failed to flatten movie data: %d\n", static_cast<int>(error));
     return 1;
   }
-  if (std::rename(temporary.c_str(), destination.c_str()) != 0) std::cerr << "DEBUG::: RENAMED FAILED" << std::endl;
+  if (std::rename(temporary.c_str(), destination.c_str()) != 0)
+    diagnosticError(LogLevel::kError, "DEBUG::: RENAMED FAILED\n");
   DisposeMovie(flattened);
   return 0;
 }

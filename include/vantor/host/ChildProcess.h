@@ -3,6 +3,8 @@
 // and stop or reap it. Paths beginning with ".." are taken inside the host bundle.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <sys/types.h>
 
 #include <cstddef>
@@ -11,7 +13,7 @@
 
 namespace Vantor {
 
-class ChildProcess {
+class VANTOR_EXPORT ChildProcess {
  public:
   ChildProcess() = default;
   // Closes the parent's pipe ends; does not signal or wait for the child.

@@ -3,6 +3,8 @@
 // std::list<Base*>; its owner deletes the objects through the virtual destructor.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <string>
 #include <vector>
 
@@ -15,7 +17,7 @@ enum TypeEnum : int {
   kString = 3,
 };
 
-class Base {
+class VANTOR_EXPORT Base {
  public:
   virtual ~Base();
 
@@ -36,7 +38,7 @@ class Base {
 };
 
 template <typename T, TypeEnum E>
-class PropertyTemplate : public Base {
+class VANTOR_EXPORT PropertyTemplate : public Base {
  public:
   ~PropertyTemplate() override;
 
@@ -65,21 +67,21 @@ extern template class PropertyTemplate<int, kInt>;
 extern template class PropertyTemplate<double, kDouble>;
 extern template class PropertyTemplate<std::string, kString>;
 
-class Int : public PropertyTemplate<int, kInt> {
+class VANTOR_EXPORT Int : public PropertyTemplate<int, kInt> {
  public:
   Int(const std::string& name, unsigned count);
   explicit Int(const PropertyTemplate& source);
   ~Int() override;
 };
 
-class Double : public PropertyTemplate<double, kDouble> {
+class VANTOR_EXPORT Double : public PropertyTemplate<double, kDouble> {
  public:
   Double(const std::string& name, unsigned count);
   explicit Double(const PropertyTemplate& source);
   ~Double() override;
 };
 
-class String : public PropertyTemplate<std::string, kString> {
+class VANTOR_EXPORT String : public PropertyTemplate<std::string, kString> {
  public:
   String(const std::string& name, unsigned count);
   explicit String(const PropertyTemplate& source);
@@ -88,11 +90,11 @@ class String : public PropertyTemplate<std::string, kString> {
 
 // Typed views: `p` as the concrete class when its type tag matches and either expectedCount
 // is 0 or p->size() == expectedCount; null otherwise (also for a null `p`).
-Int* asInt(Base* p, unsigned expectedCount);
-const Int* asInt(const Base* p, unsigned expectedCount);
-Double* asDouble(Base* p, unsigned expectedCount);
-const Double* asDouble(const Base* p, unsigned expectedCount);
-String* asString(Base* p, unsigned expectedCount);
-const String* asString(const Base* p, unsigned expectedCount);
+VANTOR_EXPORT Int* asInt(Base* p, unsigned expectedCount);
+VANTOR_EXPORT const Int* asInt(const Base* p, unsigned expectedCount);
+VANTOR_EXPORT Double* asDouble(Base* p, unsigned expectedCount);
+VANTOR_EXPORT const Double* asDouble(const Base* p, unsigned expectedCount);
+VANTOR_EXPORT String* asString(Base* p, unsigned expectedCount);
+VANTOR_EXPORT const String* asString(const Base* p, unsigned expectedCount);
 
 }  // namespace Vantor::Property

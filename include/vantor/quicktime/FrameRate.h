@@ -3,11 +3,13 @@
 // scale plus frame duration, and back; passed by value as its raw 32-bit word.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <cstdint>
 
 namespace Vantor::QuickTime {
 
-class FrameRate {
+class VANTOR_EXPORT FrameRate {
  public:
   static constexpr std::uint32_t kNominalMask = 0x7FFFFFFFu;
   static constexpr std::uint32_t kNtscFlag = 0x80000000u;
@@ -37,7 +39,9 @@ class FrameRate {
   std::int32_t timeScale() const noexcept;
   std::int32_t frameDuration() const noexcept;
 
-  friend constexpr bool operator==(FrameRate, FrameRate) noexcept = default;
+  // Written out rather than defaulted, so that hosts built as C++17 can use the header.
+  friend constexpr bool operator==(FrameRate a, FrameRate b) noexcept { return a.bits_ == b.bits_; }
+  friend constexpr bool operator!=(FrameRate a, FrameRate b) noexcept { return a.bits_ != b.bits_; }
 
  private:
   struct RawTag {};

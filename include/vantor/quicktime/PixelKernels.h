@@ -3,7 +3,8 @@
 // All arithmetic is single precision in a fixed order; every kernel is pure and re-entrant.
 #pragma once
 
-#include <bit>
+#include <vantor/Export.h>
+
 #include <cstdint>
 
 namespace Vantor::QuickTime {
@@ -17,51 +18,57 @@ struct ChromaCoefficients {
   float cbToB;
 };
 
+// The luma scales are exact single-precision values, written in hexadecimal so
+// that the header needs no C++20 (0x3B964FDA and 0x3B95A025 as IEEE bits).
 // Used for movies whose codec is 'mp4v' or 'avc1'.
-inline constexpr ChromaCoefficients kVideo2vuyMpeg{std::bit_cast<float>(0x3B964FDAu), 1.5883f, -0.391998f, -0.813202f,
-                                                   2.0457f};
+inline constexpr ChromaCoefficients kVideo2vuyMpeg{0x1.2c9fb4p-8f, 1.5883f, -0.391998f, -0.813202f, 2.0457f};
 // Used for every other codec.
-inline constexpr ChromaCoefficients kVideo2vuyDefault{std::bit_cast<float>(0x3B95A025u), 1.5966f, -0.391998f,
-                                                      -0.813202f, 2.0184f};
+inline constexpr ChromaCoefficients kVideo2vuyDefault{0x1.2b404ap-8f, 1.5966f, -0.391998f, -0.813202f, 2.0184f};
 
 // Host channel pointers share one stride counted in floats (4 for interleaved pixels).
 // `count` is a number of pixels; `byteCount` a number of input bytes. A count of 0 or less
 // converts nothing. Where an alpha pointer may be null, no alpha is read or written.
 
 // Encoder side: host floats to codec layout.
-void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
-                      int count);
-void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
-void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
+VANTOR_EXPORT void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
+                                    float* out, int count);
+VANTOR_EXPORT void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                                    int count);
+VANTOR_EXPORT void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                                    int count);
 
 // Decoder side: codec layout to host floats. The 4:2:2 decoders (yuvs, 2vuy) read no byte at
 // or past `byteCount`: a row of odd width (2 * width bytes) ends in half a group, whose one
 // pixel is made with Cr taken as 128.
-void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount);
-void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
-void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
-void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount,
-                      ChromaCoefficients set);
+VANTOR_EXPORT void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                                    int byteCount);
+VANTOR_EXPORT void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
+VANTOR_EXPORT void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
+VANTOR_EXPORT void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                                    int byteCount, ChromaCoefficients set);
 
 // Float to integer channels (8-bit ARGB and 16-bit formats). Strides count elements.
-void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
-void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
+VANTOR_EXPORT void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
+VANTOR_EXPORT void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
 
 // The plain one-value-at-a-time definitions of the same kernels. The functions above may
 // run vectorised code chosen for the processor; they give these results bit for bit, except
 // that a NaN result may carry another NaN's sign or payload.
 namespace reference {
-void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
-                      int count);
-void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
-void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
-void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount);
-void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
-void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
-void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int byteCount,
-                      ChromaCoefficients set);
-void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
-void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
+VANTOR_EXPORT void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
+                                    float* out, int count);
+VANTOR_EXPORT void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                                    int count);
+VANTOR_EXPORT void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,
+                                    int count);
+VANTOR_EXPORT void convertYuvsToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                                    int byteCount);
+VANTOR_EXPORT void convertR4flToRgb(const float* in, float* a, float* r, float* g, float* b, int stride, int count);
+VANTOR_EXPORT void convertR408ToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride, int count);
+VANTOR_EXPORT void convert2vuyToRgb(const uint8_t* in, float* a, float* r, float* g, float* b, int stride,
+                                    int byteCount, ChromaCoefficients set);
+VANTOR_EXPORT void convertFloatToByte(uint8_t* out, const float* in, int count, int inStride, int outStride);
+VANTOR_EXPORT void convertFloatToShort(uint16_t* out, const float* in, int count, int bits, int outStride);
 }  // namespace reference
 
 // The instruction-set levels the optimised kernels are built for. The public functions use
@@ -81,10 +88,10 @@ struct KernelTable {
   decltype(&convertFloatToShort) floatToShort;
 };
 
-bool kernelLevelSupported(KernelLevel level);
+VANTOR_EXPORT bool kernelLevelSupported(KernelLevel level);
 // The kernels built for `level`; only call them when kernelLevelSupported(level).
-const KernelTable& kernelTable(KernelLevel level);
-KernelLevel activeKernelLevel();
-const char* kernelLevelName(KernelLevel level);  // "baseline", "avx2", "avx512"
+VANTOR_EXPORT const KernelTable& kernelTable(KernelLevel level);
+VANTOR_EXPORT KernelLevel activeKernelLevel();
+VANTOR_EXPORT const char* kernelLevelName(KernelLevel level);  // "baseline", "avx2", "avx512"
 
 }  // namespace Vantor::QuickTime

@@ -9,7 +9,7 @@ namespace Vantor::QuickTime {
 
 class QuickTimeCodecReaderPrivate;
 
-class QuickTimeCodecReader : public QuickTimeCodecReaderInterface {
+class VANTOR_EXPORT QuickTimeCodecReader : public QuickTimeCodecReaderInterface {
  public:
   // Throws std::runtime_error("QuickTime could not be initialised") when QuickTime cannot be entered.
   QuickTimeCodecReader();

@@ -3,6 +3,8 @@
 // describe its video stream, timecode and reel.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <vantor/property/Property.h>
 
 #include <list>
@@ -11,7 +13,7 @@
 
 namespace Vantor::QuickTime {
 
-class QuickTimeCodecReaderInterface {
+class VANTOR_EXPORT QuickTimeCodecReaderInterface {
  public:
   virtual ~QuickTimeCodecReaderInterface() = default;
 

@@ -9,7 +9,7 @@ namespace Vantor::QuickTime {
 
 class QuickTimeCodecWriterPrivate;
 
-class QuickTimeCodecWriter : public QuickTimeCodecWriterInterface {
+class VANTOR_EXPORT QuickTimeCodecWriter : public QuickTimeCodecWriterInterface {
  public:
   // Throws std::runtime_error("QuickTime could not be initialised") when QuickTime cannot be entered.
   QuickTimeCodecWriter();

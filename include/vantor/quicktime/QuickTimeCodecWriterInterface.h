@@ -3,6 +3,8 @@
 // and the codec catalogue.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <vantor/property/Property.h>
 #include <vantor/quicktime/FrameRate.h>
 
@@ -12,7 +14,7 @@
 
 namespace Vantor::QuickTime {
 
-class QuickTimeCodecWriterInterface {
+class VANTOR_EXPORT QuickTimeCodecWriterInterface {
  public:
   virtual ~QuickTimeCodecWriterInterface() = default;
 

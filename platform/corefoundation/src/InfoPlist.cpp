@@ -1,6 +1,9 @@
 #include "InfoPlist.h"
 
-#include <fstream>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <iterator>
 #include <string_view>
 
@@ -47,13 +50,21 @@ bool elementText(std::string_view xml, std::string_view tag, size_t& from, std::
 
 std::map<std::string, std::string> vqtReadInfoPlistStrings(const std::string& path) {
   std::map<std::string, std::string> entries;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return entries;
+  // Close-on-exec, so a child started meanwhile by another thread does not inherit it.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return entries;
   std::string xml;
   xml.resize(kMaxPlistBytes + 1);
-  file.read(xml.data(), kMaxPlistBytes + 1);
-  if (file.gcount() > kMaxPlistBytes) return entries;
-  xml.resize(file.gcount());
+  size_t length = 0;
+  while (length < xml.size()) {
+    const ssize_t n = ::read(fd, xml.data() + length, xml.size() - length);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    length += static_cast<size_t>(n);
+  }
+  ::close(fd);
+  if (length > static_cast<size_t>(kMaxPlistBytes)) return entries;
+  xml.resize(length);
 
   std::string_view view = xml;
   size_t at = 0;

@@ -1,6 +1,7 @@
 #include <Carbon/MacMemory.h>
 #include <QuickTime/ImageCompression.h>
 #include <gtest/gtest.h>
+#include <CoreFoundation/CFBundle.h>
 #include <vantor/host/BundleLocation.h>
 
 #include <filesystem>

@@ -1,5 +1,6 @@
 // Prints bundleContentsPath() as seen from wherever this program was copied to.
 // "--register PATH [ID]" adds a bundle first, as a host embedding the library might.
+#include <CoreFoundation/CFBundle.h>
 #include <vantor/host/BundleLocation.h>
 
 #include <cstring>

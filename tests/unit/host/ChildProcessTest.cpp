@@ -1,8 +1,11 @@
+#include <CoreFoundation/CFBundle.h>
 #include <vantor/host/BundleLocation.h>
 #include <vantor/host/ChildProcess.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -149,4 +152,56 @@ TEST(ChildProcess, DescribeCommandQuotesArgumentsWithBlanks) {
   EXPECT_EQ(ChildProcess::describeCommand("/usr/bin/tool", args), "/tool -v \"two words\" \"tab\there\"");
   EXPECT_EQ(ChildProcess::describeCommand("C:\\bin\\tool.exe", {}), "\\tool.exe");
   EXPECT_EQ(ChildProcess::describeCommand("tool", {}), "tool");
+}
+
+// Two channels at once: each child must see end of file as soon as its own
+// channel closes its input, whichever order they are closed in. A pipe end
+// inherited by the other child would keep the first one waiting for ever.
+TEST(ChildProcess, TwoChannelsCloseInEitherOrder) {
+  for (const bool firstClosesFirst : {true, false}) {
+    ChildProcess first, second;
+    std::string path1 = "/bin/cat", path2 = "/bin/cat";
+    std::vector<char*> args1, args2;
+    first.launch(path1, args1, true);
+    second.launch(path2, args2, true);
+    ChildProcess& early = firstClosesFirst ? first : second;
+    ChildProcess& late = firstClosesFirst ? second : first;
+    early.writeString("early");
+    early.closeInput();
+    EXPECT_EQ(readAll(early), std::string("early\0", 6));  // returns only at end of file
+    EXPECT_TRUE(early.waitForExit());
+    EXPECT_TRUE(late.isRunning());
+    late.closeInput();
+    EXPECT_EQ(readAll(late), "");
+    EXPECT_TRUE(late.waitForExit());
+    free(args1[0]);
+    free(args2[0]);
+  }
+}
+
+// The child gets its three standard streams and nothing else, not even a
+// descriptor the host itself opened without close-on-exec.
+TEST(ChildProcess, ChildInheritsOnlyItsStandardStreams) {
+  const int hostFile = open("/dev/null", O_RDONLY);  // deliberately inheritable
+  ASSERT_GE(hostFile, 3);
+  ChildProcess other;  // an open channel whose ends must not leak either
+  std::string otherPath = "/bin/cat";
+  std::vector<char*> otherArgs;
+  other.launch(otherPath, otherArgs, true);
+
+  ChildProcess child;
+  std::string path = "/bin/sh";
+  char script[] = "-c";
+  char body[] = "fd=0; while [ $fd -lt 64 ]; do [ -e /proc/$$/fd/$fd ] && printf '%s ' $fd; fd=$((fd+1)); done";
+  std::vector<char*> args{script, body};
+  child.launch(path, args, true);
+  child.closeInput();
+  EXPECT_EQ(readAll(child), "0 1 2 ");
+  EXPECT_TRUE(child.waitForExit());
+
+  other.closeInput();
+  EXPECT_TRUE(other.waitForExit());
+  close(hostFile);
+  free(args[0]);
+  free(otherArgs[0]);
 }

@@ -20,7 +20,7 @@ std::uint32_t ImportedSound::pcmBytesPerFrame() const {
 }
 
 std::unique_ptr<PacketSource> ImportedSound::openPackets() const {
-  return std::make_unique<FilePacketSource>(FilePtr(std::fopen(path.c_str(), "rb")), packets);
+  return std::make_unique<FilePacketSource>(FilePtr(std::fopen(path.c_str(), "rbe")), packets);
 }
 
 }  // namespace vqt::audio

@@ -136,7 +136,7 @@ void settleLengths(const AVFormatContext& context, const AVStream& stream, std::
 
 Status importSoundFile(const std::string& path, ImportedSound& sound) {
   sound = ImportedSound{};
-  FilePtr file(std::fopen(path.c_str(), "rb"));
+  FilePtr file(std::fopen(path.c_str(), "rbe"));
   if (!file) return Status::ioError;
 
   AVFormatContext* raw = nullptr;
