@@ -67,6 +67,9 @@ void SampleTableAccumulator::closeChunk() {
 }
 
 void SampleTableAccumulator::lengthenLast(std::uint64_t extra) {
+  // Uncompressed sound lasts as many frames as it has; a decode time that
+  // says otherwise is the writer's guess.
+  if (frameBytes_ != 0) return;
   auto& times = times_.entries;
   if (times.empty() || extra > UINT32_MAX - times.back().delta) return;
   const auto lengthened = static_cast<std::uint32_t>(times.back().delta + extra);

@@ -100,6 +100,18 @@ void buildEdits(const Atom& trak, std::uint64_t headerDuration, bool fragmented,
       track.edits.push_back({start, duration, mediaTime, e.mediaRate});
       start += duration;
     }
+  } else if (const SampleTable& table = media.samples;
+             fragmented && table.displayEnd() > std::max<std::int64_t>(table.displayStart(), 0)) {
+    // A fragmented movie's header is written before its samples, so it cannot
+    // hold the edit that hides the delay composition offsets put before the
+    // first picture; the unfragmented copy of the same movie has that edit.
+    // Playing from the first sample shown to the end of the last one gives
+    // the same frames at the same times as that copy.
+    const std::int64_t first = std::max<std::int64_t>(table.displayStart(), 0);
+    const std::uint64_t length =
+        scaleTime(static_cast<std::uint64_t>(table.displayEnd() - first), media.timeScale, movieTimeScale);
+    if (length) track.edits.push_back({0, length, first, 0x10000});
+    start = length;
   } else {
     // Without an edit list the whole media plays once from the start.
     std::uint64_t length = scaleTime(media.duration, media.timeScale, movieTimeScale);
