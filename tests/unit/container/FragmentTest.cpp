@@ -355,3 +355,50 @@ TEST(ContainerFragments, FragmentAtomsWriteBackByteForByteAndDumpTheirFields) {
         "[trex]", "defaultFlags = 65536", "[mfhd]"})
     EXPECT_NE(text.str().find(expected), std::string::npos) << expected;
 }
+
+TEST(ContainerFragments, HeaderWrittenBeforeTheSamplesIsCompletedByThem) {
+  // An edit of length 0 (the writer did not know the length yet) covers the
+  // media to its end; a missing edit list starts at the first picture shown.
+  for (bool hasEditList : {true, false}) {
+    SCOPED_TRACE(hasEditList);
+    SyntheticMovie shape;
+    SyntheticTrack t = emptyTrack(1200);
+    t.hasEditList = hasEditList;
+    t.edits = {{0, 0, 0x10000}};
+    shape.tracks = {t};
+    auto* trex = new TrackExtendsAtom;
+    trex->trackId = 1;
+    trex->defaultDuration = 100;
+    Fragment f;
+    f.traf(1, Header::kDefaultBaseIsMoof);
+    f.run(Trun::kCompositionOffset, 4).samples = {{0, 0, 0, 200}, {0, 0, 0, 400}, {0, 0, 0, 100}, {0, 0, 0, 200}};
+    auto movie = openBytes(fragmentedHeader(shape, {trex}) + f.bytes(0));
+    ASSERT_NE(movie, nullptr);
+    const Track& track = *movie->tracks[0];
+    ASSERT_EQ(track.edits.size(), 1u);
+    // Display times 200, 500, 300, 500: shown from 200 to 600 without an edit
+    // list; media 0 to 400 with it. Either is 400 at 1200, 200 in the movie's 600.
+    EXPECT_EQ(track.edits[0].mediaTime, hasEditList ? 0 : 200);
+    EXPECT_EQ(track.edits[0].duration, 200u);
+    EXPECT_EQ(movie->duration, 200u);
+  }
+}
+
+TEST(ContainerFragments, UncompressedSoundKeepsOneSampleAFrame) {
+  SampleTableAccumulator tables(4);
+  tables.add({1000, 4096, 1024, 0, 1, true, 0});
+  tables.lengthenLast(500);                       // a decode time after the packet's end changes nothing
+  tables.add({5096, 4098, 1024, 0, 1, true, 0});  // a partial frame at the end is left out
+  tables.add({9999, 8, 2, 0, 1, true, 0});
+  SampleTable table;
+  ASSERT_EQ(SampleTable::build(tables.finish(), 1 << 20, table), Error::none);
+  EXPECT_EQ(table.sampleCount(), 2050u);
+  EXPECT_EQ(table.decodeDuration(), 2050);
+  SampleLocation where;
+  ASSERT_EQ(table.location(1025, where), Error::none);
+  EXPECT_EQ(where.offset, 5096u);
+  EXPECT_EQ(where.size, 4u);
+  EXPECT_EQ(where.samplesLeftInChunk, 1024u);
+  ASSERT_EQ(table.location(2050, where), Error::none);
+  EXPECT_EQ(where.offset, 10003u);
+}
