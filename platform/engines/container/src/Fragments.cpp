@@ -198,7 +198,7 @@ Error FragmentReader::addTrackFragment(const Atom& traf, const TrackFragmentHead
       return Error::tableTooLarge;
     for (std::uint32_t i = 0; i < run->sampleCount; ++i) {
       FragmentSample s;
-      const Run::Sample* own = run->samples.empty() ? nullptr : &run->samples[i];
+      const Run::Sample* own = i < run->samples.size() ? &run->samples[i] : nullptr;
       s.duration = own && (run->flags & Run::kSampleDuration) ? own->duration : duration;
       s.size = own && (run->flags & Run::kSampleSize) ? own->size : size;
       s.compositionOffset = own && (run->flags & Run::kCompositionOffset) ? own->compositionOffset : 0;
