@@ -22,8 +22,13 @@ using Header = TrackFragmentHeaderAtom;
 using Trun = TrackRunAtom;
 constexpr std::uint32_t kNonSync = Trun::kNonSyncSample;
 
+// What a track's 'trex' says.
+struct Defaults {
+  std::uint32_t trackId = 1, duration = 0, size = 0, flags = 0;
+};
+
 // A movie file whose 'moov' gains an 'mvex' with one 'trex' per entry of `defaults`.
-Bytes fragmentedHeader(const SyntheticMovie& shape, std::vector<TrackExtendsAtom*> defaults) {
+Bytes fragmentedHeader(const SyntheticMovie& shape, const std::vector<Defaults>& defaults) {
   Bytes file = buildMovieFile(shape);
   ByteReader in(file);
   ParseContext context;
@@ -31,7 +36,14 @@ Bytes fragmentedHeader(const SyntheticMovie& shape, std::vector<TrackExtendsAtom
   EXPECT_EQ(parseAtoms(in, context, atoms), Error::none);
   auto& moov = dynamic_cast<ContainerAtom&>(*atoms.back());
   auto mvex = std::make_unique<ContainerAtom>('mvex');
-  for (TrackExtendsAtom* trex : defaults) mvex->items.emplace_back(trex);
+  for (const Defaults& d : defaults) {
+    auto trex = std::make_unique<TrackExtendsAtom>();
+    trex->trackId = d.trackId;
+    trex->defaultDuration = d.duration;
+    trex->defaultSize = d.size;
+    trex->defaultFlags = d.flags;
+    mvex->items.push_back(std::move(trex));
+  }
   moov.items.push_back(std::move(mvex));
   ByteWriter out;
   for (const auto& atom : atoms) atom->write(out);
@@ -127,13 +139,7 @@ void expectSamples(const SampleTable& table, const std::vector<Expected>& expect
 TEST(ContainerFragments, EveryHeaderAndRunFieldAndEveryDefaultBuildsTheSampleTable) {
   SyntheticMovie shape;
   shape.tracks = {emptyTrack(1000)};
-  auto* trex = new TrackExtendsAtom;
-  trex->trackId = 1;
-  trex->defaultDescriptionIndex = 1;
-  trex->defaultDuration = 40;
-  trex->defaultSize = 3;
-  trex->defaultFlags = kNonSync;
-  Bytes file = fragmentedHeader(shape, {trex});
+  Bytes file = fragmentedHeader(shape, {{1, 40, 3, kNonSync}});
 
   // Each fragment is built twice: once to learn its size, then with the offsets that size gives.
   auto moofSize = [](auto build) { return build(std::uint64_t(0)).bytes(0).size() - 8; };
@@ -209,15 +215,7 @@ TEST(ContainerFragments, TrackFragmentsWithoutBaseFollowEachOtherAndJoinTheMovie
   video.sizes = {4, 4};
   SyntheticTrack sound = emptyTrack(8000);
   shape.tracks = {video, sound};
-  auto* trexVideo = new TrackExtendsAtom;
-  trexVideo->trackId = 1;
-  trexVideo->defaultDuration = 20;
-  trexVideo->defaultSize = 6;
-  auto* trexSound = new TrackExtendsAtom;
-  trexSound->trackId = 2;
-  trexSound->defaultDuration = 1024;
-  trexSound->defaultSize = 2;
-  Bytes file = fragmentedHeader(shape, {trexVideo, trexSound});
+  Bytes file = fragmentedHeader(shape, {{1, 20, 6}, {2, 1024, 2}});
 
   // No base offsets anywhere: track 1's data starts at the 'moof' plus its
   // run's offset, track 2's where track 1's ended. An unknown track is skipped.
@@ -259,13 +257,7 @@ TEST(ContainerFragments, TrackFragmentsWithoutBaseFollowEachOtherAndJoinTheMovie
 TEST(ContainerFragments, HostileCountsAndOffsetsAreRefusedOrCut) {
   SyntheticMovie shape;
   shape.tracks = {emptyTrack(600)};
-  auto defaults = [] {
-    auto* trex = new TrackExtendsAtom;
-    trex->trackId = 1;
-    trex->defaultDuration = 1;
-    return trex;
-  };
-  const Bytes header = fragmentedHeader(shape, {defaults()});
+  const Bytes header = fragmentedHeader(shape, {{1, 1}});
   Error error = Error::none;
 
   // Four billion zero-size samples in a run of 16 bytes: refused before any loop or allocation.
@@ -366,13 +358,10 @@ TEST(ContainerFragments, HeaderWrittenBeforeTheSamplesIsCompletedByThem) {
     t.hasEditList = hasEditList;
     t.edits = {{0, 0, 0x10000}};
     shape.tracks = {t};
-    auto* trex = new TrackExtendsAtom;
-    trex->trackId = 1;
-    trex->defaultDuration = 100;
     Fragment f;
     f.traf(1, Header::kDefaultBaseIsMoof);
     f.run(Trun::kCompositionOffset, 4).samples = {{0, 0, 0, 200}, {0, 0, 0, 400}, {0, 0, 0, 100}, {0, 0, 0, 200}};
-    auto movie = openBytes(fragmentedHeader(shape, {trex}) + f.bytes(0));
+    auto movie = openBytes(fragmentedHeader(shape, {{1, 100}}) + f.bytes(0));
     ASSERT_NE(movie, nullptr);
     const Track& track = *movie->tracks[0];
     ASSERT_EQ(track.edits.size(), 1u);
