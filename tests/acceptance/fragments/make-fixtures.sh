@@ -32,6 +32,9 @@ for ext in mp4 mov; do
 done
 layout h264-aac-every.mp4 h264-aac.mov frag_every_frame+empty_moov
 layout h264-aac-keyframe.mp4 h264-aac.mov frag_keyframe
+# Segment indexes ('sidx') up front or before every fragment, and a fragment index ('mfra') at the end.
+layout h264-aac-sidx.mp4 h264-aac.mov frag_keyframe+empty_moov+default_base_moof+global_sidx
+layout h264-aac-dash.mp4 h264-aac.mov frag_keyframe+empty_moov+default_base_moof+dash
 # ProRes and PCM sound: movie files only.
 layout prores-pcm-frag.mov prores-pcm.mov frag_keyframe+empty_moov
 layout prores-pcm-frag-moof.mov prores-pcm.mov frag_keyframe+empty_moov+default_base_moof
