@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Regenerates the seed corpus of the container fuzzer with the ffmpeg CLI:
-# tiny movies of several codecs, with sound, timecode, metadata and edits.
+# tiny movies of several codecs, with sound, timecode, metadata and edits, and
+# fragmented copies of some of them.
 # The seeds are committed; run this only to refresh them. The two synthetic-*
 # seeds (compressed header, typed metadata, drop-frame timecode) were written
 # with the unit tests' SyntheticMovie builder and are kept as they are.
@@ -21,4 +22,10 @@ ff -f lavfi -i "$video" -c:v mpeg4 -q:v 20 -output_ts_offset 0.25 "$out/mpeg4-sh
 ff -f lavfi -i "$video" -f lavfi -i "$sound" -c:v libx264 -bf 2 -g 6 -c:a aac -b:a 16k "$out/h264-aac.mp4"
 ff -f lavfi -i "$sound" -c:a pcm_s24be "$out/sound-in24.mov"
 ff -f lavfi -i "$video" -c:v prores_ks -profile:v 0 -timecode '00:59:59;28' -r 30000/1001 "$out/prores-dropframe.mov"
+# Fragmented: empty movie atoms, data relative to each fragment, every frame a
+# fragment, and a first fragment kept in the movie atom.
+ff -i "$out/h264-aac.mp4" -c copy -movflags frag_keyframe+empty_moov "$out/fragmented-h264-aac.mp4"
+ff -i "$out/mjpeg-pcm.mov" -c copy -movflags frag_keyframe+empty_moov+default_base_moof "$out/fragmented-mjpeg-pcm.mov"
+ff -i "$out/h264-aac.mp4" -map 0:v -c copy -movflags frag_every_frame+empty_moov "$out/fragmented-every-frame.mp4"
+ff -i "$out/h264-aac.mp4" -c copy -movflags frag_keyframe "$out/fragmented-keyframe.mp4"
 ls -l "$out"

@@ -1,5 +1,5 @@
 // The movie model over synthetic files: tracks, edits, metadata, and the
-// refusals (fragments, no movie; external data is refused in the toolbox tests).
+// refusals (no movie; external data is refused in the toolbox tests).
 #include "SyntheticMovie.h"
 
 #include "vqt/container/Movie.h"
@@ -94,14 +94,8 @@ TEST(ContainerMovieModel, SteppingSkipsTheGapBeforeTheFirstShownSample) {
   EXPECT_EQ(track.nextSampleChange(150, false, true), 100);
 }
 
-TEST(ContainerMovieModel, RefusesFragmentsAndFilesWithoutAMovie) {
+TEST(ContainerMovieModel, RefusesFilesWithoutAMovie) {
   Error error = Error::none;
-  SyntheticMovie shape;
-  shape.tracks = {tenFrames()};
-  auto file = buildMovieFile(shape);
-  EXPECT_EQ(openBytes(file + atomBytes('moof', {}), &error), nullptr);
-  EXPECT_EQ(error, Error::fragmentedMovie);
-
   EXPECT_EQ(openBytes(atomBytes('ftyp', be32('qt  ') + be32(0)) + atomBytes('mdat', {1, 2}), &error), nullptr);
   EXPECT_EQ(error, Error::noMovieAtom);
   EXPECT_EQ(openBytes(be32(64) + be32('moov'), &error), nullptr);

@@ -2,6 +2,7 @@
 #include "vqt/container/CompressedMovieAtom.h"
 #include "vqt/container/EditAtoms.h"
 #include "vqt/container/FileAtoms.h"
+#include "vqt/container/FragmentAtoms.h"
 #include "vqt/container/MetadataAtoms.h"
 #include "vqt/container/SampleEntries.h"
 #include "vqt/container/SampleTableAtoms.h"
@@ -60,6 +61,12 @@ constexpr std::array kRegistry{
     Registration{'ilst', make<ItemListAtom>},
     Registration{'data', make<DataAtom>},
     Registration{'cmov', make<CompressedMovieAtom>},
+    Registration{'mehd', make<MovieExtendsHeaderAtom>},
+    Registration{'trex', make<TrackExtendsAtom>},
+    Registration{'mfhd', make<MovieFragmentHeaderAtom>},
+    Registration{'tfhd', make<TrackFragmentHeaderAtom>},
+    Registration{'tfdt', make<TrackFragmentDecodeTimeAtom>},
+    Registration{'trun', make<TrackRunAtom>},
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "vqt/container/Movie.h"
 
+#include "vqt/container/Fragments.h"
+
 #include <algorithm>
 
 namespace vqt::container {
@@ -93,6 +95,65 @@ std::uint32_t fallbackTimeScale(const Atom& moov) {
   return first;
 }
 
+// Edits from 'elst', or one edit over the whole media when there is none.
+// A fragmented movie's header is written before its length is known, so there
+// a last edit of length 0 runs to the end of the media.
+void buildEdits(const Atom& trak, std::uint64_t headerDuration, bool fragmented, bool editDurationsKnown,
+                Track& track) {
+  const Media& media = track.media;
+  const std::uint32_t movieTimeScale = track.movieTimeScale;
+  track.edits.clear();
+  // Edit times are kept below 2^61 so that a start plus a duration, and the
+  // scaled products of the time searches, always fit their 64- and 128-bit sums.
+  constexpr std::uint64_t kMaxTrackTime = std::uint64_t(1) << 61;
+  std::uint64_t start = 0;
+  const auto* list = childAs<EditListAtom>(child(&trak, 'edts'), 'elst');
+  if (list && !editDurationsKnown) {
+    // Durations in an unknown unit: the one edit that shows media keeps its
+    // media start and plays to the media's end; anything else plays it all.
+    const EditListEntry* shown = nullptr;
+    int shownCount = 0;
+    for (const auto& e : list->entries)
+      if (e.mediaTime >= 0) shown = &e, ++shownCount;
+    const std::int64_t from =
+        shownCount == 1 && shown->mediaRate == 0x10000 ? std::min<std::int64_t>(shown->mediaTime, kMaxTrackTime) : 0;
+    const std::uint64_t mediaLeft = media.duration > std::uint64_t(from) ? media.duration - std::uint64_t(from) : 0;
+    const std::uint64_t length = std::min(scaleTime(mediaLeft, media.timeScale, movieTimeScale), kMaxTrackTime);
+    if (length) track.edits.push_back({0, length, from, 0x10000});
+    start = length;
+  } else if (list) {
+    for (const auto& e : list->entries) {
+      std::uint64_t length = e.segmentDuration;
+      if (fragmented && length == 0 && &e == &list->entries.back() && e.mediaTime >= 0 &&
+          media.duration > std::uint64_t(e.mediaTime))
+        length = scaleTime(media.duration - std::uint64_t(e.mediaTime), media.timeScale, movieTimeScale);
+      const std::uint64_t duration = std::min(length, kMaxTrackTime - start);
+      const std::int64_t mediaTime = e.mediaTime < 0 ? -1 : std::min<std::int64_t>(e.mediaTime, kMaxTrackTime);
+      track.edits.push_back({start, duration, mediaTime, e.mediaRate});
+      start += duration;
+    }
+  } else if (const SampleTable& table = media.samples;
+             fragmented && table.displayEnd() > std::max<std::int64_t>(table.displayStart(), 0)) {
+    // A fragmented movie's header is written before its samples, so it cannot
+    // hold the edit that hides the delay composition offsets put before the
+    // first picture; the unfragmented copy of the same movie has that edit.
+    // Playing from the first sample shown to the end of the last one gives
+    // the same frames at the same times as that copy.
+    const std::int64_t first = std::max<std::int64_t>(table.displayStart(), 0);
+    const std::uint64_t length =
+        scaleTime(static_cast<std::uint64_t>(table.displayEnd() - first), media.timeScale, movieTimeScale);
+    if (length) track.edits.push_back({0, length, first, 0x10000});
+    start = length;
+  } else {
+    // Without an edit list the whole media plays once from the start.
+    std::uint64_t length = scaleTime(media.duration, media.timeScale, movieTimeScale);
+    if (length == 0) length = headerDuration;
+    if (length) track.edits.push_back({0, length, 0, 0x10000});
+    start = length;
+  }
+  track.duration = start;
+}
+
 Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, bool editDurationsKnown, std::uint64_t fileSize,
                  Track& track) {
   const auto* header = childAs<TrackHeaderAtom>(&trak, 'tkhd');
@@ -159,39 +220,7 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, bool editDurati
   }
   track.userData = userDataItems(childAs<UserDataAtom>(&trak, 'udta'));
 
-  // Edit times are kept below 2^61 so that a start plus a duration, and the
-  // scaled products of the time searches, always fit their 64- and 128-bit sums.
-  constexpr std::uint64_t kMaxTrackTime = std::uint64_t(1) << 61;
-  std::uint64_t start = 0;
-  const auto* list = childAs<EditListAtom>(child(&trak, 'edts'), 'elst');
-  if (list && !editDurationsKnown) {
-    // Durations in an unknown unit: the one edit that shows media keeps its
-    // media start and plays to the media's end; anything else plays it all.
-    const EditListEntry* shown = nullptr;
-    int shownCount = 0;
-    for (const auto& e : list->entries)
-      if (e.mediaTime >= 0) shown = &e, ++shownCount;
-    const std::int64_t from =
-        shownCount == 1 && shown->mediaRate == 0x10000 ? std::min<std::int64_t>(shown->mediaTime, kMaxTrackTime) : 0;
-    const std::uint64_t mediaLeft = media.duration > std::uint64_t(from) ? media.duration - std::uint64_t(from) : 0;
-    const std::uint64_t length = std::min(scaleTime(mediaLeft, media.timeScale, movieTimeScale), kMaxTrackTime);
-    if (length) track.edits.push_back({0, length, from, 0x10000});
-    start = length;
-  } else if (list) {
-    for (const auto& e : list->entries) {
-      const std::uint64_t duration = std::min(e.segmentDuration, kMaxTrackTime - start);
-      const std::int64_t mediaTime = e.mediaTime < 0 ? -1 : std::min<std::int64_t>(e.mediaTime, kMaxTrackTime);
-      track.edits.push_back({start, duration, mediaTime, e.mediaRate});
-      start += duration;
-    }
-  } else {
-    // Without an edit list the whole media plays once from the start.
-    std::uint64_t length = scaleTime(media.duration, media.timeScale, movieTimeScale);
-    if (length == 0) length = header->duration;
-    if (length) track.edits.push_back({0, length, 0, 0x10000});
-    start = length;
-  }
-  track.duration = start;
+  buildEdits(trak, header->duration, false, editDurationsKnown, track);
   return Error::none;
 }
 
@@ -274,15 +303,35 @@ Error Movie::readSampleData(std::uint64_t offset, std::span<std::uint8_t> out) c
 Error Movie::open(std::shared_ptr<const ByteSource> source, std::unique_ptr<Movie>& out) {
   auto movie = std::make_unique<Movie>();
   movie->source_ = source;
-  const std::uint64_t fileSize = source->size();
 
   // Top level: only the movie atom and the file type are read into memory;
-  // media data and everything else are skipped by size.
+  // media data and everything else are skipped by size. Fragments are read
+  // once the movie atom is known (it may come after them).
+  const Error walked = walkTopLevel(*source, [&](FourCC type, std::uint64_t offset, std::uint64_t size) {
+    if (type == 'moof') movie->fragmented_ = true;
+    if ((type != 'moov' || movie->movieAtom_) && type != 'ftyp') return Error::none;
+    std::vector<std::uint8_t> bytes;
+    if (Error error = source->readVector(offset, size, bytes); error != Error::none) return error;
+    std::unique_ptr<Atom> atom;
+    ParseContext context;
+    if (Error error = parseSingleAtom(bytes, context, atom); error != Error::none) return error;
+    movie->atoms_.push_back(std::move(atom));
+    if (type == 'moov') movie->movieAtom_ = movie->atoms_.back().get();
+    return Error::none;
+  });
+  // Damage after a complete movie atom is trailing damage, not a broken movie.
+  if (walked != Error::none && !(walked == Error::badAtomSize && movie->movieAtom_)) return walked;
+  return finishOpening(std::move(movie), out);
+}
+
+Error Movie::walkTopLevel(const ByteSource& source,
+                          const std::function<Error(FourCC, std::uint64_t, std::uint64_t)>& visit) {
+  const std::uint64_t fileSize = source.size();
   std::uint64_t offset = 0;
   while (fileSize - offset >= 8) {
     std::uint8_t headerBytes[16];
     const std::size_t headerRead = fileSize - offset >= 16 ? 16 : 8;
-    if (!source->read(offset, std::span(headerBytes, headerRead))) return Error::ioError;
+    if (!source.read(offset, std::span(headerBytes, headerRead))) return Error::ioError;
     ByteReader headerReader(std::span<const std::uint8_t>(headerBytes, headerRead));
     std::uint64_t size = headerReader.u32();
     const FourCC type = headerReader.u32();
@@ -294,23 +343,54 @@ Error Movie::open(std::shared_ptr<const ByteSource> source, std::unique_ptr<Movi
     } else if (size == 0) {
       size = fileSize - offset;
     }
-    if (size < headerSize || size > fileSize - offset) {
-      if (movie->movieAtom_) break;  // trailing damage after a complete movie
-      return Error::badAtomSize;
-    }
-    if (type == 'moof') return Error::fragmentedMovie;
-    if ((type == 'moov' && !movie->movieAtom_) || type == 'ftyp') {
-      std::vector<std::uint8_t> bytes;
-      if (Error error = source->readVector(offset, size, bytes); error != Error::none) return error;
-      std::unique_ptr<Atom> atom;
-      ParseContext context;
-      if (Error error = parseSingleAtom(bytes, context, atom); error != Error::none) return error;
-      movie->atoms_.push_back(std::move(atom));
-      if (type == 'moov') movie->movieAtom_ = movie->atoms_.back().get();
-    }
+    if (size < headerSize || size > fileSize - offset) return Error::badAtomSize;
+    if (Error error = visit(type, offset, size); error != Error::none) return error;
     offset += size;
   }
-  return finishOpening(std::move(movie), out);
+  return Error::none;
+}
+
+Error Movie::readFragments(const Atom& moov, const std::vector<const Atom*>& traks) {
+  FragmentReader reader(moov, source_->size());
+  for (const auto& track : tracks) {
+    std::uint32_t frameBytes = 0;
+    const Media& media = track->media;
+    if (!media.descriptions.empty())
+      if (const auto* sound = dynamic_cast<const SoundSampleEntry*>(media.descriptions.front()))
+        frameBytes = pcmFrameBytes(*sound);
+    reader.addTrack(track->id, media.samples, frameBytes);
+  }
+  const Error walked = walkTopLevel(*source_, [&](FourCC type, std::uint64_t offset, std::uint64_t size) {
+    if (type != 'moof') return Error::none;
+    std::vector<std::uint8_t> bytes;
+    if (Error error = source_->readVector(offset, size, bytes); error != Error::none) return error;
+    std::unique_ptr<Atom> atom;
+    ParseContext context;
+    if (Error error = parseSingleAtom(bytes, context, atom); error != Error::none) return error;
+    return reader.addMovieFragment(*atom, offset);
+  });
+  // As when opening, a damaged atom ends the file; the fragments before it stay.
+  if (walked != Error::none && walked != Error::badAtomSize) return walked;
+
+  const auto* movieHeader = childAs<MovieHeaderAtom>(&moov, 'mvhd');
+  const bool editDurationsKnown = movieHeader && movieHeader->timeScale != 0;
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    Track& track = *tracks[i];
+    SampleTableAccumulator* merged = reader.tablesOf(track.id);
+    if (!merged) continue;
+    if (Error error = SampleTable::build(merged->finish(), source_->size(), track.media.samples); error != Error::none)
+      return error;
+    const auto* header = childAs<TrackHeaderAtom>(traks[i], 'tkhd');
+    // The headers of a fragmented movie are written before its samples, so
+    // the durations they state are at most those of the first samples.
+    const auto decoded = static_cast<std::uint64_t>(track.media.samples.decodeDuration());
+    track.media.duration = std::max(track.media.duration, decoded);
+    buildEdits(*traks[i], header ? header->duration : 0, true, editDurationsKnown, track);
+    duration = std::max(duration, track.duration);
+  }
+  if (const auto* extends = childAs<MovieExtendsHeaderAtom>(child(&moov, 'mvex'), 'mehd'))
+    duration = std::max(duration, extends->fragmentDuration);
+  return Error::none;
 }
 
 Error Movie::fromMovieAtom(std::span<const std::uint8_t> movieAtomBytes, std::shared_ptr<const ByteSource> data,
@@ -334,7 +414,6 @@ Error Movie::finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>&
     if (!compressed->movie || compressed->movie->type() != 'moov') return Error::noMovieAtom;
     moov = movie->movieAtom_ = compressed->movie.get();
   }
-  if (child(moov, 'mvex')) return Error::fragmentedMovie;
   const auto* header = childAs<MovieHeaderAtom>(moov, 'mvhd');
   if (!header) return Error::noMovieAtom;
   movie->timeScale = header->timeScale;
@@ -348,13 +427,17 @@ Error Movie::finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>&
     movie->duration = 0;
   }
 
+  std::vector<const Atom*> traks;
   for (const auto& atom : *moov->children()) {
     if (atom->type() != 'trak') continue;
     auto track = std::make_unique<Track>();
     if (Error error = buildTrack(*atom, movie->timeScale, timeScaleKnown, fileSize, *track); error != Error::none)
       return error;
     movie->tracks.push_back(std::move(track));
+    traks.push_back(atom.get());
   }
+  if (movie->fragmented_)
+    if (Error error = movie->readFragments(*moov, traks); error != Error::none) return error;
   const auto* udta = childAs<UserDataAtom>(moov, 'udta');
   movie->userData = userDataItems(udta);
   const MetaAtom* meta = mdtaMeta(moov);

@@ -12,6 +12,7 @@
 #include "vqt/container/SampleEntries.h"
 #include "vqt/container/SampleTable.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -76,8 +77,9 @@ class Track {
 
 class Movie {
  public:
-  // Parses the source; fails on no movie atom, fragments, external data and
-  // damaged tables. Media data is only read on demand.
+  // Parses the source; fails on no movie atom, external data and damaged
+  // tables. The samples of movie fragments join their tracks' tables, so a
+  // fragmented movie reads like any other. Media data is only read on demand.
   static Error open(std::shared_ptr<const ByteSource> source, std::unique_ptr<Movie>& out);
   // A movie from its 'moov' bytes alone, its sample offsets pointing into
   // `data` (a file being written, a sound file presented as a movie).
@@ -98,6 +100,11 @@ class Movie {
 
  private:
   static Error finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>& out);
+  // Calls `visit(type, offset, size)` for each top-level atom, reading headers only.
+  static Error walkTopLevel(const ByteSource& source,
+                            const std::function<Error(FourCC, std::uint64_t, std::uint64_t)>& visit);
+  Error readFragments(const Atom& moov, const std::vector<const Atom*>& traks);
+  bool fragmented_ = false;  // a 'moof' was seen at the top level
   std::shared_ptr<const ByteSource> source_;
   std::vector<std::unique_ptr<Atom>> atoms_;  // top-level atoms other than media data
   const Atom* movieAtom_ = nullptr;
