@@ -31,6 +31,8 @@ inline constexpr ChromaCoefficients kVideo2vuyDefault{std::bit_cast<float>(0x3B9
 // Encoder side: host floats to codec layout.
 void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride, float* out,
                       int count);
+// An odd `count` ends in a group of its own for the last pixel (its Y' twice):
+// 2 * count + 2 bytes are written then, 2 * count otherwise.
 void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
 void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count);
 

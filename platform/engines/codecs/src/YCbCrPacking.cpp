@@ -146,6 +146,8 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
     }
   };
   auto store = [&](float value8) { return static_cast<Sample>(roundClamped(value8 * scale, maximum)); };
+  // Alpha spans every code of the sample (1.0 is 1023 in 10 bits, not 4 x 255).
+  auto storeAlpha = [&](float a) { return static_cast<Sample>(roundClamped(a * maximum, maximum)); };
   const int blockW = 1 << layout.chromaShiftX;
   const int blockH = 1 << layout.chromaShiftY;
   if (blockH == 1) {
@@ -161,7 +163,7 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
         for (int x = cx * blockW; x < xEnd; ++x) {
           const Yuva v = read(x, y);
           luma[x] = store(v.y);
-          if (alpha) alpha[x] = store(v.a * 255.0f);
+          if (alpha) alpha[x] = storeAlpha(v.a);
           cb += v.cb;
           cr += v.cr;
         }
@@ -178,7 +180,7 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
     for (int x = 0; x < width; ++x) {
       const Yuva v = read(x, y);
       luma[x] = store(v.y);
-      if (alpha) alpha[x] = store(v.a * 255.0f);
+      if (alpha) alpha[x] = storeAlpha(v.a);
     }
   }
   for (int cy = 0; cy * blockH < height; ++cy) {
@@ -200,6 +202,30 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
       const float mean = 1.0f / static_cast<float>(count);
       cbRow[cx] = store(cb * mean);
       crRow[cx] = store(cr * mean);
+    }
+  }
+}
+
+template <typename Sample>
+void packTransformedRows(const AVFrame& frame, const PlaneLayout& layout, float unit, const YCbCrTransform& t,
+                         const ImageView& out, int width, int height) {
+  const float alphaScale = 1.0f / static_cast<float>((1 << layout.depth) - 1);
+  constexpr float kInverse255 = 1.0f / 255.0f;
+  for (int y = 0; y < height; ++y) {
+    const Sample* luma = planeRow<Sample>(frame, 0, y);
+    const Sample* cb = planeRow<Sample>(frame, 1, y >> layout.chromaShiftY);
+    const Sample* cr = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
+    const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+    std::uint8_t* row = out.data + y * out.bytesPerRow;
+    for (int x = 0; x < width; ++x) {
+      const int cx = x >> layout.chromaShiftX;
+      const float v[3] = {luma[x] * unit - t.inOffset[0], cb[cx] * unit - t.inOffset[1], cr[cx] * unit - t.inOffset[2]};
+      float o[3];
+      for (int r = 0; r < 3; ++r)
+        o[r] = (t.matrix[r][0] * v[0] + t.matrix[r][1] * v[1] + t.matrix[r][2] * v[2]) + t.outOffset[r];
+      const float pixel[4] = {alpha ? alpha[x] * alphaScale : 1.0f, (o[0] - 16.0f) * kInverse255, o[1] * kInverse255,
+                              o[2] * kInverse255};
+      std::memcpy(row + 16 * x, pixel, 16);
     }
   }
 }
@@ -290,6 +316,19 @@ void packPlanarYuv(const AVFrame& frame, const ImageView& destination) {
   } else {
     toFloat ? packRows<std::uint8_t, true>(frame, destination, layout, width, height)
             : packRows<std::uint8_t, false>(frame, destination, layout, width, height);
+  }
+}
+
+void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
+                              const ImageView& destination) {
+  const PlaneLayout layout = layoutOf(frame);
+  const int width = std::min(destination.width, frame.width);
+  const int height = std::min(destination.height, frame.height);
+  const float unit = sampleUnit(layout.depth, fullRange);
+  if (layout.depth > 8) {
+    packTransformedRows<std::uint16_t>(frame, layout, unit, transform, destination, width, height);
+  } else {
+    packTransformedRows<std::uint8_t>(frame, layout, unit, transform, destination, width, height);
   }
 }
 

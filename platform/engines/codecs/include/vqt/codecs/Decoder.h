@@ -20,7 +20,8 @@ struct DecoderConfig {
   int depth = 24;                        // image description depth (raw and RLE need it)
   FourCC configAtomType = 0;             // 'avcC', 'hvcC', 'esds' or 0
   std::vector<std::uint8_t> configAtom;  // that extension's payload, without its header
-  ColourMatrix matrix = ColourMatrix::unspecified;
+  ColourMatrix matrix = ColourMatrix::unspecified;  // from the file's 'colr', when it says
+  ColourRange range = ColourRange::unspecified;     // from an 'nclx' 'colr', when there is one
   int threads = 0;  // 0: one per processor
 };
 
