@@ -35,8 +35,8 @@ void readColourDescription(ImageDescriptionHandle desc, vqt::codecs::DecoderConf
       return;
     const auto size = static_cast<std::size_t>(GetHandleSize(extension));
     const auto* bytes = reinterpret_cast<const UInt8*>(*extension);
-    const UInt32 type = size >= 4 ? (UInt32{bytes[0]} << 24 | UInt32{bytes[1]} << 16 | UInt32{bytes[2]} << 8 | bytes[3])
-                                  : 0;
+    const UInt32 type =
+        size >= 4 ? (UInt32{bytes[0]} << 24 | UInt32{bytes[1]} << 16 | UInt32{bytes[2]} << 8 | bytes[3]) : 0;
     const bool nclc = type == kVideoColorInfoImageDescriptionExtensionType && size >= 10;
     const bool nclx = type == 'nclx' && size >= 11;
     if (nclc || nclx) {

@@ -11,11 +11,13 @@ namespace ColourTest {
 std::string fixture(const std::string& name) { return std::string(VQT_COLOUR_FIXTURES) + "/" + name; }
 std::string scratch(const std::string& name) { return std::string(VQT_COLOUR_SCRATCH) + "/" + name; }
 
-std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int height, const std::string& filters) {
+std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int height, const std::string& filters,
+                             bool accurate) {
   std::string chain = "select=eq(n\\," + std::to_string(index) + ")";
   if (!filters.empty()) chain += "," + filters;
-  const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i '" + path + "' -vf \"" +
-                              chain + "\" -vsync 0 -frames:v 1 -pix_fmt rgb48le -f rawvideo -";
+  const std::string flags = accurate ? " -sws_flags bicubic+accurate_rnd+full_chroma_int" : "";
+  const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i '" + path + "'" + flags +
+                              " -vf \"" + chain + "\" -vsync 0 -frames:v 1 -pix_fmt rgb48le -f rawvideo -";
   FILE* pipe = popen(command.c_str(), "r");
   if (!pipe) return {};
   std::vector<std::uint16_t> words(static_cast<size_t>(width) * height * 3);
@@ -27,8 +29,7 @@ std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int 
   return rgb;
 }
 
-double psnr(const std::vector<float>& rgba, const std::vector<float>& rgb, int width, int x0, int x1, int y0,
-            int y1) {
+double psnr(const std::vector<float>& rgba, const std::vector<float>& rgb, int width, int x0, int x1, int y0, int y1) {
   double sum = 0.0;
   size_t count = 0;
   for (int y = y0; y < y1; ++y) {

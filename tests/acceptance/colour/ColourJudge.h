@@ -13,13 +13,15 @@ std::string scratch(const std::string& name);
 // Frame `index` (from 0) of `path` as ffmpeg decodes it to 16-bit RGB, scaled
 // to 0..1 floats, three a pixel, after the filters in `filters` (may be
 // empty); empty when the CLI fails or gives the wrong size.
-std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int height,
-                             const std::string& filters = "");
+// `accurate`: chroma interpolated to every pixel and rounded accurately (the
+// CLI's best RGB, for judging a file's content against its source); else the
+// CLI's default conversion (what a user of the CLI sees).
+std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int height, const std::string& filters = "",
+                             bool accurate = false);
 
 // PSNR in dB (peak 1.0) over R, G and B of the pixels in columns
 // [x0, x1) and rows [y0, y1) of an RGBA frame against an RGB one.
-double psnr(const std::vector<float>& rgba, const std::vector<float>& rgb, int width, int x0, int x1, int y0,
-            int y1);
+double psnr(const std::vector<float>& rgba, const std::vector<float>& rgb, int width, int x0, int x1, int y0, int y1);
 double psnr(const std::vector<float>& rgba, const std::vector<float>& rgb, int width, int height);
 
 }  // namespace ColourTest

@@ -19,6 +19,7 @@ namespace {
 struct ColourCase {
   const char* file;
   const char* filters;  // given to the CLI before its RGB conversion
+  const char* source;   // when set, the picture every frame repeats judges instead
 };
 
 const ColourCase kCases[] = {
@@ -39,10 +40,10 @@ const ColourCase kCases[] = {
     {"dnxhr-sq.mov", ""},
     {"dnxhr-hq.mov", ""},
     {"dnxhr-hqx.mov", ""},
-    {"jpeg-odd-420.mov", ""},
-    {"jpeg-odd-422.mov", ""},
-    {"jpeg-odd-444.mov", ""},
-    {"h264-odd-444.mov", ""},
+    {"jpeg-odd-420.mov", "", "odd-source.png"},
+    {"jpeg-odd-422.mov", "", "odd-source.png"},
+    {"jpeg-odd-444.mov", "", "odd-source.png"},
+    {"h264-odd-444.mov", "", "odd-source.png"},
 };
 
 constexpr double kFloor = 30.0;
@@ -73,9 +74,10 @@ TEST_P(ReadColour, MatchesTheCliDecodeThatHonoursTheTags) {
   std::vector<float> ours(static_cast<size_t>(d.width) * d.height * 4);
   for (int frame : {1, d.count}) {
     ASSERT_EQ(reader.decodeFrame(frame, ours.data()), 0) << frame;
-    const std::vector<float> theirs = ffmpegRgb(fixture(c.file), frame - 1, d.width, d.height, c.filters);
+    const std::vector<float> theirs = c.source != nullptr
+                                          ? ffmpegRgb(fixture(c.source), 0, d.width, d.height)
+                                          : ffmpegRgb(fixture(c.file), frame - 1, d.width, d.height, c.filters);
     ASSERT_FALSE(theirs.empty());
-    if (getenv("DUMP")) { FILE* f = fopen("/tmp/colour/ours.raw", "wb"); fwrite(ours.data(), 4, ours.size(), f); fclose(f); f = fopen("/tmp/colour/theirs.raw", "wb"); fwrite(theirs.data(), 4, theirs.size(), f); fclose(f); }
     const double whole = psnr(ours, theirs, d.width, d.height);
     const double column = psnr(ours, theirs, d.width, d.width - 1, d.width, 0, d.height);
     const double row = psnr(ours, theirs, d.width, 0, d.width, d.height - 1, d.height);

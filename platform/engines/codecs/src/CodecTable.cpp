@@ -70,6 +70,9 @@ constexpr CodecEntry kCodecs[] = {
    "v210", "v210", -1, "yuv422p10le", "", kDeepYCbCr, kLossless, 24, false, 0, ""},
   {'AVdn', "DNxHR / DNxHD", "VC-3 (DNxHD, DNxHR) through FFmpeg libavcodec; quality picks the DNxHR profile",
    "dnxhd", "dnxhd", -1, "yuv422p", "", kAnyDepthYCbCr, kDnxhrQuality, 24, false, 0, ""},
+  // Other writers label DNxHR (the resolution-independent profiles) as 'AVdh'.
+  {'AVdh', "DNxHR", "VC-3 DNxHR (LB, SQ, HQ, HQX, 444), FFmpeg libavcodec decoder",
+   "dnxhd", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, false, 0, ""},
   {'dvc ', "DV - NTSC", "DV25 NTSC (720x480, 4:1:1) through FFmpeg libavcodec",
    "dvvideo", "dvvideo", -1, "yuv411p", "", kVideoYCbCr, kLossless, 24, false, 0, ""},
   {'dvcp', "DV - PAL", "DV25 PAL (720x576, 4:2:0) through FFmpeg libavcodec",

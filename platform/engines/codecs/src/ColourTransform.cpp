@@ -37,9 +37,8 @@ void rgbToYcc(Weights w, Matrix3 m) {
 }
 void yccToRgb(Weights w, Matrix3 m) {
   const double kg = 1.0 - w.kr - w.kb;
-  const double rows[3][3] = {{1, 0, 2 * (1 - w.kr)},
-                             {1, -2 * (1 - w.kb) * w.kb / kg, -2 * (1 - w.kr) * w.kr / kg},
-                             {1, 2 * (1 - w.kb), 0}};
+  const double rows[3][3] = {
+      {1, 0, 2 * (1 - w.kr)}, {1, -2 * (1 - w.kb) * w.kb / kg, -2 * (1 - w.kr) * w.kr / kg}, {1, 2 * (1 - w.kb), 0}};
   std::copy(&rows[0][0], &rows[0][0] + 9, &m[0][0]);
 }
 

@@ -21,9 +21,7 @@ struct YCbCrTransform {
 };
 
 // True when a stream with `matrix` (resolved) and this range holds exchange Y'CbCr as it is.
-inline bool isExchangeYCbCr(ColourMatrix matrix, bool fullRange) {
-  return matrix == ColourMatrix::bt601 && !fullRange;
-}
+inline bool isExchangeYCbCr(ColourMatrix matrix, bool fullRange) { return matrix == ColourMatrix::bt601 && !fullRange; }
 
 // Stream Y'CbCr to exchange Y'CbCr, and exchange Y'CbCr to stream Y'CbCr.
 YCbCrTransform transformToExchange(ColourMatrix matrix, bool fullRange);

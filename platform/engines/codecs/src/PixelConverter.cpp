@@ -174,7 +174,9 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   const int height = frame.height;
   matrix = resolveColourMatrix(matrix, height);
   if (isYCbCrExchange(destination.pixelFormat)) {
-    if (!isRgbFormat(frame.format) && matrix != ColourMatrix::bt601)
+    const bool oddSize = (width | height) & 1;
+    const bool packed422 = destination.pixelFormat == kPixelFormat2vuy || destination.pixelFormat == kPixelFormatYuvs;
+    if (!isRgbFormat(frame.format) && (matrix != ColourMatrix::bt601 || (oddSize && packed422 && isPlanarYuv(frame))))
       return toExchangeConverted(frame, matrix, destination);
     // R'G'B' sources are made into the exchange formats' Y'CbCr.
     matrix = ColourMatrix::bt601;
@@ -322,6 +324,17 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
 
   const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
+  const bool packed422 = source.pixelFormat == kPixelFormat2vuy || source.pixelFormat == kPixelFormatYuvs;
+  if (packed422 && (height & 1) && av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format))->log2_chroma_h > 0) {
+    // libswscale leaves the last chroma row of an odd-height 4:2:0 frame
+    // unwritten when it reads packed 4:2:2; from planar 4:2:2 it writes it.
+    AVFrame* planar = scratchFrame(scratch_, AV_PIX_FMT_YUV422P, width, height);
+    if (planar == nullptr) return Status::outOfMemory;
+    unpack422ToPlanar(source, *planar);
+    Planes from{planar->format, {}, {}, false};
+    setPlanes(from, *planar);
+    return scale(from, to, width, height, matrix);
+  }
   Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false, needed};
   if (source.pixelFormat == kPixelFormatB64a) {
     // libswscale has no 16-bit ARGB: rotate a copy to R, G, B, A first.
@@ -366,6 +379,13 @@ Status PixelConverter::toExchangeConverted(const AVFrame& frame, ColourMatrix ma
   if (corrected == nullptr) return Status::outOfMemory;
   corrected->color_range = AVCOL_RANGE_MPEG;
   transformPlanar(*planar, fullRange, transform, *corrected, false);
+  // libswscale resamples the chroma of an odd size by (n + 1) / (2n + 1), not
+  // a half, which shifts it across the picture: odd sizes are packed by us.
+  if ((destination.pixelFormat == kPixelFormat2vuy || destination.pixelFormat == kPixelFormatYuvs) &&
+      ((width | height) & 1)) {
+    pack444To422(*corrected, destination);
+    return Status::ok;
+  }
   return toExchange(*corrected, ColourMatrix::bt601, destination);
 }
 
@@ -387,7 +407,10 @@ Status PixelConverter::fromExchangeConverted(const ConstImageView& source, Colou
   } else {
     const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
     if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
-    Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false,
+    Planes from{packed,
+                {const_cast<std::uint8_t*>(source.data)},
+                {static_cast<int>(source.bytesPerRow)},
+                false,
                 minimumBytesPerRow(source.pixelFormat, source.width)};
     Planes to{plain->format, {}, {}, false};
     setPlanes(to, *plain);
