@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "ColourTransform.h"
+#include "YCbCrPacking.h"
 #include "vqt/ffmpeg/Handles.h"
 
 extern "C" {
@@ -87,6 +88,35 @@ TEST(ColourTransform, PlanarFrameOfOddSizeKeepsItsEdges) {
       EXPECT_EQ(sample(2, x, y), (200 - 30 * (x / 2) - 10 * (y / 2)) * 256);
       EXPECT_EQ(sample(3, x, y), 0xFFFF);
     }
+}
+
+// Straight into 'r4fl': four pixels a step then one at a time, the same
+// floats either way, so a row of equal pixels gives equal pixels.
+TEST(ColourTransform, FloatRowsAreTheSameInTheVectorAndScalarParts) {
+  for (AVPixelFormat format : {AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUV420P}) {
+    ffmpeg::FramePtr frame(av_frame_alloc());
+    frame->format = format;
+    frame->width = 6;
+    frame->height = 2;
+    ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
+    const bool deep = format == AV_PIX_FMT_YUV422P10LE;
+    const int values[3] = {deep ? 700 : 175, deep ? 300 : 75, deep ? 800 : 200};
+    for (int plane = 0; plane < 3; ++plane)
+      for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 6; ++x) {
+          std::uint8_t* row = frame->data[plane] + y * frame->linesize[plane];
+          if (deep)
+            reinterpret_cast<std::uint16_t*>(row)[x] = static_cast<std::uint16_t>(values[plane]);
+          else
+            row[x] = static_cast<std::uint8_t>(values[plane]);
+        }
+    std::vector<float> floats(6 * 2 * 4, -1.0f);
+    const ImageView view{kPixelFormatR4fl, 6, 2, 6 * 16, reinterpret_cast<std::uint8_t*>(floats.data())};
+    packPlanarYuvTransformed(*frame, false, transformToExchange(ColourMatrix::bt709, false), view);
+    for (int p = 1; p < 12; ++p)
+      for (int c = 0; c < 4; ++c) ASSERT_EQ(floats[4 * p + c], floats[c]) << format << " pixel " << p;
+    EXPECT_EQ(floats[0], 1.0f);
+  }
 }
 
 }  // namespace
