@@ -12,10 +12,11 @@ std::string fixture(const std::string& name) { return std::string(VQT_COLOUR_FIX
 std::string scratch(const std::string& name) { return std::string(VQT_COLOUR_SCRATCH) + "/" + name; }
 
 std::vector<float> ffmpegRgb(const std::string& path, int index, int width, int height, const std::string& filters,
-                             bool accurate) {
+                             bool interpolateChroma) {
   std::string chain = "select=eq(n\\," + std::to_string(index) + ")";
   if (!filters.empty()) chain += "," + filters;
-  const std::string flags = accurate ? " -sws_flags bicubic+accurate_rnd+full_chroma_int" : "";
+  const std::string flags =
+      std::string(" -sws_flags bicubic+accurate_rnd") + (interpolateChroma ? "+full_chroma_int" : "");
   const std::string command = std::string(VQT_FFMPEG) + " -hide_banner -loglevel error -i '" + path + "'" + flags +
                               " -vf \"" + chain + "\" -vsync 0 -frames:v 1 -pix_fmt rgb48le -f rawvideo -";
   FILE* pipe = popen(command.c_str(), "r");
