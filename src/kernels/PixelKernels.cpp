@@ -85,6 +85,12 @@ void convertRgbToR4fl(const float* a, const float* r, const float* g, const floa
 
 void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count) {
   active().rgbTo2vuy(r, g, b, stride, out, count);
+  // The last pixel of an odd count has no partner: it makes a group of its own,
+  // paired with itself (stride 0), so an odd-width picture keeps its last column.
+  if (count > 0 && count % 2 != 0) {
+    const long last = static_cast<long>(count - 1) * stride;
+    reference::convertRgbTo2vuy(r + last, g + last, b + last, 0, out + 2 * static_cast<long>(count - 1), 2);
+  }
 }
 
 void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out, int count) {

@@ -295,7 +295,9 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
         break;
       }
       case k2vuyPixelFormat:
-        convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels, chroma);
+        // An odd width ends in a group with Cb, Y' and Cr but no second pixel:
+        // one byte more lets the kernel read that Cr for the last column.
+        convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels + (pixels & 1), chroma);
         break;
       case kYUVSPixelFormat:
         convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);

@@ -32,6 +32,8 @@ inline constexpr ChromaCoefficients kVideo2vuyDefault{0x1.2b404ap-8f, 1.5966f, -
 // Encoder side: host floats to codec layout.
 VANTOR_EXPORT void convertRgbToR4fl(const float* a, const float* r, const float* g, const float* b, int stride,
                                     float* out, int count);
+// An odd `count` ends in a group of its own for the last pixel (its Y' twice):
+// 2 * count + 2 bytes are written then, 2 * count otherwise.
 VANTOR_EXPORT void convertRgbTo2vuy(const float* r, const float* g, const float* b, int stride, uint8_t* out,
                                     int count);
 VANTOR_EXPORT void convertRgbToR408(const float* r, const float* g, const float* b, int stride, uint8_t* out,

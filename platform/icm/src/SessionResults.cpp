@@ -23,6 +23,33 @@ OSStatus vqtICMResultOf(vqt::codecs::Status status) {
   return codecErr;
 }
 
+namespace {
+
+// The matrix of the first 'colr' extension that is 'nclc' or 'nclx' (the
+// ISO form, which also says whether the samples are full range).
+void readColourDescription(ImageDescriptionHandle desc, vqt::codecs::DecoderConfig& config) {
+  for (long index = 1; index <= 8; ++index) {
+    Handle extension = nullptr;
+    if (GetImageDescriptionExtension(desc, &extension, kColorInfoImageDescriptionExtension, index) != noErr ||
+        extension == nullptr)
+      return;
+    const auto size = static_cast<std::size_t>(GetHandleSize(extension));
+    const auto* bytes = reinterpret_cast<const UInt8*>(*extension);
+    const UInt32 type =
+        size >= 4 ? (UInt32{bytes[0]} << 24 | UInt32{bytes[1]} << 16 | UInt32{bytes[2]} << 8 | bytes[3]) : 0;
+    const bool nclc = type == kVideoColorInfoImageDescriptionExtensionType && size >= 10;
+    const bool nclx = type == 'nclx' && size >= 11;
+    if (nclc || nclx) {
+      config.matrix = vqt::codecs::colourMatrixFromNclc((bytes[8] << 8) | bytes[9]);
+      if (nclx) config.range = (bytes[10] & 0x80) ? vqt::codecs::ColourRange::full : vqt::codecs::ColourRange::video;
+    }
+    DisposeHandle(extension);
+    if (nclc || nclx) return;
+  }
+}
+
+}  // namespace
+
 vqt::codecs::DecoderConfig vqtDecoderConfigFrom(ImageDescriptionHandle desc) {
   vqt::codecs::DecoderConfig config;
   const ImageDescription& d = **desc;
@@ -41,11 +68,6 @@ vqt::codecs::DecoderConfig vqtDecoderConfigFrom(ImageDescriptionHandle desc) {
       DisposeHandle(extension);
     }
   }
-  NCLCColorInfoImageDescriptionExtension nclc{};
-  if (ICMImageDescriptionGetProperty(desc, kQTPropertyClass_ImageDescription,
-                                     kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof nclc, &nclc,
-                                     nullptr) == noErr) {
-    config.matrix = vqt::codecs::colourMatrixFromNclc(nclc.matrix);
-  }
+  readColourDescription(desc, config);
   return config;
 }

@@ -48,7 +48,8 @@ TEST(ComponentManager, DescribesOurCodecComponents) {
   ComponentDescription h264{'imco', 'avc1', 0, 0, cmpIsMissing};
   Component compressor = FindNextComponent(nullptr, &h264);
   ASSERT_NE(compressor, nullptr);
-  EXPECT_EQ(pixelFormats(compressor), (std::vector<OSType>{'2vuy'}));
+  // Floats first, so that 10-bit and 4:4:4 streams keep their depth and chroma.
+  EXPECT_EQ(pixelFormats(compressor), (std::vector<OSType>{'r4fl', '2vuy'}));
   ComponentDescription hevc{'imco', 'hvc1', 0, 0, cmpIsMissing};
   EXPECT_EQ(FindNextComponent(nullptr, &hevc), nullptr) << "HEVC is read only";
 }

@@ -54,6 +54,22 @@ TEST(KernelEncodeTest, TwoVuyWhiteBlackBlueNegative) {
   EXPECT_EQ(negative[3], 16);
 }
 
+// An odd row's last pixel gets the group that pairing it with itself gives,
+// and the complete pairs before it are what an even row of them gives.
+TEST(KernelEncodeTest, TwoVuyOddLastPixelMakesItsOwnGroup) {
+  const std::array<Pixel, 3> row{Pixel{0.2f, 0.5f, 0.9f, 1}, Pixel{0.7f, 0.1f, 0.3f, 1}, Pixel{0.9f, 0.8f, 0.1f, 1}};
+  std::array<uint8_t, 9> out{};
+  out.fill(0xAB);
+  convertRgbTo2vuy(&row[0][2], &row[0][1], &row[0][0], 4, out.data(), 3);
+  const Bytes pair = to2vuy(row[0], row[1]);
+  const Bytes alone = to2vuy(row[2], row[2]);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(out[i], pair[i]) << i;
+    EXPECT_EQ(out[4 + i], alone[i]) << i;
+  }
+  EXPECT_EQ(out[8], 0xAB);
+}
+
 TEST(KernelEncodeTest, R4flWhiteWithoutAlpha) {
   const Pixel white{1, 1, 1, 0.25f};
   std::array<float, 4> out{};

@@ -16,6 +16,9 @@ using Q = QualityControl;
 constexpr std::array<FourCC, 4> kDeepYCbCr{kPixelFormatR4fl, kPixelFormatB64a, 0, 0};
 constexpr std::array<FourCC, 4> kVideoYCbCr{kPixelFormat2vuy, 0, 0, 0};
 constexpr std::array<FourCC, 4> kJpegYCbCr{kPixelFormat2vuy, kPixelFormatArgb32, 0, 0};
+// Streams of 8 bits and deeper, 4:2:0 to 4:4:4 (H.264 High 10, 4:2:2 and 4:4:4,
+// HEVC Main 10): floats keep whatever a stream holds, '2vuy' is there for the
+// overrides that ask for it.
 constexpr std::array<FourCC, 4> kAnyDepthYCbCr{kPixelFormatR4fl, kPixelFormat2vuy, 0, 0};
 constexpr std::array<FourCC, 4> kDeepRgb{kPixelFormatB64a, kPixelFormatArgb32, 0, 0};
 constexpr std::array<FourCC, 4> kRgb{kPixelFormatArgb32, 0, 0, 0};
@@ -47,7 +50,7 @@ constexpr CodecEntry kCodecs[] = {
   {'ap4x', "ProRes 4444 XQ", "ProRes 4444 XQ, 12-bit 4:4:4 with alpha, through FFmpeg libavcodec",
    "prores", "prores_ks", 5, "yuv444p10le", "yuva444p10le", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
   {'avc1', "H.264", "H.264 / AVC: FFmpeg libavcodec decoder, x264 encoder",
-   "h264", "libx264", -1, "yuv420p", "", kVideoYCbCr, kH264Quality, 24, true, 'avcC', ""},
+   "h264", "libx264", -1, "yuv420p", "", kAnyDepthYCbCr, kH264Quality, 24, true, 'avcC', ""},
   {'hvc1', "HEVC", "HEVC / H.265 (parameter sets in the description), FFmpeg libavcodec decoder",
    "hevc", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, true, 'hvcC', ""},
   {'hev1', "HEVC (in-band parameters)", "HEVC / H.265 (parameter sets in the stream), FFmpeg libavcodec decoder",
@@ -70,6 +73,9 @@ constexpr CodecEntry kCodecs[] = {
    "v210", "v210", -1, "yuv422p10le", "", kDeepYCbCr, kLossless, 24, false, 0, ""},
   {'AVdn', "DNxHR / DNxHD", "VC-3 (DNxHD, DNxHR) through FFmpeg libavcodec; quality picks the DNxHR profile",
    "dnxhd", "dnxhd", -1, "yuv422p", "", kAnyDepthYCbCr, kDnxhrQuality, 24, false, 0, ""},
+  // Other writers label DNxHR (the resolution-independent profiles) as 'AVdh'.
+  {'AVdh', "DNxHR", "VC-3 DNxHR (LB, SQ, HQ, HQX, 444), FFmpeg libavcodec decoder",
+   "dnxhd", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, false, 0, ""},
   {'dvc ', "DV - NTSC", "DV25 NTSC (720x480, 4:1:1) through FFmpeg libavcodec",
    "dvvideo", "dvvideo", -1, "yuv411p", "", kVideoYCbCr, kLossless, 24, false, 0, ""},
   {'dvcp', "DV - PAL", "DV25 PAL (720x576, 4:2:0) through FFmpeg libavcodec",

@@ -237,9 +237,16 @@ void Decoder::restart() {
 
 Status Decoder::convert(const Picture& picture, const ImageView& destination) {
   if (!picture.valid()) return Status::failed;
-  const AVFrame& frame = *picture.data()->frame;
+  // The file's colour description decides: its 'colr' first, then the
+  // stream's own tags, then the usual default (BT.709 above 576 lines, BT.601
+  // below; JPEG is BT.601 full range by its own definition).
+  AVFrame frame = *picture.data()->frame;  // shallow: only the range is changed
   ColourMatrix matrix = impl_->config.matrix;
   if (matrix == ColourMatrix::unspecified) matrix = matrixOfStream(frame.colorspace);
+  const bool jpeg = impl_->context->codec_id == AV_CODEC_ID_MJPEG;
+  if (matrix == ColourMatrix::unspecified && jpeg) matrix = ColourMatrix::bt601;
+  if (impl_->config.range != ColourRange::unspecified)
+    frame.color_range = impl_->config.range == ColourRange::full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   return impl_->converter.toExchange(frame, matrix, destination);
 }
 

@@ -205,6 +205,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   impl->matrix = resolveColourMatrix(config.matrix, config.height);
   // VC-3 streams always declare BT.709, so that is the matrix their pixels must be made with.
   if (codec->id == AV_CODEC_ID_DNXHD) impl->matrix = ColourMatrix::bt709;
+  // JPEG (JFIF) is BT.601 full range at every size: it has no way to say otherwise.
+  if (codec->id == AV_CODEC_ID_MJPEG) impl->matrix = ColourMatrix::bt601;
   const bool fullRange = context->pix_fmt == AV_PIX_FMT_YUVJ420P;
   context->color_range = fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   context->colorspace = streamColourSpace(impl->matrix);

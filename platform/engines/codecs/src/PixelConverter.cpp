@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ColourTransform.h"
 #include "RgbWidening.h"
 #include "UyvyPacking.h"
 #include "YCbCrPacking.h"
@@ -76,6 +77,20 @@ int runBand(AVCodecContext*, void* argument, int band, int) {
 bool isRgbFormat(int format) {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
+// The exchange formats that carry Y'CbCr, always BT.601 video range.
+bool isYCbCrExchange(FourCC format) {
+  return format == kPixelFormat2vuy || format == kPixelFormatYuvs || format == kPixelFormatR408 ||
+         format == kPixelFormatR4fl || format == kPixelFormatV210;
+}
+
+template <typename Planes>
+void setPlanes(Planes& planes, const AVFrame& frame) {
+  for (int i = 0; i < 4; ++i) {
+    planes.data[i] = frame.data[i];
+    planes.linesize[i] = frame.linesize[i];
+  }
 }
 
 }  // namespace
@@ -158,6 +173,14 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   const int width = frame.width;
   const int height = frame.height;
   matrix = resolveColourMatrix(matrix, height);
+  if (isYCbCrExchange(destination.pixelFormat)) {
+    const bool oddSize = (width | height) & 1;
+    const bool packed422 = destination.pixelFormat == kPixelFormat2vuy || destination.pixelFormat == kPixelFormatYuvs;
+    if (!isRgbFormat(frame.format) && (matrix != ColourMatrix::bt601 || (oddSize && packed422 && isPlanarYuv(frame))))
+      return toExchangeConverted(frame, matrix, destination);
+    // R'G'B' sources are made into the exchange formats' Y'CbCr.
+    matrix = ColourMatrix::bt601;
+  }
 
   Planes source{frame.format, {}, {}, isFullRange(frame)};
   for (int i = 0; i < 4; ++i) {
@@ -250,6 +273,11 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
   const int width = frame.width;
   const int height = frame.height;
   matrix = resolveColourMatrix(matrix, height);
+  if (isYCbCrExchange(source.pixelFormat)) {
+    if (!isRgbFormat(frame.format) && matrix != ColourMatrix::bt601)
+      return fromExchangeConverted(source, matrix, frame);
+    matrix = ColourMatrix::bt601;
+  }
 
   Planes to{frame.format, {}, {}, isFullRange(frame)};
   for (int i = 0; i < 4; ++i) {
@@ -296,6 +324,17 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
 
   const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
   if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
+  const bool packed422 = source.pixelFormat == kPixelFormat2vuy || source.pixelFormat == kPixelFormatYuvs;
+  if (packed422 && (height & 1) && av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format))->log2_chroma_h > 0) {
+    // libswscale leaves the last chroma row of an odd-height 4:2:0 frame
+    // unwritten when it reads packed 4:2:2; from planar 4:2:2 it writes it.
+    AVFrame* planar = scratchFrame(scratch_, AV_PIX_FMT_YUV422P, width, height);
+    if (planar == nullptr) return Status::outOfMemory;
+    unpack422ToPlanar(source, *planar);
+    Planes from{planar->format, {}, {}, false};
+    setPlanes(from, *planar);
+    return scale(from, to, width, height, matrix);
+  }
   Planes from{packed, {const_cast<std::uint8_t*>(source.data)}, {static_cast<int>(source.bytesPerRow)}, false, needed};
   if (source.pixelFormat == kPixelFormatB64a) {
     // libswscale has no 16-bit ARGB: rotate a copy to R, G, B, A first.
@@ -308,6 +347,82 @@ Status PixelConverter::fromExchange(const ConstImageView& source, ColourMatrix m
     }
     from = Planes{AV_PIX_FMT_RGBA64BE, {rotated->data[0]}, {rotated->linesize[0]}, false};
   }
+  return scale(from, to, width, height, matrix);
+}
+
+// The stream's Y'CbCr becomes BT.601 video range in a 16-bit 4:4:4 frame (in
+// floats straight into 'r4fl' rows), which then takes the plain paths above.
+Status PixelConverter::toExchangeConverted(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination) {
+  const int width = frame.width;
+  const int height = frame.height;
+  const bool fullRange = isFullRange(frame);
+  const YCbCrTransform transform = transformToExchange(matrix, fullRange);
+  const AVFrame* planar = &frame;
+  if (!isPlanarYuv(frame)) {
+    // Packed and semi-planar layouts are spread out first, their range kept.
+    AVFrame* wide = scratchFrame(wideScratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
+    if (wide == nullptr) return Status::outOfMemory;
+    Planes from{frame.format, {}, {}, fullRange};
+    Planes to{wide->format, {}, {}, fullRange};
+    setPlanes(from, frame);
+    setPlanes(to, *wide);
+    if (Status s = scale(from, to, width, height, matrix); s != Status::ok) return s;
+    planar = wide;
+  }
+  if (destination.pixelFormat == kPixelFormatR4fl) {
+    inBands(*planar, destination, [&](const AVFrame& part, const ImageView& rows) {
+      packPlanarYuvTransformed(part, fullRange, transform, rows);
+    });
+    return Status::ok;
+  }
+  AVFrame* corrected = scratchFrame(colourScratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
+  if (corrected == nullptr) return Status::outOfMemory;
+  corrected->color_range = AVCOL_RANGE_MPEG;
+  transformPlanar(*planar, fullRange, transform, *corrected, false);
+  // libswscale resamples the chroma of an odd size by (n + 1) / (2n + 1), not
+  // a half, which shifts it across the picture: odd sizes are packed by us.
+  if ((destination.pixelFormat == kPixelFormat2vuy || destination.pixelFormat == kPixelFormatYuvs) &&
+      ((width | height) & 1)) {
+    pack444To422(*corrected, destination);
+    return Status::ok;
+  }
+  return toExchange(*corrected, ColourMatrix::bt601, destination);
+}
+
+// The exchange formats' BT.601 video range is spread into a 16-bit 4:4:4
+// frame, turned into the stream's matrix and range, and resampled into `frame`.
+Status PixelConverter::fromExchangeConverted(const ConstImageView& source, ColourMatrix matrix, AVFrame& frame) {
+  const int width = frame.width;
+  const int height = frame.height;
+  const bool fullRange = isFullRange(frame);
+  AVFrame* plain = scratchFrame(colourScratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
+  if (plain == nullptr) return Status::outOfMemory;
+  if (source.pixelFormat == kPixelFormatR408 || source.pixelFormat == kPixelFormatR4fl) {
+    unpackToPlanarYuv(source, *plain);
+  } else if (source.pixelFormat == kPixelFormatV210) {
+    AVFrame* narrow = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
+    if (narrow == nullptr) return Status::outOfMemory;
+    unpackV210(source, *narrow);
+    plain = narrow;
+  } else {
+    const AVPixelFormat packed = swscaleFormatOf(source.pixelFormat);
+    if (packed == AV_PIX_FMT_NONE) return Status::unsupportedFormat;
+    Planes from{packed,
+                {const_cast<std::uint8_t*>(source.data)},
+                {static_cast<int>(source.bytesPerRow)},
+                false,
+                minimumBytesPerRow(source.pixelFormat, source.width)};
+    Planes to{plain->format, {}, {}, false};
+    setPlanes(to, *plain);
+    if (Status s = scale(from, to, width, height, ColourMatrix::bt601); s != Status::ok) return s;
+  }
+  AVFrame* converted = scratchFrame(wideScratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
+  if (converted == nullptr) return Status::outOfMemory;
+  transformPlanar(*plain, false, transformFromExchange(matrix, fullRange), *converted, fullRange);
+  Planes from{converted->format, {}, {}, fullRange};
+  Planes to{frame.format, {}, {}, fullRange};
+  setPlanes(from, *converted);
+  setPlanes(to, frame);
   return scale(from, to, width, height, matrix);
 }
 

@@ -33,6 +33,9 @@ class PixelConverter {
     // the end of a row, so the last row is read from a padded copy of this size.
     std::size_t callerRowBytes = 0;
   };
+  // Y'CbCr of another matrix (or range) to and from the exchange formats' BT.601 video range.
+  Status toExchangeConverted(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination);
+  Status fromExchangeConverted(const ConstImageView& source, ColourMatrix matrix, AVFrame& frame);
   Status scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix);
   AVFrame* scratchFrame(FramePtr& frame, int format, int width, int height);
   using BandJob = std::function<void(const AVFrame& frame, const ImageView& destination)>;
@@ -45,6 +48,8 @@ class PixelConverter {
   SwsPtr swsOwner_;
   FramePtr scratch_;        // 16-bit 4:4:4 Y'CbCrA or 10-bit 4:2:2 on the way to our packers
   FramePtr packedScratch_;  // libswscale's packed output, copied to the caller's rows
+  FramePtr colourScratch_;  // 16-bit 4:4:4 Y'CbCrA in the exchange formats' matrix and range
+  FramePtr wideScratch_;    // 16-bit 4:4:4 Y'CbCrA in the stream's matrix and range
   std::vector<std::uint8_t> rowBuffer_;
 };
 

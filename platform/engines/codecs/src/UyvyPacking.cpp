@@ -1,5 +1,6 @@
 #include "UyvyPacking.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -73,6 +74,53 @@ void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows) {
       cr = blended + kMostPairs;
     }
     packRow(plane(0, y), cb, cr, rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
+  }
+}
+
+void pack444To422(const AVFrame& frame, const ImageView& rows) {
+  const bool yuvs = rows.pixelFormat == kPixelFormatYuvs;
+  const int width = std::min(frame.width, rows.width);
+  const int height = std::min(frame.height, rows.height);
+  auto byteOf = [](unsigned word) { return static_cast<std::uint8_t>(std::min(255u, (word + 128) >> 8)); };
+  auto plane = [&](int index, int y) {
+    return reinterpret_cast<const std::uint16_t*>(frame.data[index] +
+                                                  static_cast<std::ptrdiff_t>(y) * frame.linesize[index]);
+  };
+  for (int y = 0; y < height; ++y) {
+    const std::uint16_t* luma = plane(0, y);
+    const std::uint16_t* cb = plane(1, y);
+    const std::uint16_t* cr = plane(2, y);
+    std::uint8_t* out = rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow;
+    for (int x = 0; x < width; x += 2) {
+      const int partner = std::min(x + 1, width - 1);
+      const std::uint8_t group[4] = {byteOf((cb[x] + cb[partner] + 1u) / 2), byteOf(luma[x]),
+                                     byteOf((cr[x] + cr[partner] + 1u) / 2), byteOf(luma[partner])};
+      std::uint8_t* p = out + 2 * x;
+      if (yuvs) {
+        p[0] = group[1], p[1] = group[0], p[2] = group[3], p[3] = group[2];
+      } else {
+        std::memcpy(p, group, 4);
+      }
+    }
+  }
+}
+
+void unpack422ToPlanar(const ConstImageView& source, AVFrame& frame) {
+  const bool yuvs = source.pixelFormat == kPixelFormatYuvs;
+  const int width = std::min(frame.width, source.width);
+  const int height = std::min(frame.height, source.height);
+  for (int y = 0; y < height; ++y) {
+    const std::uint8_t* in = source.data + static_cast<std::ptrdiff_t>(y) * source.bytesPerRow;
+    std::uint8_t* luma = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+    std::uint8_t* cb = frame.data[1] + static_cast<std::ptrdiff_t>(y) * frame.linesize[1];
+    std::uint8_t* cr = frame.data[2] + static_cast<std::ptrdiff_t>(y) * frame.linesize[2];
+    for (int x = 0; x < width; x += 2) {
+      const std::uint8_t* group = in + 2 * x;
+      cb[x / 2] = yuvs ? group[1] : group[0];
+      cr[x / 2] = yuvs ? group[3] : group[2];
+      luma[x] = yuvs ? group[0] : group[1];
+      if (x + 1 < width) luma[x + 1] = yuvs ? group[2] : group[3];
+    }
   }
 }
 

@@ -21,4 +21,14 @@ bool canPackPlanar420To2vuy(const AVFrame& frame);
 // above, except the first row (its own) and the last (the mean as well).
 void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows);
 
+// A 16-bit 4:4:4 video-range frame (YUVA444P16LE) into '2vuy' or 'yuvs' rows
+// (`rows.pixelFormat` says which): each pair's chroma is the mean of its two
+// pixels, and an odd width's last pixel makes a group of its own (its Y' twice),
+// so no chroma drifts across the row as resampling 2n+1 pixels to n+1 would.
+void pack444To422(const AVFrame& frame, const ImageView& rows);
+
+// '2vuy' or 'yuvs' rows (`source.pixelFormat` says which) into an 8-bit planar
+// 4:2:2 frame (yuv422p) of the same size, every sample as it is.
+void unpack422ToPlanar(const ConstImageView& source, AVFrame& frame);
+
 }  // namespace vqt::codecs

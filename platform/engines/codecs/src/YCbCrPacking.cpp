@@ -146,6 +146,8 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
     }
   };
   auto store = [&](float value8) { return static_cast<Sample>(roundClamped(value8 * scale, maximum)); };
+  // Alpha spans every code of the sample (1.0 is 1023 in 10 bits, not 4 x 255).
+  auto storeAlpha = [&](float a) { return static_cast<Sample>(roundClamped(a * maximum, maximum)); };
   const int blockW = 1 << layout.chromaShiftX;
   const int blockH = 1 << layout.chromaShiftY;
   if (blockH == 1) {
@@ -161,7 +163,7 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
         for (int x = cx * blockW; x < xEnd; ++x) {
           const Yuva v = read(x, y);
           luma[x] = store(v.y);
-          if (alpha) alpha[x] = store(v.a * 255.0f);
+          if (alpha) alpha[x] = storeAlpha(v.a);
           cb += v.cb;
           cr += v.cr;
         }
@@ -178,7 +180,7 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
     for (int x = 0; x < width; ++x) {
       const Yuva v = read(x, y);
       luma[x] = store(v.y);
-      if (alpha) alpha[x] = store(v.a * 255.0f);
+      if (alpha) alpha[x] = storeAlpha(v.a);
     }
   }
   for (int cy = 0; cy * blockH < height; ++cy) {
@@ -200,6 +202,72 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
       const float mean = 1.0f / static_cast<float>(count);
       cbRow[cx] = store(cb * mean);
       crRow[cx] = store(cr * mean);
+    }
+  }
+}
+
+#if defined(__SSE2__)
+// The row of packTransformedRows, four pixels a step, for frames without alpha
+// whose chroma is full or half width: the same single-precision operations in
+// the same order, so the same floats. Returns the pixels done.
+template <typename Sample>
+int packTransformedPixels(const Sample* luma, const Sample* cb, const Sample* cr, int chromaShiftX, float unit,
+                          const YCbCrTransform& t, std::uint8_t* row, int width) {
+  if (chromaShiftX > 1) return 0;
+  const __m128 units = _mm_set1_ps(unit), inverse255 = _mm_set1_ps(1.0f / 255.0f), sixteen = _mm_set1_ps(16.0f);
+  int x = 0;
+  for (; x + 4 <= width; x += 4) {
+    const __m128 blue = chromaShiftX ? twoSamplesTwice(cb + x / 2) : fourSamples(cb + x);
+    const __m128 red = chromaShiftX ? twoSamplesTwice(cr + x / 2) : fourSamples(cr + x);
+    const __m128 v[3] = {_mm_sub_ps(_mm_mul_ps(fourSamples(luma + x), units), _mm_set1_ps(t.inOffset[0])),
+                         _mm_sub_ps(_mm_mul_ps(blue, units), _mm_set1_ps(t.inOffset[1])),
+                         _mm_sub_ps(_mm_mul_ps(red, units), _mm_set1_ps(t.inOffset[2]))};
+    __m128 o[3];
+    for (int r = 0; r < 3; ++r) {
+      const __m128 sum = _mm_add_ps(
+          _mm_add_ps(_mm_mul_ps(_mm_set1_ps(t.matrix[r][0]), v[0]), _mm_mul_ps(_mm_set1_ps(t.matrix[r][1]), v[1])),
+          _mm_mul_ps(_mm_set1_ps(t.matrix[r][2]), v[2]));
+      o[r] = _mm_add_ps(sum, _mm_set1_ps(t.outOffset[r]));
+    }
+    __m128 a = _mm_set1_ps(1.0f);
+    __m128 y = _mm_mul_ps(_mm_sub_ps(o[0], sixteen), inverse255);
+    __m128 b = _mm_mul_ps(o[1], inverse255);
+    __m128 c = _mm_mul_ps(o[2], inverse255);
+    _MM_TRANSPOSE4_PS(a, y, b, c);
+    auto* out = reinterpret_cast<float*>(row + 16 * x);
+    _mm_storeu_ps(out, a);
+    _mm_storeu_ps(out + 4, y);
+    _mm_storeu_ps(out + 8, b);
+    _mm_storeu_ps(out + 12, c);
+  }
+  return x;
+}
+#endif
+
+template <typename Sample>
+void packTransformedRows(const AVFrame& frame, const PlaneLayout& layout, float unit, const YCbCrTransform& t,
+                         const ImageView& out, int width, int height) {
+  const float alphaScale = 1.0f / static_cast<float>((1 << layout.depth) - 1);
+  constexpr float kInverse255 = 1.0f / 255.0f;
+  for (int y = 0; y < height; ++y) {
+    const Sample* luma = planeRow<Sample>(frame, 0, y);
+    const Sample* cb = planeRow<Sample>(frame, 1, y >> layout.chromaShiftY);
+    const Sample* cr = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
+    const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
+    std::uint8_t* row = out.data + y * out.bytesPerRow;
+    int x = 0;
+#if defined(__SSE2__)
+    if (!alpha) x = packTransformedPixels(luma, cb, cr, layout.chromaShiftX, unit, t, row, width);
+#endif
+    for (; x < width; ++x) {
+      const int cx = x >> layout.chromaShiftX;
+      const float v[3] = {luma[x] * unit - t.inOffset[0], cb[cx] * unit - t.inOffset[1], cr[cx] * unit - t.inOffset[2]};
+      float o[3];
+      for (int r = 0; r < 3; ++r)
+        o[r] = (t.matrix[r][0] * v[0] + t.matrix[r][1] * v[1] + t.matrix[r][2] * v[2]) + t.outOffset[r];
+      const float pixel[4] = {alpha ? alpha[x] * alphaScale : 1.0f, (o[0] - 16.0f) * kInverse255, o[1] * kInverse255,
+                              o[2] * kInverse255};
+      std::memcpy(row + 16 * x, pixel, 16);
     }
   }
 }
@@ -290,6 +358,19 @@ void packPlanarYuv(const AVFrame& frame, const ImageView& destination) {
   } else {
     toFloat ? packRows<std::uint8_t, true>(frame, destination, layout, width, height)
             : packRows<std::uint8_t, false>(frame, destination, layout, width, height);
+  }
+}
+
+void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
+                              const ImageView& destination) {
+  const PlaneLayout layout = layoutOf(frame);
+  const int width = std::min(destination.width, frame.width);
+  const int height = std::min(destination.height, frame.height);
+  const float unit = sampleUnit(layout.depth, fullRange);
+  if (layout.depth > 8) {
+    packTransformedRows<std::uint16_t>(frame, layout, unit, transform, destination, width, height);
+  } else {
+    packTransformedRows<std::uint8_t>(frame, layout, unit, transform, destination, width, height);
   }
 }
 

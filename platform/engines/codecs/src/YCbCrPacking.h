@@ -11,6 +11,7 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
+#include "ColourTransform.h"
 #include "vqt/codecs/Image.h"
 
 namespace vqt::codecs {
@@ -21,6 +22,10 @@ bool isDirectPlanarYuv(const AVFrame& frame);
 
 // Planar Y'CbCr frame to 'r408' / 'r4fl' rows (chroma repeated over its pixels).
 void packPlanarYuv(const AVFrame& frame, const ImageView& destination);
+// Any planar Y'CbCr frame (isPlanarYuv) of either range to 'r4fl' rows through
+// `transform`, in single precision: nothing of a deep source is rounded away.
+void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
+                              const ImageView& destination);
 // 'r408' / 'r4fl' image to a planar Y'CbCr frame (chroma averaged over its pixels).
 void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame);
 

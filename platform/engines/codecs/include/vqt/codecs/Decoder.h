@@ -17,11 +17,12 @@ struct DecoderConfig {
   FourCC codecType = 0;
   int width = 0;
   int height = 0;
-  int depth = 24;                        // image description depth (raw and RLE need it)
-  FourCC configAtomType = 0;             // 'avcC', 'hvcC', 'esds' or 0
-  std::vector<std::uint8_t> configAtom;  // that extension's payload, without its header
-  ColourMatrix matrix = ColourMatrix::unspecified;
-  int threads = 0;  // 0: one per processor
+  int depth = 24;                                   // image description depth (raw and RLE need it)
+  FourCC configAtomType = 0;                        // 'avcC', 'hvcC', 'esds' or 0
+  std::vector<std::uint8_t> configAtom;             // that extension's payload, without its header
+  ColourMatrix matrix = ColourMatrix::unspecified;  // from the file's 'colr', when it says
+  ColourRange range = ColourRange::unspecified;     // from an 'nclx' 'colr', when there is one
+  int threads = 0;                                  // 0: one per processor
 };
 
 // A decoded picture. Copies share the same pixels.

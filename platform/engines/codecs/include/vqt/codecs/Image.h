@@ -28,6 +28,9 @@ struct ConstImageView {
 // frames taller than 576 lines, BT.601 otherwise.
 enum class ColourMatrix { unspecified, bt601, bt709, bt2020 };
 
+// Whether Y'CbCr uses the video range (Y' 16..235) or every code (full range).
+enum class ColourRange { unspecified, video, full };
+
 // 'nclc' matrix index (1 = 709, 6 = 601, 9 = 2020) to a matrix; others are unspecified.
 ColourMatrix colourMatrixFromNclc(int matrixIndex);
 // The matrix actually used for a frame of this height.
