@@ -166,7 +166,7 @@ TEST_P(BadInput, EveryTruncationAndRandomByteCorruptionIsReadWithoutCrashOrHang)
 
 INSTANTIATE_TEST_SUITE_P(Movies, BadInput,
                          ::testing::Values("h264-aac-timecode.mov", "mjpeg-pcm.mov", "prores-pcm24.mov", "rle.mov",
-                                           "mpeg4-faststart.mp4"),
+                                           "mpeg4-faststart.mp4", "hostile-64x48.mov"),
                          [](const auto& info) {
                            std::string name = info.param;
                            for (char& c : name) {
