@@ -21,8 +21,19 @@ status=0
 for fuzzer in "${fuzzers[@]}"; do
   work="$(mktemp -d)"
   if [ -d "$fuzzer.corpus" ]; then cp -r "$fuzzer.corpus/." "$work/"; fi
-  echo "run-smoke: $(basename "$fuzzer") for ${seconds}s"
-  if ! (cd "$work" && "$fuzzer" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  # NAME.options beside a fuzzer may add libFuzzer flags ("flags=...", e.g.
+  # memory limits) and give it a share of the seconds ("time_percent=N").
+  flags=(-rss_limit_mb=2048)
+  share=100
+  if [ -f "$fuzzer.options" ]; then
+    read -r -a flags <<<"$(sed -n 's/^flags=//p' "$fuzzer.options")"
+    share="$(sed -n 's/^time_percent=//p' "$fuzzer.options")"
+    share="${share:-100}"
+  fi
+  fuzz_seconds=$(( seconds * share / 100 ))
+  fuzz_seconds=$(( fuzz_seconds > 0 ? fuzz_seconds : 1 ))
+  echo "run-smoke: $(basename "$fuzzer") for ${fuzz_seconds}s ${flags[*]}"
+  if ! (cd "$work" && "$fuzzer" -max_total_time="$fuzz_seconds" -timeout=10 "${flags[@]}" \
           -print_final_stats=1 -artifact_prefix="$findings/" "$work" >"$work.log" 2>&1); then
     echo "run-smoke: $(basename "$fuzzer") found a problem:" >&2
     tail -n 60 "$work.log" >&2

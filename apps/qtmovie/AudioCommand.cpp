@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <span>
 
 #include "Arguments.h"
 #include "Commands.h"
@@ -27,20 +28,23 @@ int runAudio(const Words& words) {
   reader->getAudioFormat(&channels, &rate, &bytesPerSample, &sampleBytes);
   // The reader counts samples over all channels: positions and counts are frames x channels.
   const unsigned total = reader->getAudioSampleCount();
+  // Read and written a block at a time: memory stays at one block whatever
+  // length the movie claims.
   const unsigned block = (1u << 16) * static_cast<unsigned>(std::max(channels, 1));
-  std::vector<float> samples(total);
+  std::vector<float> samples(block);
+  FloatWavStream wav(args.value("-o"), channels, rate);
   Progress progress("audio", static_cast<int>(total / block + 1));
   unsigned done = 0;
   while (done < total) {
     unsigned count = std::min(block, total - done);
-    if (reader->readAudio(done, &count, samples.data() + done) != 0)
+    if (reader->readAudio(done, &count, samples.data()) != 0)
       throw Failure("the sound could not be read at sample " + std::to_string(done));
     if (count == 0) break;
+    wav.append(std::span(samples.data(), std::min(count, block)));
     done += count;
     progress.update(static_cast<int>(done / block));
   }
-  samples.resize(done);
-  writeFloatWav(args.value("-o"), channels, rate, samples);
+  wav.finish();
   return 0;
 }
 

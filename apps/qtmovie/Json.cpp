@@ -1,13 +1,17 @@
 #include "Json.h"
 
+#include <vantor/property/Utf8Text.h>
+
 #include <cmath>
 #include <cstdio>
 
 namespace qtmovie {
 
 std::string jsonEscape(const std::string& text) {
+  // Names and values come from the file: invalid UTF-8 would make the whole
+  // document unparseable, so each invalid sequence becomes U+FFFD first.
   std::string out = "\"";
-  for (unsigned char c : text) {
+  for (unsigned char c : Vantor::Property::validUtf8(text)) {
     switch (c) {
       case '"':
         out += "\\\"";

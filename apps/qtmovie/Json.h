@@ -27,6 +27,8 @@ class JsonWriter {
   bool needsComma_ = false;
 };
 
+// `text` as a JSON string literal: valid UTF-8 (invalid sequences replaced by
+// U+FFFD), quotes, backslashes and control characters escaped.
 std::string jsonEscape(const std::string& text);
 
 }  // namespace qtmovie

@@ -1,8 +1,5 @@
 #include "WavFile.h"
 
-#include <cstdint>
-#include <fstream>
-
 #include "Errors.h"
 
 namespace qtmovie {
@@ -19,30 +16,54 @@ void put16(std::ofstream& out, std::uint16_t value) {
   out.write(bytes, 2);
 }
 
+constexpr std::streamoff kRiffSizeAt = 4, kFactFramesAt = 46, kDataSizeAt = 54;
+
 }  // namespace
 
+FloatWavStream::FloatWavStream(const std::string& path, int channels, int sampleRate)
+    : path_(path), out_(path, std::ios::binary), channels_(channels) {
+  if (!out_) throw Failure("cannot open " + path);
+  out_.write("RIFF", 4);
+  put32(out_, 0);  // WAVE + fmt (18-byte body) + fact + data header + data, set by finish()
+  out_.write("WAVEfmt ", 8);
+  put32(out_, 18);
+  put16(out_, 3);  // IEEE float
+  put16(out_, static_cast<std::uint16_t>(channels));
+  put32(out_, static_cast<std::uint32_t>(sampleRate));
+  put32(out_, static_cast<std::uint32_t>(sampleRate * channels * 4));
+  put16(out_, static_cast<std::uint16_t>(channels * 4));
+  put16(out_, 32);
+  put16(out_, 0);
+  out_.write("fact", 4);  // non-PCM formats carry the frame count
+  put32(out_, 4);
+  put32(out_, 0);
+  out_.write("data", 4);
+  put32(out_, 0);
+}
+
+void FloatWavStream::append(std::span<const float> samples) {
+  out_.write(reinterpret_cast<const char*>(samples.data()),
+             static_cast<std::streamsize>(samples.size_bytes()));  // little-endian host
+  samples_ += samples.size();
+}
+
+void FloatWavStream::finish() {
+  const std::uint64_t dataBytes = samples_ * sizeof(float);
+  if (dataBytes > 0xFFFFFFFFu - (4 + 26 + 12 + 8)) throw Failure(path_ + ": the sound is too long for a WAV file");
+  out_.seekp(kRiffSizeAt);
+  put32(out_, static_cast<std::uint32_t>(4 + 26 + 12 + 8 + dataBytes));
+  out_.seekp(kFactFramesAt);
+  put32(out_, static_cast<std::uint32_t>(channels_ > 0 ? samples_ / static_cast<unsigned>(channels_) : 0));
+  out_.seekp(kDataSizeAt);
+  put32(out_, static_cast<std::uint32_t>(dataBytes));
+  out_.flush();
+  if (!out_) throw Failure("cannot write " + path_);
+}
+
 void writeFloatWav(const std::string& path, int channels, int sampleRate, const std::vector<float>& samples) {
-  std::ofstream out(path, std::ios::binary);
-  if (!out) throw Failure("cannot open " + path);
-  const auto dataBytes = static_cast<std::uint32_t>(samples.size() * sizeof(float));
-  out.write("RIFF", 4);
-  put32(out, 4 + 26 + 12 + 8 + dataBytes);  // WAVE + fmt (18-byte body) + fact + data header
-  out.write("WAVEfmt ", 8);
-  put32(out, 18);
-  put16(out, 3);  // IEEE float
-  put16(out, static_cast<std::uint16_t>(channels));
-  put32(out, static_cast<std::uint32_t>(sampleRate));
-  put32(out, static_cast<std::uint32_t>(sampleRate * channels * 4));
-  put16(out, static_cast<std::uint16_t>(channels * 4));
-  put16(out, 32);
-  put16(out, 0);
-  out.write("fact", 4);  // non-PCM formats carry the frame count
-  put32(out, 4);
-  put32(out, static_cast<std::uint32_t>(channels > 0 ? samples.size() / channels : 0));
-  out.write("data", 4);
-  put32(out, dataBytes);
-  out.write(reinterpret_cast<const char*>(samples.data()), dataBytes);  // little-endian host
-  if (!out) throw Failure("cannot write " + path);
+  FloatWavStream wav(path, channels, sampleRate);
+  wav.append(samples);
+  wav.finish();
 }
 
 }  // namespace qtmovie

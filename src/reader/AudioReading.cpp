@@ -5,6 +5,7 @@
 #include "Diagnostics.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 namespace Vantor::QuickTime {
@@ -33,6 +34,10 @@ bool hasEncryptedSound(Movie movie) {
   DisposeHandle(description);
   return encrypted;
 }
+// Sample positions and counts cross the reader's interface as 32-bit unsigned
+// numbers (frames x channels), so a longer sound cannot be addressed; it is
+// refused rather than wrapped (about 6.2 hours of 48 kHz stereo).
+constexpr std::uint64_t kMostAudioSamples = 0xFFFFFFFFu;
 
 }  // namespace
 
@@ -76,9 +81,20 @@ int QuickTimeCodecReaderPrivate::setUpAudio() {
     OSType type = 0;
     GetMediaHandlerDescription(media, &type, nullptr, nullptr);
     if (type != SoundMediaType) continue;
+    // The media's duration is its sample table's (never the header's field),
+    // in the media's time scale; the count is in the extraction's rate.
     const TimeValue duration = GetMediaDuration(media);
-    if (duration == -1) continue;
-    audioSampleCount = static_cast<UInt32>(duration) * static_cast<UInt32>(audioChannels);
+    const TimeScale scale = GetMediaTimeScale(media);
+    if (duration <= 0 || scale <= 0 || audioSampleRate <= 0) continue;
+    const auto frames = static_cast<std::uint64_t>(duration) * static_cast<std::uint64_t>(audioSampleRate) /
+                        static_cast<std::uint64_t>(scale);
+    const std::uint64_t samples = frames * static_cast<std::uint64_t>(audioChannels);
+    if (samples > kMostAudioSamples) {
+      diagnostic(LogLevel::kError, "Sound of %llu samples is longer than the %llu a reader counts\n",
+                 static_cast<unsigned long long>(samples), static_cast<unsigned long long>(kMostAudioSamples));
+      return 1;
+    }
+    audioSampleCount = static_cast<UInt32>(samples);
     break;
   }
   hasAudio = audioSampleCount != 0;

@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+
+#include <vantor/property/Utf8Text.h>
 
 namespace Vantor::QuickTime {
 
@@ -34,7 +37,8 @@ int integerValue(const UInt8* value, ByteCount size, bool isSigned) {
 Vantor::Property::Base* propertyOf(const char* key, UInt32 dataType, const UInt8* value, ByteCount size) {
   switch (dataType) {
     case kQTMetaDataTypeUTF8: {
-      std::string text(reinterpret_cast<const char*>(value), size);
+      // Stated as UTF-8, but bytes from the file: invalid sequences become U+FFFD.
+      const std::string text = Vantor::Property::validUtf8({reinterpret_cast<const char*>(value), size});
       diagnostic(LogLevel::kDebug, " %s\n", text.c_str());
       auto* property = new Vantor::Property::String(key, 1);
       property->setValue(text, 0);
@@ -101,7 +105,10 @@ int QuickTimeCodecReaderPrivate::getMetadata(std::list<Vantor::Property::Base*>&
     }
     if (valueSize > kValueBufferSize) valueSize = kValueBufferSize;
     diagnostic(LogLevel::kDebug, "metadata: %s %ld", key, static_cast<long>(dataType));
-    if (Vantor::Property::Base* property = propertyOf(key, dataType, value, valueSize)) properties.push_back(property);
+    // The key names the property, so it is held to UTF-8 as well.
+    const std::string keyText = Vantor::Property::validUtf8(key);
+    if (Vantor::Property::Base* property = propertyOf(keyText.c_str(), dataType, value, valueSize))
+      properties.push_back(property);
     diagnostic(LogLevel::kDebug, "\n");
     free(key);
   }

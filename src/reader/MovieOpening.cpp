@@ -20,6 +20,19 @@ bool isVideoMediaType(OSType type) {
   return type == VideoMediaType || type == 'MPEG' || type == 'moov' || type == 'url ';
 }
 
+// The largest picture a reader describes. A host sizes its frame buffer from
+// the description before anything is decoded (16 bytes a pixel), so a damaged
+// size field must not ask it for gigabytes. 16384 a side covers every codec
+// the library reads; 8192 x 4320 pixels (a full 8K picture) is a 566 MB host
+// buffer, the most one frame may cost.
+constexpr SInt64 kLargestFrameSide = 16384;
+constexpr SInt64 kLargestFramePixels = SInt64{8192} * 4320;
+
+bool isDescribableFrame(SInt64 width, SInt64 height) {
+  return width > 0 && height > 0 && width <= kLargestFrameSide && height <= kLargestFrameSide &&
+         width * height <= kLargestFramePixels;
+}
+
 }  // namespace
 
 Fixed frameRateFixed(SInt32 timeScale, SInt32 frameDuration) {
@@ -105,7 +118,18 @@ void QuickTimeCodecReaderPrivate::scanTracks() {
   if (!videoTrack) videoTrack = firstVideo;
   if (videoTrack) {
     measureVideoTrack();
-    countFrames();
+    // A picture without a size, or one larger than any host should allocate,
+    // has no frames to offer: its track is left unread.
+    if (isDescribableFrame(width, height)) {
+      countFrames();
+    } else {
+      diagnostic(LogLevel::kError, "Video track's frame size %dx%d is outside 1..%lld a side and %lld pixels\n",
+                 static_cast<int>(width), static_cast<int>(height), static_cast<long long>(kLargestFrameSide),
+                 static_cast<long long>(kLargestFramePixels));
+      width = height = 0;
+      videoTrack = nullptr;
+      videoMedia = nullptr;
+    }
   }
   if (timecodeTrack) readTimecodeTrack();
 }

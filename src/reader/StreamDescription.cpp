@@ -5,6 +5,8 @@
 #include "PixelFormatNames.h"
 #include "Diagnostics.h"
 
+#include <vantor/property/Utf8Text.h>
+
 #include <algorithm>
 #include <iostream>
 
@@ -28,7 +30,7 @@ void insertReel(UserData sourceInfo, std::map<std::string, std::string>& descrip
       for (char* c = bytes; *c; ++c) {
         if (*c == '\r') *c = ' ';
       }
-      description.insert({"reel", std::string(bytes)});
+      description.insert({"reel", Vantor::Property::validUtf8(bytes)});
       HUnlock(text);
       break;
     }
@@ -60,7 +62,9 @@ void QuickTimeCodecReaderPrivate::getStreamDescription(std::map<std::string, std
     DisposeHandle(name);
     return;
   }
-  description.insert({"codec_id", codeString(codecType)});
+  // The codec type is four bytes from the file: like every text the reader
+  // hands out, it is made valid UTF-8 (invalid bytes become U+FFFD).
+  description.insert({"codec_id", Vantor::Property::validUtf8(codeString(codecType))});
   description.insert({"codec_pixel_format", codeString(pixelFormat)});
 
   ComponentDescription found{};

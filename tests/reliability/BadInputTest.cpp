@@ -1,12 +1,16 @@
 // Damaged movies through the public reader: every truncation at 64 evenly
 // spaced offsets and a number of random single-byte corruptions per movie
-// (VQT_BAD_INPUT_CORRUPTIONS, 100 unless set), each opened and read through in
-// a child with a time bound. No damage may crash the reader or make it hang;
-// the counts of each result code are printed for docs/RELIABILITY.md.
+// (VQT_BAD_INPUT_CORRUPTIONS, 100 unless set), each opened and read through as
+// a host would in a child with a 10 s bound and a 1 GB address space; every
+// VQT_BAD_INPUT_CLI_EVERY-th input (10 unless set) also through
+// `qtmovie info --json`, whose output must parse. No damage may crash the
+// reader, exceed either bound or make invalid JSON; the counts of each result
+// code and the peak memory are printed for docs/RELIABILITY.md.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,13 +20,16 @@
 #include <sstream>
 #include <vector>
 
+#include "BoundedRun.h"
+#include "JsonCheck.h"
 #include "ReadThrough.h"
 
 using namespace Vantor::QuickTime::Reliability;
 
 namespace {
 
-constexpr unsigned kSecondsPerInput = 60;  // generous: a sanitizer build is slow, a hang is endless
+// A sanitizer build is several times slower (and has no address-space limit).
+const unsigned kSecondsPerInput = addressSpaceLimitApplies() ? 10 : 60;
 
 std::vector<char> contentsOf(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -34,6 +41,11 @@ int corruptionCount() {
   return text ? std::atoi(text) : 100;
 }
 
+int cliEvery() {
+  const char* text = std::getenv("VQT_BAD_INPUT_CLI_EVERY");
+  return text ? std::max(1, std::atoi(text)) : 10;
+}
+
 // Tallies of the outcomes of one kind of damage to one movie.
 struct Tally {
   int inputs = 0;
@@ -42,10 +54,26 @@ struct Tally {
   std::map<int, int> openResults;
   std::map<int, int> decodeResults;
   std::map<int, int> audioResults;
+  std::map<int, int> infoResults;  // qtmovie's exit code
+  int infoRuns = 0;
+  long peakKilobytes = 0;
   std::vector<std::string> failures;
+
+  void addInfo(const BoundedRun& run, const std::string& what) {
+    ++infoRuns;
+    peakKilobytes = std::max(peakKilobytes, run.peakKilobytes);
+    if (run.end != RunEnd::Exited) {
+      failures.push_back(what + ": qtmovie info " +
+                         (run.end == RunEnd::TimedOut ? "did not finish in time" : "crashed"));
+      return;
+    }
+    ++infoResults[run.exitCode];
+    if (run.exitCode == 0 && !isValidJson(run.output)) failures.push_back(what + ": qtmovie info --json is not JSON");
+  }
 
   void add(const ChildRead& read, const std::string& what) {
     ++inputs;
+    peakKilobytes = std::max(peakKilobytes, read.peakKilobytes);
     if (read.end == ChildEnd::Crashed) {
       ++crashes;
       failures.push_back(what + " crashed (signal " + std::to_string(read.signal) + ")");
@@ -69,7 +97,8 @@ struct Tally {
     };
     std::ostringstream out;
     out << "| " << movie << " | " << damage << " | " << inputs << " | " << list(openResults) << "| "
-        << list(decodeResults) << "| " << list(audioResults) << "| " << crashes << " | " << timeouts << " |";
+        << list(decodeResults) << "| " << list(audioResults) << "| " << infoRuns << ": " << list(infoResults) << "| "
+        << (peakKilobytes + 1023) / 1024 << " MB | " << crashes << " | " << timeouts << " |";
     return out.str();
   }
 };
@@ -89,6 +118,16 @@ class BadInput : public ::testing::TestWithParam<const char*> {
     std::ofstream(damaged, std::ios::binary | std::ios::trunc).write(data, static_cast<std::streamsize>(size));
   }
 
+  // One damaged input: read through as a host, and every cliEvery()-th also
+  // described by qtmovie as JSON.
+  void check(Tally& tally, const std::string& what) {
+    tally.add(readThroughInChild(damaged.string(), kSecondsPerInput, kAddressSpaceLimit), what);
+    if (++inputCount % cliEvery() == 0)
+      tally.addInfo(runProgram({VQT_QTMOVIE, "info", damaged.string(), "--json"}, kSecondsPerInput, kAddressSpaceLimit),
+                    what);
+  }
+  int inputCount = 0;
+
   std::filesystem::path source;
   std::filesystem::path damaged;
   std::vector<char> original;
@@ -99,7 +138,7 @@ TEST_P(BadInput, EveryTruncationAndRandomByteCorruptionIsReadWithoutCrashOrHang)
   for (size_t i = 0; i < 64; ++i) {
     const size_t length = original.size() * i / 64;
     writeDamaged(original.data(), length);
-    truncations.add(readThroughInChild(damaged.string(), kSecondsPerInput), "cut at " + std::to_string(length));
+    check(truncations, "cut at " + std::to_string(length));
   }
 
   Tally corruptions;
@@ -112,8 +151,7 @@ TEST_P(BadInput, EveryTruncationAndRandomByteCorruptionIsReadWithoutCrashOrHang)
     const int mask = flip(random);
     bytes[at] = static_cast<char>(bytes[at] ^ mask);
     writeDamaged(bytes.data(), bytes.size());
-    corruptions.add(readThroughInChild(damaged.string(), kSecondsPerInput),
-                    "byte " + std::to_string(at) + " xor " + std::to_string(mask));
+    check(corruptions, "byte " + std::to_string(at) + " xor " + std::to_string(mask));
   }
 
   std::cout << truncations.row(GetParam(), "truncation") << "\n"
@@ -121,14 +159,14 @@ TEST_P(BadInput, EveryTruncationAndRandomByteCorruptionIsReadWithoutCrashOrHang)
   for (const auto& failure : truncations.failures) ADD_FAILURE() << failure;
   for (const auto& failure : corruptions.failures) ADD_FAILURE() << failure;
   // The undamaged movie must read: the damage, not the set-up, is what fails.
-  const ChildRead intact = readThroughInChild(source.string(), kSecondsPerInput);
+  const ChildRead intact = readThroughInChild(source.string(), kSecondsPerInput, kAddressSpaceLimit);
   ASSERT_EQ(intact.end, ChildEnd::Finished);
   EXPECT_EQ(intact.outcome.openResult, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Movies, BadInput,
                          ::testing::Values("h264-aac-timecode.mov", "mjpeg-pcm.mov", "prores-pcm24.mov", "rle.mov",
-                                           "mpeg4-faststart.mp4"),
+                                           "mpeg4-faststart.mp4", "hostile-64x48.mov"),
                          [](const auto& info) {
                            std::string name = info.param;
                            for (char& c : name) {

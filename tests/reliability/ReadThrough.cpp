@@ -1,10 +1,10 @@
 #include "ReadThrough.h"
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "BoundedRun.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <list>
 #include <sstream>
 #include <vector>
@@ -15,9 +15,7 @@ namespace Vantor::QuickTime::Reliability {
 
 namespace {
 
-// Larger pictures are described but not decoded: a damaged size field must not
-// make the test allocate gigabytes; the reader's own bounds are what is tested.
-constexpr long kMaxPixels = 4096L * 4096L;
+// Sound is read in blocks of this many frames, as a host streams it.
 constexpr unsigned kAudioChunk = 8192;
 
 std::string encode(const ReadOutcome& outcome) {
@@ -62,62 +60,49 @@ ReadOutcome readThrough(const std::string& path, int maxFrames) {
   reader.getMetadata(metadata);
   for (Vantor::Property::Base* item : metadata) delete item;
 
+  // As a host: a buffer as large as the reader describes, every frame it
+  // counts, every sound sample it counts. The reader's own limits are what
+  // keep this bounded.
   if (reader.hasVideo()) {
     int width = 0, height = 0, channels = 0, timeScale = 0, frameDuration = 0, startFrame = 0;
     float aspect = 0;
     reader.getVideoInfo(&width, &height, &channels, &aspect, &timeScale, &frameDuration, &startFrame);
-    if (width > 0 && height > 0 && static_cast<long>(width) * height <= kMaxPixels) {
-      std::vector<float> rgba(static_cast<size_t>(width) * height * 4);
-      const int frames = std::min(reader.getFrameCount(), maxFrames);
-      for (int frame = 1; frame <= frames; ++frame) ++outcome.decodeResults[reader.decodeFrame(frame, rgba.data())];
-    }
+    if (width <= 0 || height <= 0) std::abort();  // a size no host could allocate
+    std::vector<float> rgba(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+    const int frames = std::min(reader.getFrameCount(), maxFrames);
+    for (int frame = 1; frame <= frames; ++frame) ++outcome.decodeResults[reader.decodeFrame(frame, rgba.data())];
   }
   if (reader.hasAudio()) {
     int channels = 0, rate = 0, bytesPerSample = 0, sampleBytes = 0;
     reader.getAudioFormat(&channels, &rate, &bytesPerSample, &sampleBytes);
-    if (channels > 0 && channels <= 64) {
-      std::vector<float> samples(static_cast<size_t>(kAudioChunk) * channels);
-      const unsigned total = reader.getAudioSampleCount() / static_cast<unsigned>(channels);
-      for (unsigned start = 0; start < total; start += kAudioChunk) {
-        unsigned count = std::min(kAudioChunk, total - start);
-        ++outcome.audioResults[reader.readAudio(start, &count, samples.data())];
-      }
+    if (channels <= 0) std::abort();
+    // Positions and counts are samples: frames x channels.
+    const unsigned block = kAudioChunk * static_cast<unsigned>(channels);
+    std::vector<float> samples(block);
+    const unsigned total = reader.getAudioSampleCount();
+    for (unsigned start = 0; start < total;) {
+      unsigned count = std::min(block, total - start);
+      const int result = reader.readAudio(start, &count, samples.data());
+      ++outcome.audioResults[result];
+      if (result != 0 || count == 0) break;
+      start += count;
     }
   }
   reader.close();
   return outcome;
 }
 
-ChildRead readThroughInChild(const std::string& path, unsigned seconds) {
+ChildRead readThroughInChild(const std::string& path, unsigned seconds, std::uint64_t addressSpace) {
+  const BoundedRun run = runInChild([&path] { return encode(readThrough(path)); }, seconds, addressSpace);
   ChildRead result;
-  int channel[2];
-  if (pipe(channel) != 0) {
-    result.end = ChildEnd::Crashed;
-    return result;
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    close(channel[0]);
-    alarm(seconds);  // SIGALRM's default action ends a child that hangs
-    const std::string text = encode(readThrough(path));
-    ssize_t written = ::write(channel[1], text.data(), text.size());
-    _exit(written == static_cast<ssize_t>(text.size()) ? 0 : 1);
-  }
-  close(channel[1]);
-  std::string text;
-  char buffer[256];
-  for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
-  close(channel[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (WIFSIGNALED(status)) {
-    result.signal = WTERMSIG(status);
-    result.end = result.signal == SIGALRM ? ChildEnd::TimedOut : ChildEnd::Crashed;
-  } else if (WEXITSTATUS(status) != 0) {
+  result.peakKilobytes = run.peakKilobytes;
+  result.signal = run.signal;
+  if (run.end == RunEnd::TimedOut) {
+    result.end = ChildEnd::TimedOut;
+  } else if (run.end == RunEnd::Signalled || run.exitCode != 0) {
     result.end = ChildEnd::Crashed;  // a sanitizer report ends the child with a non-zero status
-    result.signal = 0;
   } else {
-    result.outcome = decode(text);
+    result.outcome = decode(run.output);
   }
   return result;
 }

@@ -3,6 +3,7 @@
 // seen as an outcome instead of ending the test program.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -17,19 +18,22 @@ struct ReadOutcome {
 };
 
 // Opens `path` with video and sound, reads the description and metadata, and
-// decodes every frame (at most `maxFrames`) and all its sound.
-ReadOutcome readThrough(const std::string& path, int maxFrames = 1000);
+// as a host would, decodes every frame (at most `maxFrames`) into a buffer of
+// the size it describes and reads all the sound it counts.
+ReadOutcome readThrough(const std::string& path, int maxFrames = 1 << 30);
 
 // How a child reading ended.
 enum class ChildEnd { Finished, Crashed, TimedOut };
 
 struct ChildRead {
   ChildEnd end = ChildEnd::Finished;
-  int signal = 0;       // the signal that ended a crashed child
-  ReadOutcome outcome;  // valid when Finished
+  int signal = 0;          // the signal that ended a crashed child
+  ReadOutcome outcome;     // valid when Finished
+  long peakKilobytes = 0;  // the child's peak resident set
 };
 
-// readThrough in a forked child killed after `seconds`.
-ChildRead readThroughInChild(const std::string& path, unsigned seconds);
+// readThrough in a forked child killed after `seconds`, its address space
+// limited to `addressSpace` bytes (0: no limit) where a limit applies.
+ChildRead readThroughInChild(const std::string& path, unsigned seconds, std::uint64_t addressSpace = 0);
 
 }  // namespace Vantor::QuickTime::Reliability

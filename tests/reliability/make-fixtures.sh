@@ -20,5 +20,10 @@ fixture rle.mov -f lavfi -i "testsrc2=size=96x64:rate=12.5:duration=0.8" -c:v qt
   -metadata comment="Animation"
 fixture mpeg4-faststart.mp4 -f lavfi -i "testsrc2=size=96x64:rate=30:duration=0.4" \
   -f lavfi -i "$(tone 800 22050 0.4)" -c:v mpeg4 -q:v 4 -c:a aac -movflags faststart
+# The hostile-input tests' movie: 64x48 Photo-JPEG, 16,320 samples of mono
+# 16-bit sound, one metadata title; each test changes a few of its bytes.
+fixture hostile-64x48.mov -f lavfi -i "testsrc2=size=64x48:rate=25:duration=0.4" \
+  -f lavfi -i "$(tone 440 48000 0.34)" -c:v mjpeg -q:v 5 -c:a pcm_s16le -ac 1 \
+  -movflags use_metadata_tags -metadata title="Hostile"
 # A long, tiny movie for the load test's random decodes.
 fixture long-mjpeg.mov -f lavfi -i "testsrc2=size=64x48:rate=50:duration=8" -c:v mjpeg -q:v 8

@@ -29,6 +29,7 @@ Error parseAtoms(ByteReader& in, ParseContext& context, std::vector<std::unique_
     if ((error = readAtomHeader(in, header)) != Error::none) break;
     ByteReader payload = in.sub(static_cast<std::size_t>(header.size - header.headerSize));
     auto atom = createAtom(header.type);
+    context.path[context.depth] = header.type;
     if ((error = atom->parse(payload, context)) != Error::none) break;
     out.push_back(std::move(atom));
   }
@@ -44,6 +45,7 @@ Error parseSingleAtom(std::span<const std::uint8_t> bytes, ParseContext& context
   auto atom = createAtom(header.type);
   if (context.depth >= ParseContext::kMaxDepth) return Error::nestingTooDeep;
   ++context.depth;
+  context.path[context.depth] = header.type;
   const Error error = atom->parse(payload, context);
   --context.depth;
   if (error == Error::none) out = std::move(atom);

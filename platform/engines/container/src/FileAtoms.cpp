@@ -169,9 +169,12 @@ Error HandlerAtom::parse(ByteReader& in, ParseContext& context) {
   auto rest = in.rest();
   name.assign(rest.begin(), rest.end());
   if (in.failed()) return Error::truncated;
-  // The media handler (not the data handler of 'minf') decides how sample
-  // descriptions further down are laid out.
-  if (componentType != 'dhlr') context.handlerType = componentSubtype;
+  // Only the media handler, the 'hdlr' directly inside 'mdia', decides how
+  // sample descriptions further down are laid out. The data handler inside
+  // 'minf' names a data reference type ('alis', 'url '); going by its
+  // component type alone would let one damaged byte turn it into the media's
+  // handler and have a picture's description read as some other layout.
+  if (context.parentType() == 'mdia') context.handlerType = componentSubtype;
   return Error::none;
 }
 

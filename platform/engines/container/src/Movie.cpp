@@ -202,6 +202,11 @@ Error buildTrack(const Atom& trak, std::uint32_t movieTimeScale, bool editDurati
     if (const auto* sound = dynamic_cast<const SoundSampleEntry*>(descriptions->entries.front().get()))
       frameBytes = pcmFrameBytes(*sound);
   if (Error error = SampleTable::build(tables, fileSize, media.samples, frameBytes); error != Error::none) return error;
+  // The media lasts as long as its samples do. The header's duration is a
+  // field nothing else checks: one damaged byte there would otherwise make
+  // every count derived from it (a sound track's samples) claim billions.
+  // The sample table wins; a header that disagrees with it is not used.
+  media.duration = static_cast<std::uint64_t>(media.samples.decodeDuration());
 
   const auto* references = childAs<DataReferenceAtom>(child(minf, 'dinf'), 'dref');
   if (descriptions) {
@@ -427,9 +432,14 @@ Error Movie::finishOpening(std::unique_ptr<Movie> movie, std::unique_ptr<Movie>&
     movie->duration = 0;
   }
 
+  // Each track keeps its sample table in memory, and a track atom is only a few
+  // hundred bytes: without a bound, a movie header of tracks could cost far
+  // more memory than its file has bytes. No real movie comes near this many.
+  constexpr std::size_t kMostTracks = 1024;
   std::vector<const Atom*> traks;
   for (const auto& atom : *moov->children()) {
     if (atom->type() != 'trak') continue;
+    if (movie->tracks.size() == kMostTracks) return Error::tableTooLarge;
     auto track = std::make_unique<Track>();
     if (Error error = buildTrack(*atom, movie->timeScale, timeScaleKnown, fileSize, *track); error != Error::none)
       return error;

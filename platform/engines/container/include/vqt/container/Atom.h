@@ -16,6 +16,10 @@ struct ParseContext {
   static constexpr int kMaxDepth = 24;
   int depth = 0;
   FourCC handlerType = 0;  // of the enclosing 'mdia', to choose the sample entry layout
+  // The types of the atoms being parsed, outermost first: path[depth] is the
+  // atom whose parse is running, path[depth - 1] the one holding it.
+  FourCC path[kMaxDepth + 1] = {};
+  FourCC parentType() const { return depth >= 1 ? path[depth - 1] : 0; }
 };
 
 class Atom {
