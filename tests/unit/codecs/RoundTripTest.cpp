@@ -222,7 +222,7 @@ TEST(EncoderSettings, ProResOnFrameThreadsGivesTheSamplesOfOneThread) {
 TEST(EncoderSettings, RefusesWhatItCannotMake) {
   std::unique_ptr<Encoder> encoder;
   EncoderConfig config;
-  config.codecType = 'hvc1';
+  config.codecType = 'hev1';
   config.width = 64;
   config.height = 64;
   EXPECT_EQ(Encoder::create(config, encoder), Status::noCodec);

@@ -49,8 +49,8 @@ TEST(ComponentManager, DescribesOurCodecComponents) {
   Component compressor = FindNextComponent(nullptr, &h264);
   ASSERT_NE(compressor, nullptr);
   EXPECT_EQ(pixelFormats(compressor), (std::vector<OSType>{'2vuy'}));
-  ComponentDescription hevc{'imco', 'hvc1', 0, 0, cmpIsMissing};
-  EXPECT_EQ(FindNextComponent(nullptr, &hevc), nullptr) << "HEVC is read only";
+  ComponentDescription hevc{'imco', 'hev1', 0, 0, cmpIsMissing};
+  EXPECT_EQ(FindNextComponent(nullptr, &hevc), nullptr) << "in-band HEVC is read only";
 }
 
 TEST(ComponentManager, SearchWalksEveryMatchOnceAndHonoursWildcards) {
