@@ -27,7 +27,7 @@ constexpr std::array<FourCC, 4> kRgb{kPixelFormatArgb32, 0, 0, 0};
 // a different picture. The profile's own rate control settles on the finest
 // quantiser for easy pictures, and left alone it made Minimum to High alike.
 // ProRes has no lossless mode: five levels.
-constexpr QualityMapping kProResQuality{Q::proresQuantiser, {16, 8, 4, 2, 1, 1}, 5};
+constexpr QualityMapping kProResQuality{Q::proresQuantiser, {10, 6, 3, 2, 1, 1}, 5};
 // libx264 CRF; 0 is mathematically lossless.
 constexpr QualityMapping kH264Quality{Q::x264Crf, {40, 32, 23, 18, 12, 0}};
 // libx265 CRF (its scale sits about 5 above x264's for the same picture); 0 turns on x265's lossless mode.
