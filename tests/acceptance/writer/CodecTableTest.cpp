@@ -4,7 +4,7 @@
 // decodes it against the source (PSNR, 8-bit exactness, alpha), ffprobe
 // reads the frame count and timing, GStreamer's qtdemux demuxes and decodes
 // it. A second table steps each quality-driven codec through its levels.
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -89,8 +89,9 @@ const std::vector<std::uint8_t>& source(int width, int height) {
   static std::map<std::pair<int, int>, std::vector<std::uint8_t>> made;
   auto& frames = made[{width, height}];
   if (frames.empty()) {
-    const std::string path =
-        std::string(VQT_WRITER_SCRATCH) + "/source-" + std::to_string(width) + "x" + std::to_string(height) + ".rgb";
+    // One file per process: CTest runs the rows in parallel processes.
+    const std::string path = std::string(VQT_WRITER_SCRATCH) + "/source-" + std::to_string(width) + "x" +
+                             std::to_string(height) + "-" + std::to_string(getpid()) + ".rgb";
     std::filesystem::create_directories(VQT_WRITER_SCRATCH);
     // The pattern comes in even sizes only: an odd one is cut from the next even
     // one. Its features keep their size in pixels, so a picture narrower than SD
@@ -102,6 +103,7 @@ const std::vector<std::uint8_t>& source(int width, int height) {
         ":rate=25,gblur=sigma=" + sigma + ",format=rgb24,crop=" + std::to_string(width) + ":" + std::to_string(height) +
         ":0:0 -frames:v " + std::to_string(kFrames) + " -pix_fmt rgb24 -f rawvideo '" + path + "'");
     const auto rgb = readAll(path);
+    std::filesystem::remove(path);
     EXPECT_EQ(rgb.size(), static_cast<std::size_t>(width) * height * 3 * kFrames) << "source " << size;
     frames.resize(rgb.size() / 3 * 4);
     for (std::size_t i = 0, o = 0; i + 2 < rgb.size(); i += 3, o += 4) {
@@ -117,6 +119,7 @@ const std::vector<std::uint8_t>& source(int width, int height) {
 // Writes the source through `codec` at `qualityIndex`; the writer's result.
 int writeMovie(const std::string& path, const char* codec, int width, int height, bool alpha, int qualityIndex) {
   const auto& pixels = source(width, height);
+  if (pixels.size() != static_cast<std::size_t>(width) * height * 4 * kFrames) return -2;
   QuickTimeCodecWriter writer;
   if (!selectCodec(writer, codec)) return -1;
   writer.setCompressionSettings(width, height, 25.0f, 12, qualityIndex, alpha, "");

@@ -1,9 +1,9 @@
-// The staged destination: a folder is refused, a commit replaces the
-// destination in one step, abandoning leaves it as it was, and temporary
-// files of a writer that died (no lock held) are the only ones cleaned up.
+// The staged destination's cleanup: only temporary files of the same
+// destination whose writer died (no lock held) are removed, never a live
+// writer's. Replacing and keeping the destination is judged through the
+// public writer in the acceptance tests.
 #include <StagedDestination.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -21,56 +21,9 @@ fs::path freshFolder(const std::string& name) {
   return folder;
 }
 
-std::string contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 void put(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
-int entries(const fs::path& folder) {
-  int count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator(folder)) ++count;
-  return count;
-}
-
 }  // namespace
-
-TEST(StagedDestination, CommitReplacesAndAbandonKeeps) {
-  const fs::path folder = freshFolder("commit");
-  const std::string destination = (folder / "movie.mov").string();
-  put(destination, "old");
-  {
-    StagedDestination staged;
-    ASSERT_EQ(staged.begin(destination), StagedDestination::Result::ok);
-    put(staged.temporaryPath(), "new, abandoned");
-    EXPECT_EQ(contents(destination), "old");
-  }  // destroyed without a commit
-  EXPECT_EQ(contents(destination), "old");
-  EXPECT_EQ(entries(folder), 1);
-
-  StagedDestination staged;
-  ASSERT_EQ(staged.begin(destination), StagedDestination::Result::ok);
-  std::string second;
-  ASSERT_EQ(staged.addTemporary(second), StagedDestination::Result::ok);
-  EXPECT_EQ(fs::path(second).parent_path(), folder);
-  put(second, "flattened");
-  EXPECT_EQ(staged.commit(second), StagedDestination::Result::ok);
-  EXPECT_EQ(contents(destination), "flattened");
-  EXPECT_EQ(entries(folder), 1);  // the first temporary file went too
-  EXPECT_FALSE(staged.active());
-}
-
-TEST(StagedDestination, RefusesFoldersAndMissingFolders) {
-  const fs::path folder = freshFolder("refuse");
-  fs::create_directories(folder / "empty");
-  StagedDestination staged;
-  EXPECT_EQ(staged.begin((folder / "empty").string()), StagedDestination::Result::isFolder);
-  EXPECT_EQ(staged.begin((folder / "empty/").string()), StagedDestination::Result::isFolder);
-  EXPECT_EQ(staged.begin((folder / "missing/movie.mov").string()), StagedDestination::Result::noFolder);
-  EXPECT_TRUE(fs::is_directory(folder / "empty"));
-  EXPECT_TRUE(fs::is_empty(folder / "empty"));
-}
 
 TEST(StagedDestination, OnlyUnlockedLeftoversOfThisDestinationAreStale) {
   const fs::path folder = freshFolder("stale");
