@@ -3,7 +3,8 @@
 // pattern the ffmpeg CLI makes, then judged by outside readers only: ffmpeg
 // decodes it against the source (PSNR, 8-bit exactness, alpha), ffprobe
 // reads the frame count and timing, GStreamer's qtdemux demuxes and decodes
-// it. A second table steps each quality-driven codec through its levels.
+// it, and reads the sound, timecode and metadata written beside the frames.
+// A second table steps each quality-driven codec through its levels.
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+
+#include <vantor/property/Property.h>
+#include <vantor/quicktime/FrameRate.h>
 
 #include "WriterHelpers.h"
 
@@ -116,14 +120,19 @@ const std::vector<std::uint8_t>& source(int width, int height) {
   return frames;
 }
 
-// Writes the source through `codec` at `qualityIndex`; the writer's result.
-int writeMovie(const std::string& path, const char* codec, int width, int height, bool alpha, int qualityIndex) {
+constexpr int kSoundFrames = kFrames * 48000 / 25;  // stereo 48 kHz sample frames as long as the video
+
+// Writes the source through `codec` at `qualityIndex`, with `extras` a sound
+// track, a timecode track (01:00:00:05, reel "REEL01") and a title; the writer's result.
+int writeMovie(const std::string& path, const char* codec, int width, int height, bool alpha, int qualityIndex,
+               bool extras = false) {
   const auto& pixels = source(width, height);
   if (pixels.size() != static_cast<std::size_t>(width) * height * 4 * kFrames) return -2;
   QuickTimeCodecWriter writer;
   if (!selectCodec(writer, codec)) return -1;
   writer.setCompressionSettings(width, height, 25.0f, 12, qualityIndex, alpha, "");
-  if (const int opened = writer.openMovie(path, 1); opened != 0) return opened;
+  if (extras && writer.setAudioFormat(2, false, 48000, "") != 0) return -3;
+  if (const int opened = writer.openMovie(path, extras ? 3 : 1); opened != 0) return opened;
   const std::size_t frameSize = static_cast<std::size_t>(width) * height * 4;
   std::vector<float> frame(frameSize);
   for (int f = 0; f < kFrames; ++f) {
@@ -137,6 +146,18 @@ int writeMovie(const std::string& path, const char* codec, int width, int height
     if (const int result = writer.encodeFrame(f, frame.data(), false); result != 0) return result;
   }
   writer.finishVideo();
+  if (extras) {
+    std::vector<float> tone(2 * kSoundFrames);
+    for (std::size_t i = 0; i < tone.size(); ++i) tone[i] = 0.25f * std::sin(static_cast<float>(i / 2) * 0.13f);
+    if (writer.writeAudioSamples(0, static_cast<int>(tone.size()), tone.data())) return -4;
+    testing::internal::CaptureStdout();
+    writer.finishAudio();
+    testing::internal::GetCapturedStdout();
+    Vantor::Property::String title("com.vantor.title", 1);
+    title.setValue(std::string(codec) + " " + std::to_string(width) + "x" + std::to_string(height), 0);
+    if (writer.setMetadata({&title}) != 0) return -5;
+    if (writer.addTimecodeTrack(Vantor::QuickTime::FrameRate(25.0f), 90000 + 5, 0, "REEL01")) return -6;
+  }
   return writer.closeMovie(true);
 }
 
@@ -216,7 +237,7 @@ TEST_P(CodecTable, OutsideReadersGetWhatWasWritten) {
   const Row& row = GetParam();
   const std::string folder = scratchFolder("table-" + rowName({row, 0}));
   const std::string path = folder + "/movie.mov";
-  const int written = writeMovie(path, row.codec, row.width, row.height, row.alpha, 4);
+  const int written = writeMovie(path, row.codec, row.width, row.height, row.alpha, 4, true);
   if (written != 0 && row.knownFault != nullptr) GTEST_SKIP() << "known fault: " << row.knownFault;
   ASSERT_EQ(written, 0) << row;
 
@@ -228,6 +249,16 @@ TEST_P(CodecTable, OutsideReadersGetWhatWasWritten) {
   // 25 fps in the writer's time scale of 2500: every frame lasts 100.
   EXPECT_EQ(stream["time_base"], "1/2500");
   EXPECT_EQ(stream["duration_ts"], std::to_string(kFrames * 100));
+  auto sound = probe(path, "a:0", "stream=sample_rate,channels,duration_ts");
+  EXPECT_EQ(sound["sample_rate"], "48000");
+  EXPECT_EQ(sound["channels"], "2");
+  EXPECT_EQ(sound["duration_ts"], std::to_string(kSoundFrames));
+  auto timecode = probe(path, "d:0", "stream=codec_tag_string:stream_tags=timecode,reel_name");
+  EXPECT_EQ(timecode["codec_tag_string"], "tmcd");
+  EXPECT_EQ(timecode["TAG:timecode"], "01:00:00:05");
+  EXPECT_EQ(timecode["TAG:reel_name"], "REEL01");
+  EXPECT_EQ(probe(path, "", "format_tags")["TAG:com.vantor.title"],
+            std::string(row.codec) + " " + std::to_string(row.width) + "x" + std::to_string(row.height));
   EXPECT_EQ(decodeErrors(path), "");
   EXPECT_EQ(gstreamerFrames(path), kFrames) << "GStreamer's qtdemux (-1: gst-launch-1.0 missing, see install-deps.sh)";
 
