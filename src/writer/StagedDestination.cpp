@@ -108,21 +108,42 @@ StagedDestination::Result StagedDestination::begin(const std::string& destinatio
   return addTemporary(first);
 }
 
+// A nameless file, locked, then given its name: another writer's cleanup can
+// never see it unlocked. Where the file system has no nameless files, the
+// file is named first and locked at once after.
+int StagedDestination::createLocked(const std::string& folder, const std::string& name) {
+  const std::string path = folder + "/" + name;
+  int fd = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0644);
+  if (fd >= 0) {
+    ::flock(fd, LOCK_EX);
+    const std::string self = "/proc/self/fd/" + std::to_string(fd);
+    if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return fd;
+    const int error = errno;
+    ::close(fd);
+    if (error != ENOENT && error != EPERM && error != EXDEV) {
+      errno = error;
+      return -1;
+    }
+  }
+  fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (fd >= 0) ::flock(fd, LOCK_EX);
+  return fd;
+}
+
 StagedDestination::Result StagedDestination::addTemporary(std::string& path) {
   static thread_local std::mt19937_64 random{std::random_device{}()};
-  const std::string stem = folderOf(destination_) + "/" + prefixOf(destination_);
+  const std::string folder = folderOf(destination_);
   for (int attempt = 0; attempt < 16; ++attempt) {
     char tag[17];
     std::snprintf(tag, sizeof tag, "%016llx", static_cast<unsigned long long>(random()));
-    const std::string candidate = stem + tag + kSuffix;
-    const int fd = ::open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    const std::string name = prefixOf(destination_) + tag + kSuffix;
+    const int fd = createLocked(folder, name);
     if (fd < 0) {
       if (errno == EEXIST) continue;
       return Result::cannotCreate;
     }
-    ::flock(fd, LOCK_EX);
-    files_.push_back({candidate, fd});
-    path = candidate;
+    files_.push_back({folder + "/" + name, fd});
+    path = files_.back().path;
     return Result::ok;
   }
   return Result::cannotCreate;

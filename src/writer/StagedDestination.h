@@ -43,6 +43,8 @@ class StagedDestination {
     std::string path;
     int fd = -1;  // holds an exclusive lock for as long as the file is ours
   };
+  static int createLocked(const std::string& folder, const std::string& name);
+
   std::string destination_;
   std::vector<File> files_;
 };

@@ -28,17 +28,20 @@ void put(const fs::path& path, const std::string& text) { std::ofstream(path, st
 TEST(StagedDestination, OnlyUnlockedLeftoversOfThisDestinationAreStale) {
   const fs::path folder = freshFolder("stale");
   const std::string destination = (folder / "movie.mov").string();
-  put(folder / ".movie.mov.0123456789abcdef.partial", "left by a killed writer");
-  put(folder / ".other.mov.0123456789abcdef.partial", "another destination's");
-  put(folder / "movie.mov.partial", "not ours");
-  StagedDestination live;
-  ASSERT_EQ(live.begin(destination), StagedDestination::Result::ok);
-  EXPECT_FALSE(fs::exists(folder / ".movie.mov.0123456789abcdef.partial"));
-  EXPECT_TRUE(fs::exists(folder / ".other.mov.0123456789abcdef.partial"));
-  EXPECT_TRUE(fs::exists(folder / "movie.mov.partial"));
-  // A second writer to the same destination leaves the first one's file alone.
-  StagedDestination concurrent;
-  ASSERT_EQ(concurrent.begin(destination), StagedDestination::Result::ok);
-  EXPECT_TRUE(fs::exists(live.temporaryPath()));
-  EXPECT_TRUE(StagedDestination::staleTemporaries(destination).empty());
+  {
+    put(folder / ".movie.mov.0123456789abcdef.partial", "left by a killed writer");
+    put(folder / ".other.mov.0123456789abcdef.partial", "another destination's");
+    put(folder / "movie.mov.partial", "not ours");
+    StagedDestination live;
+    ASSERT_EQ(live.begin(destination), StagedDestination::Result::ok);
+    EXPECT_FALSE(fs::exists(folder / ".movie.mov.0123456789abcdef.partial"));
+    EXPECT_TRUE(fs::exists(folder / ".other.mov.0123456789abcdef.partial"));
+    EXPECT_TRUE(fs::exists(folder / "movie.mov.partial"));
+    // A second writer to the same destination leaves the first one's file alone.
+    StagedDestination concurrent;
+    ASSERT_EQ(concurrent.begin(destination), StagedDestination::Result::ok);
+    EXPECT_TRUE(fs::exists(live.temporaryPath()));
+    EXPECT_TRUE(StagedDestination::staleTemporaries(destination).empty());
+  }
+  fs::remove_all(folder);
 }
