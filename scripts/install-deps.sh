@@ -12,6 +12,7 @@ packages=(
   # tests: fixtures and judges, dialogs under a virtual display, fuzzing
   libgtest-dev libgmock-dev ffmpeg xvfb xauth xdotool x11-apps fonts-dejavu-core clang
   libclang-rt-14-dev valgrind
+  gstreamer1.0-tools gstreamer1.0-plugins-good gstreamer1.0-libav  # a second, independent demuxer and decoder
   # benchmarks
   libbenchmark-dev
 )

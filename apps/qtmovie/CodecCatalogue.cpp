@@ -20,8 +20,9 @@ std::vector<CodecEntry> codecCatalogue(const Vantor::QuickTime::QuickTimeCodecWr
 bool readerDecodes(const std::string& type) {
   // Checked by writing two frames of each catalogue codec and decoding them with the reader;
   // the library offers no query for its decompressors.
-  static const std::set<std::string> kDecoded = {"avc1", "jpeg", "apch", "apcn", "apcs", "apco", "ap4h", "ap4x", "v210",
-                                                 "AVdn", "rle ", "raw ", "png ", "mp4v", "2vuy", "dvc ", "dvcp"};
+  static const std::set<std::string> kDecoded = {"avc1", "jpeg", "apch", "apcn", "apcs", "apco",
+                                                 "ap4h", "ap4x", "v210", "AVdn", "rle ", "raw ",
+                                                 "png ", "mp4v", "2vuy", "dvc ", "dvcp", "hvc1"};
   return kDecoded.count(type) != 0;
 }
 

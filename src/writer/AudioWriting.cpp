@@ -14,6 +14,12 @@ using namespace MovieWriting;
 
 int32_t QuickTimeCodecWriterPrivate::setAudioFormat(int newChannels, bool flag, int sampleRate,
                                                     const std::string& text) {
+  // The sound track takes its time scale and description from the first
+  // samples; once they are written another format would contradict them.
+  if (audioMedia != nullptr && (newChannels != audioChannels || sampleRate != audioSampleRate)) {
+    diagnostic(LogLevel::kError, "Can't change the audio format after writing audio samples\n");
+    return paramErr;
+  }
   audioFormatText = text;
   audioFormatFlag = flag;
   audioSampleRate = sampleRate;
@@ -44,11 +50,13 @@ bool QuickTimeCodecWriterPrivate::writeAudioSamples(int sampleCount, const float
   const auto size = static_cast<std::int32_t>(size64);
   if (!ensureAudioBuffer(audioBuffer, audioBufferSize, size)) return true;
   convertAudioSamples(samples, sampleCount, reinterpret_cast<std::int16_t*>(audioBuffer));
+  if (audioMedia == nullptr && audioWanted && movie != nullptr && sampleCount > 0) createAudioTrack();
   if (audioMedia == nullptr) return true;
   const OSErr error =
       AddMediaSample2(audioMedia, reinterpret_cast<const UInt8*>(audioBuffer), static_cast<ByteCount>(size), 1, 0,
                       reinterpret_cast<SampleDescriptionHandle>(soundDescription),
                       static_cast<ItemCount>(sampleCount / audioChannels), 0, nullptr);
+  if (error != noErr) incomplete = true;
   return error != noErr;
 }
 

@@ -49,9 +49,9 @@ ICMCompressionSessionOptionsRef optionsFromSettingsText(const std::string& text)
 }  // namespace
 
 QuickTimeCodecWriterPrivate::~QuickTimeCodecWriterPrivate() {
-  // A movie left open still holds its session and with it frames of the pool.
-  if (compressionSession != nullptr) ICMCompressionSessionRelease(compressionSession);
-  compressionSession = nullptr;
+  // A movie left open still holds its session and with it frames of the pool;
+  // its temporary file goes with `staged`, leaving the destination as it was.
+  releaseMovie();
   if (framePool != nullptr) framePool->release();
 }
 
@@ -125,6 +125,7 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
   CVPixelBufferRelease(pixelBuffer);
   if (error != noErr && error != kFrameDroppedByCodec) {
     diagnostic(LogLevel::kError, "Couldn't encode frame, %ld\n", static_cast<long>(error));
+    incomplete = true;
     return 1;
   }
   return 0;
@@ -149,10 +150,12 @@ OSStatus QuickTimeCodecWriterPrivate::encodedFrameOutput(void* refCon, ICMCompre
                                    kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(colour), &colour);
   }
   if (d->videoMedia == nullptr) return noErr;
-  return AddMediaSample2(d->videoMedia, ICMEncodedFrameGetDataPtr(frame), ICMEncodedFrameGetDataSize(frame),
-                         ICMEncodedFrameGetDecodeDuration(frame), ICMEncodedFrameGetDisplayOffset(frame),
-                         reinterpret_cast<SampleDescriptionHandle>(description), 1,
-                         ICMEncodedFrameGetMediaSampleFlags(frame), nullptr);
+  const OSErr added = AddMediaSample2(
+      d->videoMedia, ICMEncodedFrameGetDataPtr(frame), ICMEncodedFrameGetDataSize(frame),
+      ICMEncodedFrameGetDecodeDuration(frame), ICMEncodedFrameGetDisplayOffset(frame),
+      reinterpret_cast<SampleDescriptionHandle>(description), 1, ICMEncodedFrameGetMediaSampleFlags(frame), nullptr);
+  if (added != noErr) d->incomplete = true;
+  return added;
 }
 
 }  // namespace Vantor::QuickTime

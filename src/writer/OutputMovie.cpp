@@ -1,8 +1,7 @@
-// The output movie's life: storage at the destination with video and sound
-// tracks, finishing the tracks, and closing, optionally flattened header first
-// through a ".tmp" file beside the destination that then replaces it.
+// The output movie's life: storage in a temporary file beside the destination
+// with video and sound tracks, finishing the tracks, and closing (optionally
+// flattened header first), after which one rename puts the movie in place.
 #include <cstdio>
-#include <iostream>
 
 #include "MovieWritingConstants.h"
 #include "QuickTimeCodecWriterPrivate.h"
@@ -28,28 +27,35 @@ OSErr dataReferenceFor(const std::string& path, SInt32 style, Handle* dataRefOut
 }  // namespace
 
 int QuickTimeCodecWriterPrivate::openMovie(const std::string& destination, int streams) {
+  // Whatever the destination holds stays there until the new movie is whole.
+  if (const auto staging = staged.begin(destination); staging != StagedDestination::Result::ok) {
+    diagnostic(LogLevel::kError, "Couldn't write to %s: %s\n", destination.c_str(), describe(staging));
+    return 1;
+  }
   path = destination;
-  std::remove(path.c_str());
   OSType dataRefType = 0;
-  if (dataReferenceFor(path, kQTNativeDefaultPathStyle, &dataRef, &dataRefType) != noErr) {
+  if (dataReferenceFor(staged.temporaryPath(), kQTNativeDefaultPathStyle, &dataRef, &dataRefType) != noErr) {
     diagnostic(LogLevel::kError, "Couldn't create data reference for destination\n");
+    staged.abandon();
     return 1;
   }
   OSErr error =
       CreateMovieStorage(dataRef, dataRefType, kCreatorTVOD, kSystemScript, kCreateFlags, &dataHandler, &movie);
   if (error != noErr) {
     diagnostic(LogLevel::kError, "Couldn't create output movie storage %d\n", static_cast<int>(error));
+    releaseMovie();
     return 1;
   }
   error = AddMovieToStorage(movie, dataHandler);
   if (error != noErr) {
     diagnostic(LogLevel::kError, "Failed to write movie to output file: %d\n", static_cast<int>(error));
+    releaseMovie();
     return 1;
   }
   SetMovieTimeScale(movie, timeScale);
   int result = 0;
   if (streams & 1) result = createVideoTrack();
-  if (streams & 2) createAudioTrack();
+  audioWanted = (streams & 2) != 0;
   return result;
 }
 
@@ -84,12 +90,9 @@ void QuickTimeCodecWriterPrivate::finishAudio() {
   if (error != noErr) diagnostic(LogLevel::kError, "Failed to insert media into track %d\n", static_cast<int>(error));
 }
 
-int QuickTimeCodecWriterPrivate::closeMovie(bool flatten) {
-  int result = 0;
-  if (movie != nullptr && dataHandler != nullptr && UpdateMovieInStorage(movie, dataHandler) != noErr) {
-    diagnostic(LogLevel::kError, "Failed to update movie file\n");
-    result = 1;
-  }
+// Lets go of the movie, its storage and session; the staged files stay for
+// the caller to move into place or abandon.
+void QuickTimeCodecWriterPrivate::releaseMovie() {
   if (compressionSession != nullptr) ICMCompressionSessionRelease(compressionSession);
   compressionSession = nullptr;
   if (dataHandler != nullptr) CloseMovieStorage(dataHandler);
@@ -98,43 +101,76 @@ int QuickTimeCodecWriterPrivate::closeMovie(bool flatten) {
   dataRef = nullptr;
   if (soundDescription != nullptr) DisposeHandle(reinterpret_cast<Handle>(soundDescription));
   soundDescription = nullptr;
-  if (movie != nullptr) {
-    if (flatten) result = flattenInto(path);
-    DisposeMovie(movie);
-  }
+  if (movie != nullptr) DisposeMovie(movie);
   movie = nullptr;
   videoTrack = nullptr;
   videoMedia = nullptr;
   audioTrack = nullptr;
   audioMedia = nullptr;
+  audioWanted = false;
+  incomplete = false;
+}
+
+int QuickTimeCodecWriterPrivate::closeMovie(bool flatten) {
+  int result = 0;
+  if (incomplete && staged.active()) {
+    diagnostic(LogLevel::kError, "Not writing %s: frames or sound could not be written\n",
+               staged.destination().c_str());
+    result = 1;
+  }
+  if (result == 0 && movie != nullptr && dataHandler != nullptr && UpdateMovieInStorage(movie, dataHandler) != noErr) {
+    diagnostic(LogLevel::kError, "Failed to update movie file\n");
+    result = 1;
+  }
+  if (compressionSession != nullptr) ICMCompressionSessionRelease(compressionSession);
+  compressionSession = nullptr;
+  if (dataHandler != nullptr) CloseMovieStorage(dataHandler);
+  dataHandler = nullptr;
+  std::string finished = staged.temporaryPath();
+  if (result == 0 && movie != nullptr && flatten) result = flattenInto(finished);
+  releaseMovie();
+  if (!staged.active()) return result;  // nothing was opened
+  if (result == 0) {
+    if (const auto moved = staged.commit(finished); moved != StagedDestination::Result::ok) {
+      // The long-standing line on standard error for a failed rename, then what went wrong.
+      if (moved == StagedDestination::Result::cannotRename)
+        diagnosticError(LogLevel::kError, "DEBUG::: RENAMED FAILED\n");
+      diagnostic(LogLevel::kError, "Couldn't move the movie to %s: %s\n", staged.destination().c_str(),
+                 describe(moved));
+      result = 1;
+    }
+  }
+  // On failure the destination keeps what it held.
+  staged.abandon();
   return result;
 }
 
-// Writes the movie header first into destination + ".tmp", then renames it
-// over the destination, so the destination only ever holds a complete file:
-// the updated movie until the rename, the flattened one after.
-int QuickTimeCodecWriterPrivate::flattenInto(const std::string& destination) {
-  const std::string temporary = destination + ".tmp";
+// Writes the movie header first into a second temporary file beside the
+// destination; `flattenedPath` becomes that file, the one to move into place.
+int QuickTimeCodecWriterPrivate::flattenInto(std::string& flattenedPath) {
+  std::string temporary;
+  if (staged.addTemporary(temporary) != StagedDestination::Result::ok) {
+    diagnostic(LogLevel::kError, "Illegal file name: %s\n", staged.destination().c_str());
+    return 1;
+  }
   Handle tmpDataRef = nullptr;
   OSType tmpDataRefType = 0;
   if (dataReferenceFor(temporary, kQTPOSIXPath, &tmpDataRef, &tmpDataRefType) != noErr) {
-    diagnostic(LogLevel::kError, "Illegal file name: %s\n", destination.c_str());
+    diagnostic(LogLevel::kError, "Illegal file name: %s\n", staged.destination().c_str());
     return 1;
   }
   Movie flattened = FlattenMovieDataToDataRef(movie, kFlattenHeaderFirst, tmpDataRef, tmpDataRefType, kCreatorTVOD,
                                               kSystemScript, kCreateFlags);
   DisposeHandle(tmpDataRef);
   if (flattened == nullptr) {
-    std::remove(temporary.c_str());
     const OSErr error = GetMoviesError();
     if (error == kFileBusy)
       diagnostic(LogLevel::kError, "Failed to flatten movie data: the movie is open in another application\n");
     diagnostic(LogLevel::kError, "Failed to flatten movie data: %d\n", static_cast<int>(error));
     return 1;
   }
-  if (std::rename(temporary.c_str(), destination.c_str()) != 0)
-    diagnosticError(LogLevel::kError, "DEBUG::: RENAMED FAILED\n");
   DisposeMovie(flattened);
+  flattenedPath = temporary;
   return 0;
 }
 

@@ -7,6 +7,8 @@
 #include <vantor/property/Property.h>
 #include <vantor/quicktime/FrameRate.h>
 
+#include "StagedDestination.h"
+
 #include <list>
 #include <string>
 
@@ -63,9 +65,19 @@ class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
   // Stored by setAudioFormat for the host; nothing reads them.
   std::string audioFormatText;
   bool audioFormatFlag = false;
+  // The movie's file until closeMovie moves it over the destination.
+  StagedDestination staged;
+  // openMovie asked for sound: its track is made with the first samples, in
+  // the format of the last setAudioFormat, so a format set before or after
+  // openMovie gives the same file and a track without samples is never written.
+  bool audioWanted = false;
+  // A frame or samples could not be written (a full disk, a failing codec):
+  // the movie does not hold what the host gave, so it does not replace the destination.
+  bool incomplete = false;
 
  private:
-  int flattenInto(const std::string& destination);
+  int flattenInto(std::string& flattenedPath);
+  void releaseMovie();
 };
 
 }  // namespace Vantor::QuickTime

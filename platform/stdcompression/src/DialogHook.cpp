@@ -38,5 +38,6 @@ bool VqtGetCompressorCapabilities(CodecType codecType, VqtCompressorCapabilities
   // Every temporal codec of the engine can use B-frames.
   capabilities->frameReordering = entry->temporal;
   capabilities->hasQuality = entry->quality.control != vqt::codecs::QualityControl::none;
+  capabilities->hasLossless = capabilities->hasQuality && entry->quality.levels == 6;
   return true;
 }

@@ -10,15 +10,15 @@ namespace {
 TEST(CodecTable, OffersTheRequiredCodecsForReadingAndWriting) {
   const FourCC readable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'hvc1', 'hev1', 'mp4v',
                              'jpeg', 'mjpa', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn', 'dvc ', 'dvcp'};
-  const FourCC writable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'mp4v',
-                             'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'};
+  const FourCC writable[] = {'apco', 'apcs', 'apcn', 'apch', 'ap4h', 'ap4x', 'avc1', 'hvc1',
+                             'mp4v', 'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'};
   for (FourCC type : readable) {
     const CodecEntry* entry = findCodec(type);
     ASSERT_NE(entry, nullptr) << type;
     EXPECT_TRUE(canRead(*entry)) << entry->name;
   }
   for (FourCC type : writable) EXPECT_TRUE(canWrite(*findCodec(type))) << findCodec(type)->name;
-  EXPECT_FALSE(canWrite(*findCodec('hvc1')));
+  EXPECT_FALSE(canWrite(*findCodec('hev1')));
   EXPECT_EQ(findCodec('none'), nullptr);
 }
 
@@ -44,9 +44,16 @@ TEST(CodecTable, QualityLevelsPickTheNearestLevelAtOrBelow) {
   EXPECT_EQ(qualityLevelIndex(0x3FF), 4);
   EXPECT_EQ(qualityLevelIndex(0x400), 5);
   EXPECT_EQ(qualityLevelIndex(0xFFFF), 5);
-  // Finer levels never mean coarser settings.
-  const auto& crf = findCodec('avc1')->quality.values;
-  for (int i = 1; i < 6; ++i) EXPECT_LT(crf[i], crf[i - 1]);
+  // Finer levels never mean coarser settings, and every level a codec offers is its own.
+  for (const CodecEntry& entry : codecTable()) {
+    const auto& values = entry.quality.values;
+    const bool finerIsHigher = entry.quality.control == QualityControl::dnxhrProfile;
+    for (int i = 1; i < entry.quality.levels; ++i) {
+      if (entry.quality.control == QualityControl::none) break;
+      EXPECT_NE(values[i], values[i - 1]) << entry.name << " level " << i;
+      EXPECT_EQ(values[i] > values[i - 1], finerIsHigher) << entry.name << " level " << i;
+    }
+  }
 }
 
 }  // namespace

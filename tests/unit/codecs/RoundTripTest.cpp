@@ -61,14 +61,14 @@ INSTANTIATE_TEST_SUITE_P(WritableCodecs, RoundTrip, ::testing::Values(
   RoundTripCase{"ProResLT", 'apcs', kPixelFormatR4fl, 320, 240, 2, 54},
   RoundTripCase{"ProRes422", 'apcn', kPixelFormatR4fl, 320, 240, 2, 55},
   RoundTripCase{"ProResHQ", 'apch', kPixelFormatR4fl, 320, 240, 2, 56},
-  RoundTripCase{"ProRes4444", 'ap4h', kPixelFormatR4fl, 320, 240, 2, 60},
-  RoundTripCase{"ProRes4444XQ", 'ap4x', kPixelFormatR4fl, 320, 240, 2, 60},
+  RoundTripCase{"ProRes4444", 'ap4h', kPixelFormatR4fl, 320, 240, 2, 57},
+  RoundTripCase{"ProRes4444XQ", 'ap4x', kPixelFormatR4fl, 320, 240, 2, 57},
   RoundTripCase{"ProResHQFromArgb", 'apch', kPixelFormatArgb32, 320, 240, 2, 56},
   RoundTripCase{"ProResHQMaximumQuality", 'apch', kPixelFormatR4fl, 320, 240, 1, 57, 0x3FF},
   RoundTripCase{"H264", 'avc1', kPixelFormatArgb32, 320, 240, 10, 42},
   RoundTripCase{"H264Lossless", 'avc1', kPixelFormatArgb32, 320, 240, 3, 48, 0x400},
   RoundTripCase{"H264HighDefinition", 'avc1', kPixelFormatArgb32, 1280, 720, 2, 43},
-  RoundTripCase{"Mpeg4", 'mp4v', kPixelFormatArgb32, 320, 240, 6, 42},
+  RoundTripCase{"Mpeg4", 'mp4v', kPixelFormatArgb32, 320, 240, 6, 39},
   RoundTripCase{"PhotoJpeg", 'jpeg', kPixelFormatArgb32, 320, 240, 2, 45},
   RoundTripCase{"Png", 'png ', kPixelFormatArgb32, 320, 240, 1, 99},
   RoundTripCase{"Animation", 'rle ', kPixelFormatArgb32, 320, 240, 2, 99},
@@ -222,7 +222,7 @@ TEST(EncoderSettings, ProResOnFrameThreadsGivesTheSamplesOfOneThread) {
 TEST(EncoderSettings, RefusesWhatItCannotMake) {
   std::unique_ptr<Encoder> encoder;
   EncoderConfig config;
-  config.codecType = 'hvc1';
+  config.codecType = 'hev1';
   config.width = 64;
   config.height = 64;
   EXPECT_EQ(Encoder::create(config, encoder), Status::noCodec);

@@ -25,9 +25,9 @@ TEST(CodecNameList, HasOneEntryPerCompressorWithItsTypeAndName) {
     ASSERT_NE(entry.name, nullptr);
     types.insert(entry.cType);
   }
-  for (OSType type : {'apcn', 'apch', 'ap4h', 'avc1', 'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'})
+  for (OSType type : {'apcn', 'apch', 'ap4h', 'avc1', 'hvc1', 'jpeg', 'png ', 'rle ', 'raw ', '2vuy', 'v210', 'AVdn'})
     EXPECT_TRUE(types.count(type)) << std::string{char(type >> 24), char(type >> 16), char(type >> 8), char(type)};
-  EXPECT_FALSE(types.count('hvc1'));
+  EXPECT_FALSE(types.count('hev1'));
   const int hq = [&] {
     for (int i = 0; i < list->count; ++i)
       if (list->list[i].cType == 'apch') return i;

@@ -50,8 +50,8 @@ TEST(ComponentManager, DescribesOurCodecComponents) {
   ASSERT_NE(compressor, nullptr);
   // Floats first, so that 10-bit and 4:4:4 streams keep their depth and chroma.
   EXPECT_EQ(pixelFormats(compressor), (std::vector<OSType>{'r4fl', '2vuy'}));
-  ComponentDescription hevc{'imco', 'hvc1', 0, 0, cmpIsMissing};
-  EXPECT_EQ(FindNextComponent(nullptr, &hevc), nullptr) << "HEVC is read only";
+  ComponentDescription hevc{'imco', 'hev1', 0, 0, cmpIsMissing};
+  EXPECT_EQ(FindNextComponent(nullptr, &hevc), nullptr) << "in-band HEVC is read only";
 }
 
 TEST(ComponentManager, SearchWalksEveryMatchOnceAndHonoursWildcards) {

@@ -142,7 +142,7 @@ TEST(CompressionSession, DepthThirtyTwoKeepsAlphaOnlyWhereTheCodecCan) {
 
 TEST(CompressionSession, RefusesCodecsWithoutACompressorAndBadFrames) {
   ICMCompressionSessionRef session = nullptr;
-  EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'hvc1', 600, nullptr, nullptr, nullptr, &session), noCodecErr);
+  EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'hev1', 600, nullptr, nullptr, nullptr, &session), noCodecErr);
   EXPECT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'zzzz', 600, nullptr, nullptr, nullptr, &session), noCodecErr);
   EXPECT_EQ(session, nullptr);
   ASSERT_EQ(ICMCompressionSessionCreate(nullptr, 64, 64, 'png ', 600, nullptr, nullptr, nullptr, &session), noErr);

@@ -23,16 +23,24 @@ constexpr std::array<FourCC, 4> kAnyDepthYCbCr{kPixelFormatR4fl, kPixelFormat2vu
 constexpr std::array<FourCC, 4> kDeepRgb{kPixelFormatB64a, kPixelFormatArgb32, 0, 0};
 constexpr std::array<FourCC, 4> kRgb{kPixelFormatArgb32, 0, 0, 0};
 
-// Quality levels 0x000, 0x100, 0x200, 0x300, 0x3FF, 0x400.
-// ProRes is a fixed-rate family: up to High the profile's own rate control
-// decides; Maximum and Lossless force the finest quantiser (1), whatever it costs.
-constexpr QualityMapping kProResQuality{Q::proresQuantiser, {0, 0, 0, 0, 1, 1}};
+// Quality levels 0x000, 0x100, 0x200, 0x300, 0x3FF, 0x400: the one place
+// where a quality chosen in the dialog becomes an encoder setting.
+// ProRes: the profile fixes the quantiser matrix and the data-rate family;
+// the level fixes the quantiser, so that every level the dialog offers gives
+// a different picture. The profile's own rate control settles on the finest
+// quantiser for easy pictures, and left alone it made Minimum to High alike.
+// ProRes has no lossless mode: five levels.
+constexpr QualityMapping kProResQuality{Q::proresQuantiser, {10, 6, 3, 2, 1, 1}, 5};
 // libx264 CRF; 0 is mathematically lossless.
 constexpr QualityMapping kH264Quality{Q::x264Crf, {40, 32, 23, 18, 12, 0}};
+// libx265 CRF (its scale sits about 5 above x264's for the same picture); 0 turns on x265's lossless mode.
+constexpr QualityMapping kHevcQuality{Q::x265Crf, {40, 34, 28, 22, 16, 0}};
+// Fixed quantiser scales, applied to every frame.
 constexpr QualityMapping kMpeg4Quality{Q::mpegQscale, {31, 15, 6, 3, 2, 1}};
 constexpr QualityMapping kJpegQuality{Q::mpegQscale, {31, 12, 5, 3, 2, 1}};
-// DNxHR profiles: 1 LB, 2 SQ, 3 HQ (8-bit 4:2:2), 4 HQX (10-bit 4:2:2), 5 444 (10-bit 4:4:4).
-constexpr QualityMapping kDnxhrQuality{Q::dnxhrProfile, {1, 1, 2, 3, 4, 5}};
+// DNxHR profiles: 1 LB, 2 SQ, 3 HQ (8-bit 4:2:2), 4 HQX (10-bit 4:2:2), 5 444 (10-bit 4:4:4);
+// one profile a level and none lossless: five levels.
+constexpr QualityMapping kDnxhrQuality{Q::dnxhrProfile, {1, 2, 3, 4, 5, 5}, 5};
 constexpr QualityMapping kLossless{Q::none, {0, 0, 0, 0, 0, 0}};
 
 // clang-format off
@@ -51,8 +59,8 @@ constexpr CodecEntry kCodecs[] = {
    "prores", "prores_ks", 5, "yuv444p10le", "yuva444p10le", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
   {'avc1', "H.264", "H.264 / AVC: FFmpeg libavcodec decoder, x264 encoder",
    "h264", "libx264", -1, "yuv420p", "", kAnyDepthYCbCr, kH264Quality, 24, true, 'avcC', ""},
-  {'hvc1', "HEVC", "HEVC / H.265 (parameter sets in the description), FFmpeg libavcodec decoder",
-   "hevc", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, true, 'hvcC', ""},
+  {'hvc1', "HEVC", "HEVC / H.265 (parameter sets in the description): FFmpeg libavcodec decoder, x265 encoder",
+   "hevc", "libx265", -1, "yuv420p", "", kAnyDepthYCbCr, kHevcQuality, 24, true, 'hvcC', "", "yuv420p10le"},
   {'hev1', "HEVC (in-band parameters)", "HEVC / H.265 (parameter sets in the stream), FFmpeg libavcodec decoder",
    "hevc", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, true, 'hvcC', ""},
   {'mp4v', "MPEG-4 Video", "MPEG-4 Part 2 video through FFmpeg libavcodec",

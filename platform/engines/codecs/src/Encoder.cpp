@@ -231,10 +231,18 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     }
   }
   if (entry->configAtom != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  std::vector<std::string> x265Params;
 
   switch (entry->quality.control) {
     case QualityControl::x264Crf:
       av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
+      break;
+    case QualityControl::x265Crf:
+      if (qualityValue == 0) {
+        x265Params.emplace_back("lossless=1");
+      } else {
+        av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
+      }
       break;
     case QualityControl::mpegQscale:
       context->flags |= AV_CODEC_FLAG_QSCALE;
@@ -243,10 +251,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
       context->qmax = 31;
       break;
     case QualityControl::proresQuantiser:
-      if (qualityValue > 0) {
-        context->flags |= AV_CODEC_FLAG_QSCALE;
-        context->global_quality = FF_QP2LAMBDA * qualityValue;
-      }
+      // prores_ks takes its fixed quantiser from the global quality when it opens.
+      if (qualityValue > 0) context->global_quality = FF_QP2LAMBDA * qualityValue;
       break;
     case QualityControl::dnxhrProfile:
       av_opt_set(context->priv_data, "profile", dnxhrProfileName(qualityValue), 0);
@@ -258,6 +264,14 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   if (entry->encoder == "libx264") {
     if (const std::string sets = x264InstructionSets(); !sets.empty())
       av_opt_set(context->priv_data, "x264-params", ("asm=" + sets).c_str(), 0);
+  }
+  if (entry->encoder == "libx265") {
+    // x265 logs on its own, past FFmpeg's log level; its pool takes the session's thread count.
+    x265Params.emplace_back("log-level=none");
+    if (config.threads > 0) x265Params.push_back("pools=" + std::to_string(config.threads));
+    std::string joined;
+    for (const std::string& param : x265Params) joined += (joined.empty() ? "" : ":") + param;
+    av_opt_set(context->priv_data, "x265-params", joined.c_str(), 0);
   }
   if (codec->id == AV_CODEC_ID_PRORES) {
     av_opt_set(context->priv_data, "vendor", "apl0", 0);
@@ -282,6 +296,11 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     impl->annexB = true;
     impl->atom = startsWithStartCode(extradata) ? avcConfigurationFromAnnexB(extradata)
                                                 : std::vector<std::uint8_t>(extradata.begin(), extradata.end());
+  } else if (entry->configAtom == 'hvcC') {
+    impl->annexB = true;
+    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context->pix_fmt);
+    const int chroma = layout->log2_chroma_w == 0 ? 3 : (layout->log2_chroma_h == 0 ? 2 : 1);
+    impl->atom = hevcConfigurationFromAnnexB(extradata, chroma, layout->comp[0].depth);
   } else if (entry->configAtom == 'esds') {
     impl->atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(context->bit_rate));
   }
@@ -296,6 +315,9 @@ Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, st
   if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) return s;
   impl.frame->pts = displayTime;
   impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
+  // Encoders with a fixed quantiser (MPEG-4, JPEG) take it from each frame,
+  // not from the context: without this every quality gave the same bytes.
+  if (impl.context->flags & AV_CODEC_FLAG_QSCALE) impl.frame->quality = impl.context->global_quality;
   impl.durations.push_back(duration);
   int result = avcodec_send_frame(impl.context.get(), impl.frame.get());
   if (result == AVERROR(EAGAIN)) {

@@ -47,5 +47,6 @@ struct VqtCompressorCapabilities {
   bool temporal = false;         // frames may depend on others: key frame rates mean something
   bool frameReordering = false;  // may emit frames out of display order (B-frames)
   bool hasQuality = false;       // the quality setting changes its output
+  bool hasLossless = false;      // its top quality level differs from Maximum
 };
 bool VqtGetCompressorCapabilities(CodecType codecType, VqtCompressorCapabilities* capabilities);

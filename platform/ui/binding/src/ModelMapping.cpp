@@ -31,7 +31,8 @@ std::vector<dialogs::CodecInfo> compressorCatalogue() {
                       pascalText(entry.typeName),
                       known ? capabilities.temporal : true,
                       known ? capabilities.hasQuality : true,
-                      {}});
+                      {},
+                      known ? capabilities.hasLossless : true});
   }
   DisposeCodecNameList(list);
   return codecs;

@@ -224,6 +224,11 @@ void ImageSettingsDialog::updateCapabilities() {
   const bool hasQuality = !codec || codec->hasQuality;
   const bool temporal = !codec || codec->temporal;
   quality_->setEnabled(hasQuality);
+  {
+    // A codec without a lossless mode stops at Maximum; the chosen value itself is left as it is.
+    const QSignalBlocker quiet(quality_);
+    quality_->setMaximum(int(!codec || codec->hasLossless ? kLosslessQuality : kMaxQuality));
+  }
   qualityWord_->setEnabled(hasQuality);
   keyFrameMode_->setEnabled(temporal);
   keyFrameInterval_->setEnabled(temporal && keyFrameMode_->currentIndex() == kEveryNFramesMode);

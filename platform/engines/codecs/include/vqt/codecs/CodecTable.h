@@ -18,16 +18,20 @@ inline constexpr FourCC kManufacturerCode = 'vntr';
 // Which encoder control the quality levels drive.
 enum class QualityControl {
   none,             // lossless or fixed-rate at every level
-  proresQuantiser,  // prores_ks: profile rate up to High, fixed quantiser above
+  proresQuantiser,  // prores_ks: fixed quantiser, 0 = the profile's own rate control
   x264Crf,          // libx264 constant rate factor (0 = lossless)
+  x265Crf,          // libx265 constant rate factor (0 = its lossless mode)
   mpegQscale,       // fixed quantiser scale (mpeg4, mjpeg)
   dnxhrProfile,     // DNxHR profile chosen by level
 };
 
 // Encoder settings for QuickTime quality 0x000, 0x100, 0x200, 0x300, 0x3FF, 0x400.
+// `levels` is how many of those, from the lowest, give distinct output: a codec
+// with no lossless mode has 5, and its Lossless gives what Maximum gives.
 struct QualityMapping {
   QualityControl control = QualityControl::none;
   std::array<int, 6> values{};
+  int levels = 6;
 };
 
 struct CodecEntry {

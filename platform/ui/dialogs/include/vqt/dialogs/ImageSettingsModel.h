@@ -32,6 +32,7 @@ struct CodecInfo {
   bool temporal = false;   // compresses across frames, so key frames mean something
   bool hasQuality = true;  // the spatial quality changes its output
   std::vector<CodecOption> options;
+  bool hasLossless = true;  // the quality slider goes past Maximum to Lossless
 };
 
 // 8-bit RGBA pixels, R first, rows top to bottom with no padding: width * height * 4 bytes.
