@@ -17,6 +17,7 @@ using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 File openFile(const std::string& path, const char* mode) {
   File file(std::fopen(path.c_str(), mode), &std::fclose);
+  if (!file && mode[0] == 'w') throw WriteFailure("cannot create " + path);
   if (!file) throw Failure("cannot open " + path);
   return file;
 }
@@ -36,7 +37,7 @@ void writePng16(const std::string& path, const Image& image) {
   std::vector<png_byte> row(static_cast<std::size_t>(image.width) * 8);
   if (setjmp(png_jmpbuf(png))) {
     png_destroy_write_struct(&png, &info);
-    throw Failure("cannot write PNG " + path);
+    throw WriteFailure("cannot write PNG " + path);
   }
   png_init_io(png, file.get());
   png_set_IHDR(png, info, image.width, image.height, 16, PNG_COLOR_TYPE_RGBA, PNG_INTERLACE_NONE,
@@ -58,10 +59,15 @@ void writePng16(const std::string& path, const Image& image) {
 void writeRawFloats(const std::string& path, const Image& image) {
   File file = openFile(path, "wb");
   if (std::fwrite(image.rgba.data(), sizeof(float), image.rgba.size(), file.get()) != image.rgba.size())
-    throw Failure("cannot write " + path);
+    throw WriteFailure("cannot write " + path);
 }
 
 }  // namespace
+
+void checkImageType(const std::string& path) {
+  if (!endsWith(path, ".png") && !endsWith(path, ".exr") && !endsWith(path, ".f32"))
+    throw UsageError("unknown image type for " + path + " (use .png, .exr or .f32)");
+}
 
 void writeImage(const std::string& path, const Image& image) {
   if (endsWith(path, ".png"))
@@ -71,7 +77,7 @@ void writeImage(const std::string& path, const Image& image) {
   else if (endsWith(path, ".f32"))
     writeRawFloats(path, image);
   else
-    throw Failure("unknown image type for " + path + " (use .png, .exr or .f32)");
+    throw UsageError("unknown image type for " + path + " (use .png, .exr or .f32)");
 }
 
 Image readImage(const std::string& path) { return endsWith(path, ".exr") ? readExr(path) : readPng(path); }
