@@ -26,10 +26,11 @@ constexpr CodecName kCodecNames[] = {
     {"fl32", "pcm_f32be"}, {"fl64", "pcm_f64be"}, {"alac", "alac"},      {"ulaw", "pcm_mulaw"}, {"alaw", "pcm_alaw"},
 };
 
+// Empty for a format with no decoder name (a timecode track), which ffprobe leaves out.
 std::string codecName(const std::string& format) {
   for (const CodecName& entry : kCodecNames)
     if (format == entry.format) return entry.name;
-  return format;
+  return {};
 }
 
 std::string fraction(long long numerator, long long denominator) {
@@ -153,23 +154,26 @@ std::string probeJson(const std::string& path, std::uint64_t fileSize, const Mov
     json.field("index", static_cast<long long>(index++));
     const SampleEntry* entry = media.descriptions.empty() ? nullptr : media.descriptions.front();
     const std::string format = entry ? fourcc(entry->type()) : "";
-    json.field("codec_name", codecName(format));
+    if (const std::string name = codecName(format); !name.empty()) json.field("codec_name", name);
     json.field("codec_type", type);
     json.field("codec_tag_string", format);
     char tag[16];
     std::snprintf(tag, sizeof tag, "0x%08x", entry ? static_cast<unsigned>(__builtin_bswap32(entry->type())) : 0u);
     json.field("codec_tag", tag);
     const auto samples = static_cast<long long>(media.samples.sampleCount());
+    std::string frameRate = "0/0", averageRate = "0/0";  // what ffprobe gives a stream without frames
     if (const auto* visual = dynamic_cast<const VisualSampleEntry*>(entry)) {
       json.field("width", static_cast<long long>(visual->width));
       json.field("height", static_cast<long long>(visual->height));
       std::int64_t start = 0, duration = 0;
       if (samples > 0 && media.samples.decodeTime(1, start, duration) == Error::none && duration > 0) {
-        json.field("r_frame_rate", fraction(media.timeScale, duration));
-        json.field("avg_frame_rate",
-                   fraction(samples * static_cast<long long>(media.timeScale), static_cast<long long>(media.duration)));
+        frameRate = fraction(media.timeScale, duration);
+        averageRate =
+            fraction(samples * static_cast<long long>(media.timeScale), static_cast<long long>(media.duration));
       }
     }
+    json.field("r_frame_rate", frameRate);
+    json.field("avg_frame_rate", averageRate);
     if (const auto* sound = dynamic_cast<const SoundSampleEntry*>(entry)) {
       json.field("sample_rate", std::to_string(static_cast<long long>(sound->effectiveSampleRate())));
       json.field("channels", static_cast<long long>(sound->effectiveChannels()));

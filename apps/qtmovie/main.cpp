@@ -41,6 +41,13 @@ int main(int argc, char** argv) {
   qtmovie::addCodecsCommand(app);
   qtmovie::addAtomsCommand(app);
 
+  // CLI11 would only say that a subcommand is required; name the word it did not know.
+  const std::string first = argc > 1 ? argv[1] : "";
+  const auto known = app.get_subcommands([&](CLI::App* command) { return command->get_name() == first; });
+  if (!first.empty() && first[0] != '-' && known.empty()) {
+    std::fprintf(stderr, "qtmovie: unknown command '%s' (see 'qtmovie --help')\n", argv[1]);
+    return qtmovie::kExitUsage;
+  }
   try {
     app.parse(argc, argv);
     return qtmovie::kExitOk;
