@@ -11,6 +11,7 @@ extern "C" {
 #include <vector>
 
 #include "Errors.h"
+#include "SoundFiles.h"
 
 namespace qtmovie {
 
@@ -50,12 +51,11 @@ struct FlacWriter::State {
     if (av_frame_make_writable(frame) < 0) fail();
     frame->nb_samples = count;
     for (int i = 0; i < count * channels; ++i) {
-      const double value = std::clamp(static_cast<double>(samples[i]), -1.0, 1.0);
+      const std::int32_t value = integerSample(samples[i], bits);
       if (bits == 16)
-        reinterpret_cast<std::int16_t*>(frame->data[0])[i] = static_cast<std::int16_t>(std::lrint(value * 32767.0));
+        reinterpret_cast<std::int16_t*>(frame->data[0])[i] = static_cast<std::int16_t>(value);
       else  // 24-bit samples sit in the top bits of 32-bit words
-        reinterpret_cast<std::int32_t*>(frame->data[0])[i] =
-            static_cast<std::int32_t>(std::lrint(value * 8388607.0)) * 256;
+        reinterpret_cast<std::int32_t*>(frame->data[0])[i] = value * 256;
     }
     frame->pts = nextPts;
     nextPts += count;

@@ -33,6 +33,12 @@ void putExtended(std::vector<std::uint8_t>& out, double value) {
 
 }  // namespace
 
+std::int32_t integerSample(float sample, int bits) {
+  const double full = std::ldexp(1.0, bits - 1);
+  const double value = std::nearbyint(static_cast<double>(sample) * full);
+  return static_cast<std::int32_t>(std::clamp(value, -full, full - 1.0));
+}
+
 void SoundFileWriter::checkType(const std::string& path) {
   if (!endsWith(path, ".wav") && !endsWith(path, ".aif") && !endsWith(path, ".aiff") && !endsWith(path, ".flac"))
     throw UsageError("cannot write sound as " + path + "; supported: " + kSupported);
@@ -120,9 +126,7 @@ void SoundFileWriter::write(std::span<const float> samples) {
       putLE(bytes, word, 4);
       continue;
     }
-    const double full = bits_ == 16 ? 32767.0 : 8388607.0;
-    const auto value = static_cast<std::int64_t>(std::lrint(std::clamp(static_cast<double>(sample), -1.0, 1.0) * full));
-    const auto word = static_cast<std::uint64_t>(value);
+    const auto word = static_cast<std::uint64_t>(static_cast<std::int64_t>(integerSample(sample, bits_)));
     if (aiff_)
       putBE(bytes, word, bits_ / 8);
     else

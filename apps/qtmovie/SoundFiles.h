@@ -4,12 +4,17 @@
 // and AIFF headers are filled in by finish().
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <span>
 #include <string>
 
 namespace qtmovie {
+
+// A float sample as a `bits`-bit integer: scaled by 2^(bits-1), so the integers
+// a 16-bit source held come back exactly, rounded and clamped to the range.
+std::int32_t integerSample(float sample, int bits);
 
 class SoundFileWriter {
  public:
