@@ -57,7 +57,7 @@ AtomNode describe(const Atom& atom, std::uint64_t offset, bool offsetKnown, int 
     return node;
   }
   if (maxDepth > 0 && depth >= maxDepth) {
-    node.fields.push_back(std::to_string(children->size()) + " children not shown (--depth)");
+    node.fields.push_back("children not shown (--depth): " + std::to_string(children->size()));
     return node;
   }
   // Children follow the header, and the version and flags of a full container such as 'meta'.

@@ -60,7 +60,10 @@ int main(int argc, char** argv) {
     // CLI11 prints the message and a pointer to --help on two lines; keep the first.
     std::string message = err.str();
     message = message.substr(0, message.find('\n'));
-    std::fprintf(stderr, "qtmovie: %s (see 'qtmovie --help')\n", message.c_str());
+    // Point at the help of the command being parsed, when there is one.
+    std::string help = "qtmovie";
+    for (const CLI::App* command : app.get_subcommands()) help += " " + command->get_name();
+    std::fprintf(stderr, "qtmovie: %s (see '%s --help')\n", message.c_str(), help.c_str());
     return qtmovie::kExitUsage;
   } catch (const qtmovie::UsageError& error) {
     reportError(error.what());
