@@ -117,3 +117,25 @@ TEST(Atoms, PlainAndFragmentedFilesShowTheEnginesParse) {
   ASSERT_NE(stsd, std::string::npos) << text.out;
   EXPECT_EQ(text.out.find("[apch]", stsd), text.out.find('[', stsd)) << text.out;
 }
+
+TEST(Atoms, DamagedFilesGiveAnAnswerNotACrash) {
+  const std::string folder = cli::scratch("damaged"), source = cli::fixture("h264-tone.mov");
+  // Cut inside the movie atom, an atom claiming more than the file, a huge 64-bit size, noise.
+  cli::shell("size=$(stat -c %s '" + source + "'); head -c $((size - 300)) '" + source + "' > '" + folder +
+             "/cut.mov'");
+  cli::shell("printf '\\000\\000\\377\\377moov\\000\\000\\000\\010mvhd' > '" + folder + "/too-big.mov'");
+  cli::shell("printf '\\000\\000\\000\\001moov\\377\\377\\377\\377\\377\\377\\377\\377' > '" + folder + "/huge.mov'");
+  cli::shell("head -c 4096 /dev/urandom > '" + folder + "/noise.mov'");
+  for (const char* name : {"cut.mov", "too-big.mov", "huge.mov", "noise.mov"}) {
+    SCOPED_TRACE(name);
+    const auto outcome = cli::qtmovie("atoms '" + folder + "/" + name + "' --json");
+    ASSERT_TRUE(outcome.exitCode == 0 || outcome.exitCode == 2) << outcome.exitCode << outcome.err;
+    if (outcome.exitCode == 0) EXPECT_EQ(cli::jsonQuery(outcome.out, "type(d['atoms']).__name__"), "list");
+    const auto info = cli::qtmovie("info '" + folder + "/" + name + "'");
+    EXPECT_EQ(info.exitCode, 2) << info.err;
+  }
+  // The cut file still shows the atoms before the damage and says what is wrong with the movie atom.
+  const auto cut = cli::qtmovie("atoms '" + folder + "/cut.mov'");
+  EXPECT_NE(cut.out.find("mdat size"), std::string::npos) << cut.out;
+  EXPECT_NE(cut.out.find("error: "), std::string::npos) << cut.out;
+}
