@@ -57,24 +57,30 @@ void runFrames(const FramesOptions& o) {
   if (frames < 1) throw Failure(o.movie + ": has no video frames");
   const Range range = parseRange(o.range, frames);
 
-  Image images[2] = {frameImage(*reader), frameImage(*reader)};
-  std::future<void> writing;
+  // One buffer per write in flight: compressing an image costs more than decoding a frame,
+  // so several writes run while the reader moves on. Two per core keeps the cores busy
+  // while some writes wait on the disk.
+  const std::size_t slots = std::clamp<std::size_t>(2 * std::thread::hardware_concurrency(), 2, kMaxWrites);
+  std::vector<Image> images(slots, frameImage(*reader));
+  std::vector<std::future<void>> writes(slots);
   const int total = (range.last - range.first) / o.every + 1;
   Progress progress("frames", total);
   int done = 0;
   for (int frame = range.first; frame <= range.last; frame += o.every) {
     checkStop();
-    Image& image = images[done % 2];
+    const std::size_t slot = static_cast<std::size_t>(done) % slots;
+    // The slot is free once its previous write has finished; get() rethrows that write's failure.
+    if (writes[slot].valid()) writes[slot].get();
+    Image& image = images[slot];
     if (const int result = reader->decodeFrame(frame, image.rgba.data()); result != 0)
       throw Failure("frame " + std::to_string(frame) + " could not be decoded" +
                     (result == 2 ? " (its pixel format has no conversion)" : ""));
-    // The other buffer is free once the previous write has finished; get() rethrows its failure.
-    if (writing.valid()) writing.get();
-    writing =
+    writes[slot] =
         std::async(std::launch::async, [&image, path = formatNumbered(o.output, frame)] { writeImage(path, image); });
     progress.update(++done);
   }
-  if (writing.valid()) writing.get();
+  for (auto& write : writes)
+    if (write.valid()) write.get();
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # `qtmovie frames` beside the ffmpeg CLI writing the same images from the same
-# movie: 1920x1080 long-GOP H.264 (a key frame every 2 s), a range of frames
-# written as 16-bit PNG (and, with EXR=1, as half-float EXR). Prints the wall
-# time of each, the best of REPETITIONS runs, and their ratio (above 1: qtmovie faster).
+# movie: 1920x1080 long-GOP H.264 (a key frame every 2 s, B-frames), a range of
+# frames written as 16-bit RGBA PNG. Runs alternate between the two tools; prints
+# the median wall time and CPU time (user + system) of each and their ratios
+# (above 1: qtmovie faster). On a shared machine the CPU ratio is the steadier one.
 # Usage: bench/cli/frames.sh BUILD_DIR [FRAMES] [REPETITIONS]
 set -euo pipefail
 build_dir=${1:?usage: bench/cli/frames.sh BUILD_DIR [FRAMES] [REPETITIONS]}
@@ -17,31 +18,38 @@ movie="$work/source.mov"
 ffmpeg -hide_banner -loglevel error -f lavfi -i "testsrc2=size=1920x1080:rate=24:duration=$(( (frames + 30) / 24 + 1 ))" \
   -c:v libx264 -preset veryfast -g 48 -bf 2 -pix_fmt yuv420p "$movie"
 
-first=10
-last=$(( first + frames - 1 ))
-best() {  # best wall time in seconds of "$@" over the repetitions, outputs removed between runs
-  local best_time=""
-  for _ in $(seq "$repetitions"); do
-    rm -rf "$work/out" && mkdir "$work/out"
-    local start end
-    start=$(date +%s.%N)
-    "$@" > /dev/null 2>&1
-    end=$(date +%s.%N)
-    best_time=$(python3 -c "t=$end-$start; b='$best_time'; print(min(t, float(b)) if b else t)")
-  done
-  echo "$best_time"
-}
+python3 - "$qtmovie" "$movie" "$work" "$frames" "$repetitions" <<'PY'
+import os, resource, shutil, statistics, subprocess, sys, time
 
-compare() {
-  local extension=$1 pixel_format=$2
-  # ffmpeg numbers frames from 0; select keeps the same range as --range (which counts from 1).
-  local theirs ours
-  theirs=$(best ffmpeg -hide_banner -loglevel error -i "$movie" \
-    -vf "select=between(n\\,$((first - 1))\\,$((last - 1)))" -vsync passthrough -pix_fmt "$pixel_format" \
-    -start_number "$first" "$work/out/ff_%04d.$extension")
-  ours=$(best "$qtmovie" frames "$movie" -o "$work/out/qt_%04d.$extension" --range "$first:$last")
-  python3 -c "print('frames %d-%d as .%s: qtmovie %.2f s, ffmpeg CLI %.2f s, ratio %.2f' % ($first, $last, '$extension', $ours, $theirs, $theirs / $ours))"
+qtmovie, movie, work, frames, repetitions = sys.argv[1], sys.argv[2], sys.argv[3], int(sys.argv[4]), int(sys.argv[5])
+first, last = 10, 10 + frames - 1
+out = os.path.join(work, "out")
+commands = {
+    # ffmpeg counts frames from 0, --range from 1: the same frames either way.
+    "ffmpeg CLI": ["ffmpeg", "-hide_banner", "-loglevel", "error", "-i", movie,
+                   "-vf", f"select=between(n\\,{first - 1}\\,{last - 1})", "-vsync", "passthrough",
+                   "-pix_fmt", "rgba64be", "-start_number", str(first), os.path.join(out, "ff_%04d.png")],
+    "qtmovie": [qtmovie, "frames", movie, "-o", os.path.join(out, "qt_%04d.png"), "--range", f"{first}:{last}"],
 }
-
-compare png rgba64be
-if [ "${EXR:-0}" = 1 ]; then compare exr gbrapf32le; fi
+wall = {name: [] for name in commands}
+cpu = {name: [] for name in commands}
+for _ in range(repetitions):
+    for name, command in commands.items():
+        shutil.rmtree(out, ignore_errors=True)
+        os.mkdir(out)
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        start = time.monotonic()
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+        wall[name].append(time.monotonic() - start)
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        cpu[name].append(after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime)
+        written = len(os.listdir(out))
+        if written != frames:
+            sys.exit(f"{name} wrote {written} images, not {frames}")
+w = {name: statistics.median(v) for name, v in wall.items()}
+c = {name: statistics.median(v) for name, v in cpu.items()}
+print(f"frames {first}-{last} of 1920x1080 H.264 as 16-bit PNG, median of {repetitions}:")
+for name in commands:
+    print(f"  {name:10s} wall {w[name]:6.2f} s  cpu {c[name]:6.2f} s")
+print(f"ratio (ffmpeg CLI / qtmovie): wall {w['ffmpeg CLI'] / w['qtmovie']:.2f}, cpu {c['ffmpeg CLI'] / c['qtmovie']:.2f}")
+PY

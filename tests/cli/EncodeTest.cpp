@@ -174,3 +174,22 @@ TEST(Encode, InterruptedOrFailedEncodeLeavesNothingBehind) {
   EXPECT_EQ(failed.exitCode, 2) << failed.err;
   EXPECT_EQ(cli::shell("ls -a '" + folder + "' | grep -c mov").out, "0\n");
 }
+
+TEST(Encode, ExrSequenceInput) {
+  const std::string folder = cli::scratch("exr-sequence");
+  ASSERT_EQ(
+      cli::qtmovie("frames '" + cli::fixture("prores.mov") + "' -o '" + folder + "/src_%02d.exr' --range 1:4").exitCode,
+      0);
+  const std::string movie = folder + "/exr.mov";
+  const auto outcome = cli::qtmovie("encode -o '" + movie + "' --codec png --fps 24 '" + folder + "/src_*.exr'");
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(cli::probe(movie, "v:0", "nb_frames"), "4");
+  ASSERT_EQ(cli::qtmovie("frame '" + movie + "' 3 -o '" + folder + "/back.png'").exitCode, 0);
+  // Half floats carry 11 significant bits: the frame comes back within that, not bit for bit.
+  const auto out = cli::shell("ffmpeg -hide_banner -i '" + folder + "/back.png' -i '" + folder +
+                              "/src_03.exr' -lavfi '[1]format=rgba64le[b];[0][b]psnr' -f null - 2>&1 | "
+                              "grep -o 'average:[0-9.inf]*'")
+                       .out;
+  ASSERT_GT(out.size(), 8u) << out;
+  EXPECT_GT(std::atof(out.c_str() + 8), 55.0) << out;
+}
