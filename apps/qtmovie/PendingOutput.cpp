@@ -15,6 +15,9 @@ PendingOutput::PendingOutput(std::string destination) : destination_(std::move(d
   const std::string name =
       "." + target.stem().string() + ".partial-" + std::to_string(getpid()) + target.extension().string();
   temporary_ = (target.parent_path() / name).string();
+  // Refused here, naming the destination, rather than later naming the temporary file.
+  const std::string folder = target.parent_path().empty() ? "." : target.parent_path().string();
+  if (access(folder.c_str(), W_OK) != 0) throw WriteFailure("cannot create " + destination_);
 }
 
 PendingOutput::~PendingOutput() {

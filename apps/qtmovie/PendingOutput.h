@@ -10,6 +10,7 @@ namespace qtmovie {
 
 class PendingOutput {
  public:
+  // Throws WriteFailure when the destination folder cannot be written.
   explicit PendingOutput(std::string destination);
   ~PendingOutput();  // removes the temporary file unless commit() succeeded
   PendingOutput(const PendingOutput&) = delete;

@@ -48,6 +48,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "qtmovie: unknown command '%s' (see 'qtmovie --help')\n", argv[1]);
     return qtmovie::kExitUsage;
   }
+  if (!first.empty() && first[0] == '-' && first != "-h" && first != "--help" && first != "--version") {
+    std::fprintf(stderr, "qtmovie: unknown option '%s' (see 'qtmovie --help')\n", argv[1]);
+    return qtmovie::kExitUsage;
+  }
   try {
     app.parse(argc, argv);
     return qtmovie::kExitOk;

@@ -41,6 +41,7 @@ TEST(CommandLine, FailuresAreOneLineWithTheDocumentedExitCode) {
   const std::string movie = cli::fixture("prores.mov"), folder = cli::scratch("errors");
   // 1: the command line is wrong, and the message names what.
   expectOneErrorLine(cli::qtmovie("bogus"), 1, "bogus");
+  expectOneErrorLine(cli::qtmovie("--bogus"), 1, "--bogus");
   expectOneErrorLine(cli::qtmovie("info '" + movie + "' --jsn"), 1, "--jsn");
   expectOneErrorLine(cli::qtmovie("frame '" + movie + "' 13 -o '" + folder + "/x.png'"), 1, "from 1 to 12");
   expectOneErrorLine(cli::qtmovie("frame '" + movie + "' 1 -o '" + folder + "/x.bmp'"), 1, "unknown image type");
@@ -64,6 +65,8 @@ TEST(CommandLine, FailuresAreOneLineWithTheDocumentedExitCode) {
   // 3: an output that cannot be written.
   expectOneErrorLine(cli::qtmovie("frame '" + movie + "' 1 -o /no/such/dir/x.png"), 3, "cannot create");
   expectOneErrorLine(cli::qtmovie("encode -o /no/such/dir/x.mov --pattern 2 --size 32x32"), 3, "cannot create");
+  expectOneErrorLine(cli::qtmovie("audio '" + cli::fixture("h264-tone.mov") + "' -o /no/such/dir/x.wav"), 3,
+                     "cannot create /no/such/dir/x.wav");
 }
 
 TEST(CommandLine, CodecsListsReadAndWriteAbilityAsTheReadmeTableDoes) {
