@@ -8,6 +8,7 @@ packages=(
   g++ make cmake ninja-build pkg-config clang-format
   libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev
   libboost-dev zlib1g-dev qt6-base-dev libpng-dev libopenexr-dev
+  libcli11-dev  # qtmovie: subcommands, per-command --help, errors naming the option
   libxcb1-dev  # dialogs: probe the X display before Qt connects to it
   # tests: fixtures and judges, dialogs under a virtual display, fuzzing
   libgtest-dev libgmock-dev ffmpeg xvfb xauth xdotool x11-apps fonts-dejavu-core clang

@@ -1,51 +1,67 @@
-#include <algorithm>
-#include <cstdio>
-#include <span>
+// `qtmovie audio`: the movie's sound, mixed as the movie plays it, streamed in
+// bounded chunks into a sound file whose format follows the extension.
+#include <CLI/CLI.hpp>
 
-#include "Arguments.h"
+#include <algorithm>
+
 #include "Commands.h"
 #include "Errors.h"
-#include "Output.h"
+#include "Interrupt.h"
 #include "MovieOpening.h"
+#include "PendingOutput.h"
 #include "Progress.h"
-#include "WavFile.h"
+#include "SoundFiles.h"
 
 namespace qtmovie {
+namespace {
 
-int runAudio(const Words& words) {
-  const Arguments args(words, {{"-o"}, {}});
-  if (args.wantsHelp()) {
-    printHelp(
-        "usage: qtmovie audio FILE -o OUT.wav\n"
-        "Writes the movie's sound, mixed as the movie plays it, as a 32-bit float WAV.");
-    return 0;
-  }
-  if (args.positional().size() != 1) throw UsageError("expects one movie file");
-  if (!args.has("-o")) throw UsageError("-o OUT.wav is required");
-  auto reader = openMovie(args.positional()[0], 2);
-  if (!reader->hasAudio()) throw Failure(args.positional()[0] + ": has no sound");
+struct AudioOptions {
+  std::string movie, output;
+  int bits = 0;
+};
+
+constexpr unsigned kChunkFrames = 1u << 16;
+
+void runAudio(const AudioOptions& o) {
+  SoundFileWriter::checkType(o.output);
+  auto reader = openMovie(o.movie, 2);
+  if (!reader->hasAudio()) throw Failure(o.movie + ": has no sound");
   int channels = 0, rate = 0, bytesPerSample = 0, sampleBytes = 0;
   reader->getAudioFormat(&channels, &rate, &bytesPerSample, &sampleBytes);
+  PendingOutput pending(o.output);
+  SoundFileWriter sound(pending.path(), channels, rate, o.bits);
   // The reader counts samples over all channels: positions and counts are frames x channels.
   const unsigned total = reader->getAudioSampleCount();
-  // Read and written a block at a time: memory stays at one block whatever
-  // length the movie claims.
-  const unsigned block = (1u << 16) * static_cast<unsigned>(std::max(channels, 1));
-  std::vector<float> samples(block);
-  FloatWavStream wav(args.value("-o"), channels, rate);
+  const unsigned block = kChunkFrames * static_cast<unsigned>(std::max(channels, 1));
+  std::vector<float> samples(std::min(block, std::max(total, 1u)));
   Progress progress("audio", static_cast<int>(total / block + 1));
   unsigned done = 0;
   while (done < total) {
+    checkStop();
     unsigned count = std::min(block, total - done);
     if (reader->readAudio(done, &count, samples.data()) != 0)
       throw Failure("the sound could not be read at sample " + std::to_string(done));
     if (count == 0) break;
-    wav.append(std::span(samples.data(), std::min(count, block)));
+    sound.write(std::span<const float>(samples.data(), count));
     done += count;
     progress.update(static_cast<int>(done / block));
   }
-  wav.finish();
-  return 0;
+  sound.finish();
+  pending.commit();
+}
+
+}  // namespace
+
+void addAudioCommand(CLI::App& root) {
+  auto o = std::make_shared<AudioOptions>();
+  CLI::App* cmd = root.add_subcommand(
+      "audio", std::string("Write the movie's sound as it plays; the format follows the extension: ") +
+                   SoundFileWriter::kSupported + ".");
+  cmd->add_option("movie", o->movie, "the movie")->required();
+  cmd->add_option("-o,--output", o->output, "the sound file")->required();
+  cmd->add_option("--bits", o->bits, "sample depth: 16, 24 or 32 (float; WAV only)")
+      ->check(CLI::IsMember({16, 24, 32}));
+  cmd->callback([o] { runAudio(*o); });
 }
 
 }  // namespace qtmovie

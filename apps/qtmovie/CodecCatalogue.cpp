@@ -26,6 +26,12 @@ bool readerDecodes(const std::string& type) {
   return kDecoded.count(type) != 0;
 }
 
+bool usesLongGop(const std::string& type) {
+  // Codecs that predict from other frames; every other catalogue codec codes each frame alone.
+  static const std::set<std::string> kPredictive = {"avc1", "hvc1", "mp4v", "h263"};
+  return kPredictive.count(type) != 0;
+}
+
 void selectCodec(Vantor::QuickTime::QuickTimeCodecWriter& writer, std::string type) {
   if (type.size() < 4) type.resize(4, ' ');
   const auto entries = codecCatalogue(writer);

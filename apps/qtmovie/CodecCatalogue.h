@@ -17,6 +17,8 @@ struct CodecEntry {
 std::vector<CodecEntry> codecCatalogue(const Vantor::QuickTime::QuickTimeCodecWriter& writer);
 // Whether the reader converts this codec's frames to floats.
 bool readerDecodes(const std::string& type);
+// Whether the codec predicts frames from others (so a key frame every frame wastes space).
+bool usesLongGop(const std::string& type);
 // Selects `type` (shorter types are padded with spaces); throws UsageError when absent.
 void selectCodec(Vantor::QuickTime::QuickTimeCodecWriter& writer, std::string type);
 

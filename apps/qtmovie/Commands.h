@@ -1,18 +1,24 @@
-// The qtmovie commands. Each takes the words after its name, prints its own
-// --help, and throws UsageError or Failure; main turns those into one line.
+// The qtmovie commands. Each adds its subcommand, with its options and --help,
+// to the root parser; the subcommand's callback runs it and throws UsageError,
+// Failure, WriteFailure or Interrupted, which main turns into one line and an
+// exit code.
 #pragma once
 
-#include <string>
-#include <vector>
+namespace CLI {
+class App;
+}
 
 namespace qtmovie {
 
-using Words = std::vector<std::string>;
+void addInfoCommand(CLI::App& root);
+void addFrameCommand(CLI::App& root);
+void addFramesCommand(CLI::App& root);
+void addAudioCommand(CLI::App& root);
+void addEncodeCommand(CLI::App& root);
+void addCodecsCommand(CLI::App& root);
+void addAtomsCommand(CLI::App& root);
 
-int runInfo(const Words& words);
-int runFrame(const Words& words);
-int runAudio(const Words& words);
-int runEncode(const Words& words);
-int runCodecs(const Words& words);
+// "library 0.1.0, libavcodec 59.37.100, ..." for --version.
+const char* versionText();
 
 }  // namespace qtmovie

@@ -23,7 +23,7 @@ void writeExr(const std::string& path, const Image& image) {
     file.setFrameBuffer(pixels.data(), 1, static_cast<std::size_t>(image.width));
     file.writePixels(image.height);
   } catch (const std::exception& error) {
-    throw Failure("cannot write EXR " + path + ": " + error.what());
+    throw WriteFailure("cannot write EXR " + path + ": " + error.what());
   }
 }
 
@@ -54,7 +54,7 @@ Image readExr(const std::string& path) {
 #else
 
 void writeExr(const std::string& path, const Image&) {
-  throw Failure("this qtmovie was built without OpenEXR: " + path);
+  throw UsageError("this qtmovie was built without OpenEXR: " + path);
 }
 Image readExr(const std::string& path) { throw Failure("this qtmovie was built without OpenEXR: " + path); }
 

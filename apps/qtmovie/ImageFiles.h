@@ -14,6 +14,9 @@ struct Image {
   std::vector<float> rgba;  // width x height x 4, rows top first
 };
 
+// Throws UsageError unless the extension is one writeImage knows, so a command can
+// refuse a bad output name before it does any work.
+void checkImageType(const std::string& path);
 // Chooses the format from the extension (.png, .exr or .f32); throws Failure.
 void writeImage(const std::string& path, const Image& image);
 // Reads a PNG (8 or 16 bits, any colour type) into floats; throws Failure.

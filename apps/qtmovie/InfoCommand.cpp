@@ -1,30 +1,44 @@
-#include <cstdio>
+// `qtmovie info`: what a movie holds, as text or as ffprobe-shaped JSON.
+#include <CLI/CLI.hpp>
 
-#include "Arguments.h"
+#include <cstdio>
+#include <filesystem>
+
 #include "Commands.h"
-#include "Errors.h"
-#include "Output.h"
 #include "MovieOpening.h"
 #include "MovieSummary.h"
+#include "Output.h"
+#include "ProbeJson.h"
 
 namespace qtmovie {
+namespace {
 
-int runInfo(const Words& words) {
-  const Arguments args(words, {{}, {"--json"}});
-  if (args.wantsHelp()) {
-    printHelp(
-        "usage: qtmovie info FILE [--json]\n"
-        "Prints the size, frame count, rate, pixel aspect, start timecode frame, stream description,\n"
-        "metadata and sound format of FILE; --json prints one JSON object instead.");
-    return 0;
-  }
-  if (args.positional().size() != 1) throw UsageError("expects one movie file");
-  const std::string& path = args.positional()[0];
-  auto reader = openMovie(path, 3);
-  const MovieSummary summary = summarise(*reader);
-  const std::string text = args.has("--json") ? summaryJson(summary) : summaryText(path, summary);
+struct InfoOptions {
+  std::string movie;
+  bool json = false;
+};
+
+void runInfo(const InfoOptions& o) {
+  const auto movie = parseMovie(o.movie);
+  auto reader = openMovie(o.movie, 3);
+  MovieSummary summary = summarise(*reader);
+  summary.userData = userDataTexts(movie->userData);
+  const std::string text =
+      o.json ? probeJson(o.movie, std::filesystem::file_size(o.movie), *movie, summary) : summaryText(o.movie, summary);
   std::fputs(text.c_str(), output());
-  return 0;
+}
+
+}  // namespace
+
+void addInfoCommand(CLI::App& root) {
+  auto o = std::make_shared<InfoOptions>();
+  CLI::App* cmd = root.add_subcommand(
+      "info",
+      "Size, frames, rate, timecode, codec, sound, metadata and user data of a movie. --json prints "
+      "ffprobe's -show_format -show_streams layout, with the reader's fields under \"qtmovie\".");
+  cmd->add_option("movie", o->movie, "the movie")->required();
+  cmd->add_flag("--json", o->json, "JSON instead of text");
+  cmd->callback([o] { runInfo(*o); });
 }
 
 }  // namespace qtmovie

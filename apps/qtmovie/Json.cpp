@@ -100,6 +100,11 @@ void JsonWriter::field(const std::string& name, double value) {
   out_ += number;
 }
 
+void JsonWriter::value(const std::string& text) {
+  separator();
+  out_ += jsonEscape(text);
+}
+
 void JsonWriter::field(const std::string& name, bool value) {
   key(name);
   out_ += value ? "true" : "false";

@@ -18,6 +18,8 @@ class JsonWriter {
   void field(const std::string& key, long long value);
   void field(const std::string& key, double value);
   void field(const std::string& key, bool value);
+  // A string element of an open array.
+  void value(const std::string& text);
   const std::string& text() const { return out_; }
 
  private:

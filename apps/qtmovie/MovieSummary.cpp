@@ -8,10 +8,17 @@
 #include <sstream>
 
 #include "Json.h"
+#include "ProbeJson.h"
 
 namespace qtmovie {
 
 using namespace Vantor;
+
+namespace {
+std::string utf8(const std::string& text) {
+  return asUtf8(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+}
+}  // namespace
 
 MovieSummary summarise(QuickTime::QuickTimeCodecReader& reader) {
   MovieSummary s;
@@ -26,7 +33,14 @@ MovieSummary summarise(QuickTime::QuickTimeCodecReader& reader) {
     reader.getAudioFormat(&s.audioChannels, &s.audioSampleRate, &bytesPerSample, &sampleBytes);
     s.audioSamples = reader.getAudioSampleCount();
   }
-  reader.getStreamDescription(s.description);
+  // Without video the reader reports its defaults (a size, a codec); they describe nothing.
+  if (s.hasVideo) {
+    std::map<std::string, std::string> description;
+    reader.getStreamDescription(description);
+    for (const auto& [key, value] : description) s.description.emplace(utf8(key), utf8(value));
+  } else {
+    s.width = s.height = s.frames = s.timeScale = s.frameDuration = s.startTimecodeFrame = 0;
+  }
 
   std::list<Property::Base*> properties;
   reader.getMetadata(properties);
@@ -34,22 +48,20 @@ MovieSummary summarise(QuickTime::QuickTimeCodecReader& reader) {
     const char* type = property->type == Property::kInt      ? "int"
                        : property->type == Property::kDouble ? "double"
                                                              : "string";
-    s.metadata.push_back({property->name, type, property->size() ? property->toString(0) : ""});
+    s.metadata.push_back({utf8(property->name), type, utf8(property->size() ? property->toString(0) : "")});
     delete property;
   }
   return s;
 }
 
-std::string summaryJson(const MovieSummary& s) {
-  JsonWriter json;
-  json.beginObject();
+void summaryFields(JsonWriter& json, const MovieSummary& s) {
   json.field("width", static_cast<long long>(s.width));
   json.field("height", static_cast<long long>(s.height));
   json.field("frames", static_cast<long long>(s.frames));
   json.field("time_scale", static_cast<long long>(s.timeScale));
   json.field("frame_duration", static_cast<long long>(s.frameDuration));
   json.field("pixel_aspect", static_cast<double>(s.pixelAspect));
-  json.field("start_timecode_frame", static_cast<long long>(s.startTimecodeFrame));
+  if (s.hasTimecode()) json.field("start_timecode_frame", static_cast<long long>(s.startTimecodeFrame));
   json.field("has_video", s.hasVideo);
   json.field("has_audio", s.hasAudio);
   json.field("audio_channels", static_cast<long long>(s.audioChannels));
@@ -72,8 +84,9 @@ std::string summaryJson(const MovieSummary& s) {
     json.endObject();
   }
   json.endArray();
+  json.beginObject("user_data");
+  for (const auto& [key, value] : s.userData) json.field(key, value);
   json.endObject();
-  return json.text() + "\n";
 }
 
 std::string summaryText(const std::string& path, const MovieSummary& s) {
@@ -83,8 +96,9 @@ std::string summaryText(const std::string& path, const MovieSummary& s) {
     char rate[32];
     std::snprintf(rate, sizeof rate, "%.3f", s.frameDuration ? double(s.timeScale) / s.frameDuration : 0.0);
     out << "  video:     " << s.width << "x" << s.height << ", " << s.frames << " frames at " << rate << " fps ("
-        << s.timeScale << "/" << s.frameDuration << "), pixel aspect " << s.pixelAspect << "\n"
-        << "  timecode:  starts at frame " << s.startTimecodeFrame << "\n";
+        << s.timeScale << "/" << s.frameDuration << "), pixel aspect " << s.pixelAspect << "\n";
+    if (s.hasTimecode())
+      out << "  timecode:  " << s.description.at("timecode") << " (frame " << s.startTimecodeFrame << ")\n";
   } else {
     out << "  video:     none\n";
   }
@@ -98,6 +112,8 @@ std::string summaryText(const std::string& path, const MovieSummary& s) {
   if (!s.metadata.empty()) out << "  metadata:\n";
   for (const MetadataItem& item : s.metadata)
     out << "    " << item.key << " (" << item.type << "): " << item.value << "\n";
+  if (!s.userData.empty()) out << "  user data:\n";
+  for (const auto& [key, value] : s.userData) out << "    " << key << ": " << value << "\n";
   return out.str();
 }
 

@@ -25,10 +25,16 @@ struct MovieSummary {
   unsigned audioSamples = 0;  // sample frames times channels, as the reader counts
   std::map<std::string, std::string> description;
   std::vector<MetadataItem> metadata;
+  std::vector<std::pair<std::string, std::string>> userData;  // movie-level text items, valid UTF-8
+  bool hasTimecode() const { return description.count("timecode") != 0; }
 };
 
+class JsonWriter;
+
+// Keys and values are made valid UTF-8; a movie without video keeps no video fields.
 MovieSummary summarise(Vantor::QuickTime::QuickTimeCodecReader& reader);
-std::string summaryJson(const MovieSummary& summary);
+// The flat fields of the summary into an open JSON object.
+void summaryFields(JsonWriter& json, const MovieSummary& summary);
 std::string summaryText(const std::string& path, const MovieSummary& summary);
 
 }  // namespace qtmovie

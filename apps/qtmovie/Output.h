@@ -14,12 +14,3 @@ void divertLibraryOutput();
 std::FILE* output();
 
 }  // namespace qtmovie
-
-namespace qtmovie {
-
-inline void printHelp(const char* text) {
-  std::fputs(text, output());
-  std::fputc('\n', output());
-}
-
-}  // namespace qtmovie

@@ -1,6 +1,7 @@
 // The public writer: every operation forwards to the private object.
 #include <vantor/quicktime/QuickTimeCodecWriter.h>
 
+#include <algorithm>
 #include <cstdint>
 
 #include "QuickTimeCodecWriterPrivate.h"
@@ -48,6 +49,13 @@ int QuickTimeCodecWriter::addAudioFromFile(const char* path, float offsetSeconds
 void QuickTimeCodecWriter::setCompressionSettings(int width, int height, float frameRate, int keyFrameRate,
                                                   int qualityIndex, bool hasAlpha, const std::string& settings) {
   d->setCompressionSettings(width, height, frameRate, keyFrameRate, qualityIndex, hasAlpha, settings);
+}
+
+void QuickTimeCodecWriter::setTimeBase(std::int32_t timeScale, std::int32_t frameDuration) {
+  if (timeScale <= 0 || frameDuration <= 0) return;
+  d->timeScale = timeScale;
+  d->frameDuration = frameDuration;
+  d->frameRate = static_cast<Fixed>(std::min(65536.0 * timeScale / frameDuration, 2147483647.0));
 }
 
 std::string QuickTimeCodecWriter::getCompressionDescription(const std::string& settings) const {

@@ -89,6 +89,31 @@ std::string topLevelKeys(const std::string& json) {
   return keys;
 }
 
+std::string jsonQuery(const std::string& json, const std::string& expression) {
+  static int calls = 0;
+  const std::string file = scratch("runs") + "/" + std::to_string(getpid()) + "-q" + std::to_string(++calls) + ".json";
+  std::ofstream(file, std::ios::binary) << json;
+  const std::string script =
+      "import json,sys\n"
+      "try:\n"
+      "  d=json.loads(open(sys.argv[1],'rb').read().decode('utf-8'))\n"
+      "except Exception as e:\n"
+      "  print('<invalid JSON: %s>' % e); sys.exit(0)\n"
+      "v=eval(sys.argv[2])\n"
+      "print(v if isinstance(v,str) else json.dumps(v,ensure_ascii=False))\n";
+  std::ofstream(file + ".py") << script;
+  Outcome outcome = shell("python3 '" + file + ".py' '" + file + "' \"" + expression + "\"");
+  std::filesystem::remove(file);
+  std::filesystem::remove(file + ".py");
+  std::string value = outcome.exitCode == 0 ? outcome.out : "<error: " + outcome.err + ">";
+  while (!value.empty() && value.back() == '\n') value.pop_back();
+  return value;
+}
+
+std::string probeJson(const std::string& path) {
+  return shell(std::string(VQT_FFPROBE) + " -v error -show_format -show_streams -of json '" + path + "'").out;
+}
+
 std::string probe(const std::string& path, const std::string& stream, const std::string& entry) {
   const Outcome outcome = shell(std::string(VQT_FFPROBE) + " -v error -select_streams " + stream +
                                 " -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + path + "'");

@@ -24,6 +24,12 @@ std::string scratch(const std::string& name);
 std::string jsonValue(const std::string& json, const std::string& key);
 // The keys of the outermost object, in order.
 std::string topLevelKeys(const std::string& json);
+// Parses `json` with Python's json module (strict UTF-8) and prints `expression` of it,
+// `d` being the parsed document, e.g. jsonQuery(out, "d['format']['size']"). Strings come
+// back bare, other values as JSON; a parse failure gives "<invalid JSON: ...>".
+std::string jsonQuery(const std::string& json, const std::string& expression);
+// ffprobe's own -show_format -show_streams JSON of a file.
+std::string probeJson(const std::string& path);
 // One ffprobe entry, e.g. probe(path, "v:0", "width").
 std::string probe(const std::string& path, const std::string& stream, const std::string& entry);
 

@@ -126,3 +126,55 @@ TEST(FrameExport, ExrIsHalfFloatRgbaOfTheReadersFrame) {
       worst = std::max(worst, std::fabs(double(planes[planeOfChannel[c] * plane + p]) - expected[4 * p + c]));
   EXPECT_LE(worst, 1.0 / 1024);  // half precision below 1.0
 }
+
+TEST(FramesExport, ManyFramesInOneRunEqualOneFrameAtATime) {
+  // Long GOP with B-frames: in-order decoding must give what a fresh seek to each frame gives.
+  const std::string movie = cli::fixture("long-gop.mov"), folder = cli::scratch("frames");
+  cli::shell("rm -f '" + folder + "'/*");
+  const auto outcome = cli::qtmovie("frames '" + movie + "' -o '" + folder + "/many_%03d.f32' --range 5:45 --every 7");
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(cli::shell("ls '" + folder + "' | tr '\\n' ' '").out,
+            "many_005.f32 many_012.f32 many_019.f32 many_026.f32 many_033.f32 many_040.f32 ");
+  for (int frame = 5; frame <= 45; frame += 7) {
+    SCOPED_TRACE(frame);
+    const std::string one = folder + "/one.f32";
+    ASSERT_EQ(cli::qtmovie("frame '" + movie + "' " + std::to_string(frame) + " -o '" + one + "'").exitCode, 0);
+    char name[32];
+    std::snprintf(name, sizeof name, "/many_%03d.f32", frame);
+    const auto many = bytesOf(folder + name);
+    EXPECT_FALSE(many.empty());
+    EXPECT_TRUE(many == bytesOf(one));
+  }
+  // Open ends: the whole movie by default, and from a frame to the end.
+  ASSERT_EQ(cli::qtmovie("frames '" + movie + "' -o '" + folder + "/all_%d.png'").exitCode, 0);
+  EXPECT_EQ(cli::shell("ls '" + folder + "' | grep -c '^all_'").out, cli::probe(movie, "v:0", "nb_frames") + "\n");
+  ASSERT_EQ(cli::qtmovie("frames '" + movie + "' -o '" + folder + "/tail_%d.png' --range 48:").exitCode, 0);
+  EXPECT_EQ(cli::shell("ls '" + folder + "' | grep '^tail_' | tr '\\n' ' '").out,
+            "tail_48.png tail_49.png tail_50.png ");
+}
+
+TEST(AudioExport, EachExtensionIsTheFormatFfprobeReadsBack) {
+  // 16-bit sound at full scale: every integer format must give those integers back, the
+  // extremes included.
+  const std::string folder = cli::scratch("audio-formats"), movie = folder + "/loud.mov";
+  ASSERT_EQ(cli::shell("ffmpeg -v error -y -f lavfi -i 'aevalsrc=sin(2*PI*440*t)|-sin(2*PI*440*t):s=48000:d=0.5' "
+                       "-c:a pcm_s16le '" +
+                       movie + "'")
+                .exitCode,
+            0);
+  const std::string source = cli::shell("ffmpeg -v error -i '" + movie + "' -map 0:a -f s16le - | md5sum").out;
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"s16.wav", "--bits 16", "pcm_s16le"}, {"s24.wav", "--bits 24", "pcm_s24le"},  {"f32.wav", "", "pcm_f32le"},
+      {"s16.aif", "", "pcm_s16be"},          {"s24.aiff", "--bits 24", "pcm_s24be"}, {"s16.flac", "", "flac"},
+      {"s24.flac", "--bits 24", "flac"}};
+  for (const auto& [name, options, codec] : cases) {
+    SCOPED_TRACE(name);
+    const std::string out = folder + "/" + name;
+    const auto outcome = cli::qtmovie("audio '" + movie + "' -o '" + out + "' " + options);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(cli::probe(out, "a:0", "codec_name"), codec);
+    EXPECT_EQ(cli::probe(out, "a:0", "channels"), "2");
+    EXPECT_EQ(cli::probe(out, "a:0", "sample_rate"), "48000");
+    EXPECT_EQ(cli::shell("ffmpeg -v error -i '" + out + "' -f s16le - | md5sum").out, source);
+  }
+}

@@ -31,6 +31,10 @@ class VANTOR_EXPORT QuickTimeCodecWriter : public QuickTimeCodecWriterInterface 
   int addAudioFromFile(const char* path, float offsetSeconds) override;
   void setCompressionSettings(int width, int height, float frameRate, int keyFrameRate, int qualityIndex, bool hasAlpha,
                               const std::string& settings) override;
+  // An exact rate as time scale over frame duration (25/2, 24000/1001), for callers that
+  // know it: the float rate above keeps only whole numbers and three NTSC rates. Call after
+  // setCompressionSettings and before openMovie; non-positive values are ignored.
+  void setTimeBase(std::int32_t timeScale, std::int32_t frameDuration);
   std::string getCompressionDescription(const std::string& settings) const override;
   std::string requestCompressionSettings(const std::string& settings) override;
   std::string getCompressionSettings(const std::string& settings) const override;
