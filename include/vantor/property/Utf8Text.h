@@ -3,6 +3,8 @@
 // command-line tool writes is made valid UTF-8 by this one function first.
 #pragma once
 
+#include <vantor/Export.h>
+
 #include <string>
 #include <string_view>
 
@@ -13,6 +15,6 @@ namespace Vantor::Property {
 // continuation bytes, an overlong form, a surrogate (U+D800..U+DFFF) or above
 // U+10FFFF; each maximal invalid prefix becomes one replacement character, so
 // the good bytes after it are kept. Valid text comes back unchanged.
-std::string validUtf8(std::string_view text);
+VANTOR_EXPORT std::string validUtf8(std::string_view text);
 
 }  // namespace Vantor::Property
