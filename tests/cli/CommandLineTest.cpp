@@ -59,7 +59,6 @@ TEST(CommandLine, FailuresAreOneLineWithTheDocumentedExitCode) {
   expectOneErrorLine(cli::qtmovie("info /no/such.mov"), 2, "no such file");
   cli::shell("echo not a movie > '" + folder + "/text.mov'");
   expectOneErrorLine(cli::qtmovie("info '" + folder + "/text.mov'"), 2, "not a movie");
-  expectOneErrorLine(cli::qtmovie("info '" + cli::fixture("fragmented.mov") + "'"), 2, "fragmented");
   expectOneErrorLine(cli::qtmovie("audio '" + movie + "' -o '" + folder + "/x.wav'"), 2, "no sound");
   expectOneErrorLine(cli::qtmovie("encode -o '" + folder + "/x.mov' '" + folder + "/none_%04d.png'"), 2, "no file");
   // 3: an output that cannot be written.

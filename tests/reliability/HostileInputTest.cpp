@@ -34,6 +34,7 @@ namespace {
 constexpr long kPeakKilobytes = 256 * 1024;  // for a 64x48 movie, whatever its fields claim
 constexpr unsigned kSeconds = 30;
 constexpr unsigned kSoundSamples = 16320;  // 0.34 s of mono 48 kHz in the fixture
+constexpr unsigned kWavHeaderBytes = 58;   // float WAV: RIFF, extended fmt, fact and data headers
 
 using Bytes = std::vector<char>;
 
@@ -96,7 +97,8 @@ class HostileInput : public ::testing::Test {
   }
   void TearDown() override {
     std::filesystem::remove(path);
-    std::filesystem::remove(path.string() + ".out");
+    std::filesystem::remove(path.string() + ".png");
+    std::filesystem::remove(path.string() + ".wav");
   }
 
   void write(const Bytes& bytes) {
@@ -200,9 +202,9 @@ TEST_F(HostileInput, APictureSizeBeyondTheLargestFrameIsNotDescribed) {
     expectBounded(host, what);
     EXPECT_EQ(host.output, "open 0 video 0 0x0 frames 0 sound 1 count 16320 read 16320") << what;
 
-    const BoundedRun frame = qtmovie({"frame", path.string(), "1", "-o", path.string() + ".out"});
+    const BoundedRun frame = qtmovie({"frame", path.string(), "1", "-o", path.string() + ".png"});
     expectBounded(frame, "qtmovie frame " + what);
-    EXPECT_EQ(frame.exitCode, 1) << what;
+    EXPECT_EQ(frame.exitCode, 2) << what;  // an input without a picture to give
     EXPECT_NE(frame.errors.find("has no video frames"), std::string::npos) << frame.errors;
     EXPECT_NE(host.errors.find("is outside 1..16384 a side and 35389440 pixels"), std::string::npos) << host.errors;
   }
@@ -222,10 +224,10 @@ TEST_F(HostileInput, CountsComeFromTheSampleTableNotTheMediaHeader) {
     expectBounded(host, "track " + std::to_string(track));
     EXPECT_EQ(host.output, kIntact) << "track " << track;
 
-    const BoundedRun audio = qtmovie({"audio", path.string(), "-o", path.string() + ".out"});
+    const BoundedRun audio = qtmovie({"audio", path.string(), "-o", path.string() + ".wav"});
     expectBounded(audio, "qtmovie audio");
     EXPECT_EQ(audio.exitCode, 0) << audio.errors;
-    EXPECT_EQ(std::filesystem::file_size(path.string() + ".out"), 58u + kSoundSamples * 4);
+    EXPECT_EQ(std::filesystem::file_size(path.string() + ".wav"), kWavHeaderBytes + kSoundSamples * 4);
   }
 }
 
