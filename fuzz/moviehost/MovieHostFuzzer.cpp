@@ -6,13 +6,11 @@
 // field drives, in the reader or in what it asks of its host, is a finding.
 #include <vantor/quicktime/QuickTimeCodecReader.h>
 
-#include <unistd.h>
+#include "../common/MovieInput.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <list>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -23,30 +21,15 @@ namespace {
 // The block a host reads sound in, per channel.
 constexpr unsigned kSoundBlockFrames = 65536;
 
-std::string inputPath() {
-  static const std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/vqt-host-fuzz-" +
-                                  std::to_string(getpid()) + ".mov";
-  return path;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string path = inputPath();
-  if (FILE* file = std::fopen(path.c_str(), "wb")) {
-    std::fwrite(data, 1, size, file);
-    std::fclose(file);
-  } else {
-    return 0;
-  }
+  const std::string path = fuzzing::writeMovieInput("host-fuzz", data, size);
+  if (path.empty()) return 0;
 
   QuickTimeCodecReader reader;
   if (reader.open(path, 3) == 3) return 0;
-  std::map<std::string, std::string> description;
-  reader.getStreamDescription(description);
-  std::list<Vantor::Property::Base*> metadata;
-  reader.getMetadata(metadata);
-  for (Vantor::Property::Base* item : metadata) delete item;
+  fuzzing::describe(reader);
 
   if (reader.hasVideo()) {
     int width = 0, height = 0, channels = 0, timeScale = 0, frameDuration = 0, startFrame = 0;

@@ -4,12 +4,10 @@
 // frames, few samples) so that a run covers many inputs.
 #include <vantor/quicktime/QuickTimeCodecReader.h>
 
-#include <unistd.h>
+#include "../common/MovieInput.h"
 
 #include <cstdint>
 #include <cstdio>
-#include <list>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -22,33 +20,16 @@ namespace {
 constexpr long kMaxPixels = 256 * 256;
 constexpr unsigned kMaxSamples = 4096;
 
-// The reader opens files only; a memory file system keeps writing one per
-// input cheap.
-std::string inputPath() {
-  static const std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
-                                  "/vqt-reader-fuzz-" + std::to_string(getpid()) + ".mov";
-  return path;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string path = inputPath();
-  if (FILE* file = std::fopen(path.c_str(), "wb")) {
-    std::fwrite(data, 1, size, file);
-    std::fclose(file);
-  } else {
-    return 0;
-  }
+  const std::string path = fuzzing::writeMovieInput("reader-fuzz", data, size);
+  if (path.empty()) return 0;
 
   QuickTimeCodecReader reader;
   if (reader.open(path, 3) == 3) return 0;
 
-  std::map<std::string, std::string> description;
-  reader.getStreamDescription(description);
-  std::list<Vantor::Property::Base*> metadata;
-  reader.getMetadata(metadata);
-  for (Vantor::Property::Base* item : metadata) delete item;
+  fuzzing::describe(reader);
 
   if (reader.hasVideo()) {
     int width = 0, height = 0, channels = 0, timeScale = 0, frameDuration = 0, startFrame = 0;
