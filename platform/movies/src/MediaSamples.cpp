@@ -2,7 +2,7 @@
 // display times, interesting decode times, and reading samples with their
 // descriptions.
 #include "MovieState.h"
-#include "SampleOriginRecording.h"
+#include "vqt/movies/ReadAheadSource.h"
 
 #include <algorithm>
 #include <cstring>
@@ -351,7 +351,8 @@ OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSiz
     if (total > dataOutBufferSize) return setMoviesError(paramErr);
     const engine::Error read = media->track->movie->model->readSampleData(where.offset, std::span(dataOut, total));
     if (read != engine::Error::none) return setMoviesError(read == engine::Error::ioError ? ioErr : invalidSampleTable);
-    if (count == 1) recordSampleOrigin(dataOut, static_cast<ByteCount>(total), media, first, where.descriptionIndex);
+    // A session given this sample next may read the following ones itself.
+    if (count == 1) VqtOfferReadAhead(toRef(media), where.descriptionIndex, first, static_cast<ByteCount>(total));
   }
   std::int64_t start = 0, duration = 0;
   table.decodeTime(first, start, duration);
