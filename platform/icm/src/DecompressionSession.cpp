@@ -10,7 +10,7 @@
 #include "FramePool.h"
 #include "SessionResults.h"
 #include "vqt/codecs/DecodeSequence.h"
-#include "vqt/movies/SampleOrigins.h"
+#include "vqt/movies/ReadAheadSource.h"
 
 namespace codecs = vqt::codecs;
 
@@ -37,10 +37,9 @@ struct OpaqueICMDecompressionSession {
   std::vector<Frame> frames;  // given since the last flush, in decode order
   std::int64_t lastSample = 0;
   FramePool* pool = FramePool::create();
-  // The media the frames' bytes were read from, when the Movie Toolbox knows
-  // it and the frame numbers are its sample numbers: the sequence then reads
-  // ahead in it by itself.
-  VqtMediaSampleOrigin origin;
+  // The media the frames come from, when the Movie Toolbox offered it with the
+  // frame's sample: the sequence then reads ahead in it by itself.
+  VqtReadAheadSource source;
 
   ~OpaqueICMDecompressionSession() {
     if (pool != nullptr) pool->close();
@@ -53,7 +52,7 @@ struct OpaqueICMDecompressionSession {
   }
   CVPixelBufferRef render(const codecs::Picture& picture, OSStatus& result);
   OSStatus flush();
-  void followOrigin(const UInt8* data, ByteCount size, std::int64_t sample);
+  void followSource(ByteCount size, std::int64_t sample);
 };
 
 namespace {
@@ -114,18 +113,17 @@ CVPixelBufferRef OpaqueICMDecompressionSession::render(const codecs::Picture& pi
   return buffer;
 }
 
-void OpaqueICMDecompressionSession::followOrigin(const UInt8* data, ByteCount size, std::int64_t sample) {
-  VqtMediaSampleOrigin found;
-  if (!VqtMediaSampleOriginOf(data, size, &found) || found.sampleNumber != sample) found = {};
-  if (found.media == origin.media && found.descriptionIndex == origin.descriptionIndex) return;
-  origin = found;
-  if (origin.media == nullptr) {
+void OpaqueICMDecompressionSession::followSource(ByteCount size, std::int64_t sample) {
+  VqtReadAheadSource offered = VqtReadAheadFor(sample, size);
+  const bool same = offered.sameStream(source);
+  source = offered;
+  if (same) return;
+  if (!source) {
     sequence->setSampleSource({});
     return;
   }
-  sequence->setSampleSource([from = origin](std::int64_t number, std::vector<std::uint8_t>& bytes) {
-    return VqtMediaReadSample(from, number, bytes);
-  });
+  sequence->setSampleSource(
+      [from = source](std::int64_t number, std::vector<std::uint8_t>& bytes) { return from.read(number, bytes); });
 }
 
 OSStatus OpaqueICMDecompressionSession::flush() {
@@ -278,7 +276,7 @@ OSStatus ICMDecompressionSessionDecodeFrame(ICMDecompressionSessionRef session, 
     frame.display = (frameTime->flags & icmFrameTimeDoNotDisplay) == 0;
   }
   session->lastSample = frame.sample;
-  session->followOrigin(data, dataSize, frame.sample);
+  session->followSource(dataSize, frame.sample);
   session->frames.push_back(frame);
   // Decode errors reach the client through the callback at the flush.
   session->sequence->add(frame.sample, {data, static_cast<std::size_t>(dataSize)}, frame.display);

@@ -79,7 +79,7 @@ bool readableEntry(const std::vector<std::uint8_t>& entry, OSType handlerType) {
 OSErr addSamples(Media theMedia, const UInt8* data, ByteCount size, TimeValue64 duration, TimeValue64 displayOffset,
                  SampleDescriptionHandle description, ItemCount count, MediaSampleFlags flags,
                  TimeValue64* decodeTime) {
-  MediaObject* media = mediaForEdit(theMedia);
+  ToEdit<MediaObject> media = mediaToEdit(theMedia);
   if (!media) return invalidMedia;
   if (!media->exists) return setMoviesError(invalidMedia);
   if (!data || !description || !*description || count < 1 || size % static_cast<ByteCount>(count) != 0 ||

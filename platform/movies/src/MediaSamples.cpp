@@ -2,7 +2,7 @@
 // display times, interesting decode times, and reading samples with their
 // descriptions.
 #include "MovieState.h"
-#include "SampleOriginRecording.h"
+#include "vqt/movies/ReadAheadSource.h"
 
 #include <algorithm>
 #include <cstring>
@@ -49,7 +49,7 @@ OSErr fillSampleDescription(const engine::Media& media, std::uint32_t index, Sam
 namespace {
 
 const engine::SampleTable* tableOf(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   return media ? &media->model->samples : nullptr;
 }
 
@@ -86,7 +86,7 @@ MediaSampleFlags flagsOf(const engine::SampleTable& table, std::uint32_t sample)
 }  // namespace
 
 void GetMediaHandlerDescription(Media theMedia, OSType* mediaType, Str255 creatorName, OSType* creatorManufacturer) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return;
   const engine::Media& model = *media->model;
   put(mediaType, static_cast<OSType>(model.handlerType));
@@ -109,14 +109,14 @@ void GetMediaHandlerDescription(Media theMedia, OSType* mediaType, Str255 creato
 }
 
 TimeScale GetMediaTimeScale(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return 0;
   setMoviesError(noErr);
   return static_cast<TimeScale>(media->model->timeScale);
 }
 
 TimeValue GetMediaDuration(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return -1;
   setMoviesError(noErr);
   return clampTime(static_cast<std::int64_t>(std::min<std::uint64_t>(media->model->duration, INT64_MAX)));
@@ -137,14 +137,14 @@ SInt32 GetMediaSampleCount(Media theMedia) {
 }
 
 SInt32 GetMediaSampleDescriptionCount(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return 0;
   setMoviesError(noErr);
   return static_cast<SInt32>(media->model->descriptions.size());
 }
 
 void GetMediaSampleDescription(Media theMedia, SInt32 index, SampleDescriptionHandle descH) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return;
   if (!descH || index < 1) {
     setMoviesError(descH ? invalidSampleDescIndex : nilHandleErr);
@@ -322,7 +322,7 @@ OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSiz
                       TimeValue64* displayOffsetOut, SampleDescriptionHandle sampleDescriptionH,
                       ItemCount* sampleDescriptionIndexOut, ItemCount maxNumberOfSamples, ItemCount* numberOfSamplesOut,
                       MediaSampleFlags* sampleFlagsOut) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return invalidMedia;
   const engine::Media& model = *media->model;
   const engine::SampleTable& table = model.samples;
@@ -351,7 +351,8 @@ OSErr GetMediaSample2(Media theMedia, UInt8* dataOut, ByteCount dataOutBufferSiz
     if (total > dataOutBufferSize) return setMoviesError(paramErr);
     const engine::Error read = media->track->movie->model->readSampleData(where.offset, std::span(dataOut, total));
     if (read != engine::Error::none) return setMoviesError(read == engine::Error::ioError ? ioErr : invalidSampleTable);
-    if (count == 1) recordSampleOrigin(dataOut, static_cast<ByteCount>(total), media, first, where.descriptionIndex);
+    // A session given this sample next may read the following ones itself.
+    if (count == 1) VqtOfferReadAhead(toRef(media.get()), where.descriptionIndex, first, static_cast<ByteCount>(total));
   }
   std::int64_t start = 0, duration = 0;
   table.decodeTime(first, start, duration);

@@ -87,7 +87,7 @@ bool propertyOf(const engine::MetadataItem& item, QTPropertyClass propClass, QTP
 OSStatus QTCopyMovieMetaData(Movie inMovie, QTMetaDataRef* outMetaData) {
   if (!outMetaData) return setMoviesError(paramErr);
   *outMetaData = nullptr;
-  MovieObject* movie = movieFrom(inMovie);
+  ToRead<MovieObject> movie = movieToRead(inMovie);
   if (!movie) return invalidMovie;
   ++movie->metadata->references;
   *outMetaData = reinterpret_cast<QTMetaDataRef>(movie->metadata);

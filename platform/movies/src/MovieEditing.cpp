@@ -13,7 +13,7 @@ constexpr std::int32_t kNormalRate = 0x10000;
 }  // namespace
 
 void SetMovieTimeScale(Movie theMovie, TimeScale timeScale) {
-  MovieObject* movie = movieForEdit(theMovie);
+  ToEdit<MovieObject> movie = movieToEdit(theMovie);
   if (!movie) return;
   if (timeScale <= 0) {
     setMoviesError(paramErr);
@@ -31,7 +31,7 @@ void SetMovieTimeScale(Movie theMovie, TimeScale timeScale) {
 }
 
 Track NewMovieTrack(Movie theMovie, Fixed width, Fixed height, short trackVolume) {
-  MovieObject* movie = movieForEdit(theMovie);
+  ToEdit<MovieObject> movie = movieToEdit(theMovie);
   if (!movie) return nullptr;
   if (width < 0 || height < 0) {
     setMoviesError(paramErr);
@@ -50,7 +50,7 @@ Track NewMovieTrack(Movie theMovie, Fixed width, Fixed height, short trackVolume
 }
 
 Media NewTrackMedia(Track theTrack, OSType mediaType, TimeScale timeScale, Handle /*dataRef*/, OSType /*dataRefType*/) {
-  TrackObject* track = trackForEdit(theTrack);
+  ToEdit<TrackObject> track = trackToEdit(theTrack);
   if (!track) return nullptr;
   if (timeScale <= 0 || mediaType == 0) {
     setMoviesError(paramErr);
@@ -72,7 +72,7 @@ Media NewTrackMedia(Track theTrack, OSType mediaType, TimeScale timeScale, Handl
 }
 
 OSErr BeginMediaEdits(Media theMedia) {
-  MediaObject* media = mediaForEdit(theMedia);
+  ToEdit<MediaObject> media = mediaToEdit(theMedia);
   if (!media) return invalidMedia;
   if (!media->exists || !editableMovie(*media->track->movie)) return setMoviesError(invalidMedia);
   media->editing = true;
@@ -80,7 +80,7 @@ OSErr BeginMediaEdits(Media theMedia) {
 }
 
 OSErr EndMediaEdits(Media theMedia) {
-  MediaObject* media = mediaForEdit(theMedia);
+  ToEdit<MediaObject> media = mediaToEdit(theMedia);
   if (!media) return invalidMedia;
   media->editing = false;
   return setMoviesError(noErr);
@@ -88,7 +88,7 @@ OSErr EndMediaEdits(Media theMedia) {
 
 OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue mediaTime, TimeValue mediaDuration,
                            Fixed mediaRate) {
-  TrackObject* track = trackForEdit(theTrack);
+  ToEdit<TrackObject> track = trackToEdit(theTrack);
   if (!track) return invalidTrack;
   if (!track->media.exists) return setMoviesError(invalidMedia);
   if (mediaDuration < 0 || trackStart < -1 || mediaTime < -1) return setMoviesError(paramErr);
@@ -117,7 +117,7 @@ OSErr InsertMediaIntoTrack(Track theTrack, TimeValue trackStart, TimeValue media
 }
 
 OSErr DeleteMovieSegment(Movie theMovie, TimeValue startTime, TimeValue duration) {
-  MovieObject* movie = movieForEdit(theMovie);
+  ToEdit<MovieObject> movie = movieToEdit(theMovie);
   if (!movie) return invalidMovie;
   if (startTime < 0 || duration < 0) return setMoviesError(paramErr);
   engine::MovieBuilder* builder = editableMovie(*movie);
@@ -129,8 +129,8 @@ OSErr DeleteMovieSegment(Movie theMovie, TimeValue startTime, TimeValue duration
 }
 
 OSErr CopyTrackSettings(Track srcTrack, Track dstTrack) {
-  TrackObject* source = trackFrom(srcTrack);
-  TrackObject* destination = trackForEdit(dstTrack);
+  ToRead<TrackObject> source = trackToRead(srcTrack);
+  ToEdit<TrackObject> destination = trackToEdit(dstTrack);
   if (!source || !destination) return invalidTrack;
   engine::BuiltTrack* built = editableTrack(*destination);
   if (!built) return GetMoviesError();
@@ -145,7 +145,7 @@ namespace {
 
 template <class Change>
 void changeTrack(Track theTrack, Change change) {
-  TrackObject* track = trackForEdit(theTrack);
+  ToEdit<TrackObject> track = trackToEdit(theTrack);
   if (!track) return;
   engine::BuiltTrack* built = editableTrack(*track);
   if (!built) return;
@@ -170,10 +170,10 @@ void SetTrackEnabled(Track theTrack, Boolean isEnabled) {
 
 OSErr AddTrackReference(Track theTrack, Track refTrack, OSType refType, SInt32* addedIndex) {
   if (addedIndex) *addedIndex = 0;
-  TrackObject* track = trackForEdit(theTrack);
-  TrackObject* target = trackForEdit(refTrack);
+  ToEdit<TrackObject> track = trackToEdit(theTrack);
+  ToEdit<TrackObject> target = trackToEdit(refTrack);
   if (!track || !target) return invalidTrack;
-  if (track->movie != target->movie || track == target || refType == 0) return setMoviesError(paramErr);
+  if (track->movie != target->movie || track.get() == target.get() || refType == 0) return setMoviesError(paramErr);
   engine::BuiltTrack* built = editableTrack(*track);
   engine::BuiltTrack* referenced = editableTrack(*target);
   if (!built || !referenced) return GetMoviesError();

@@ -100,7 +100,7 @@ OSStatus NewMovieFromProperties(ItemCount inputPropertyCount, QTNewMovieProperty
 }
 
 void DisposeMovie(Movie theMovie) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return;
   for (const auto& track : movie->tracks) {
     unregisterLive(track.get());
@@ -111,20 +111,20 @@ void DisposeMovie(Movie theMovie) {
   }
   unregisterLive(&movie->userData);
   releaseMetaData(movie->metadata);
-  unregisterLive(movie);
-  delete movie;
+  unregisterLive(movie.get());
+  delete movie.get();
   setMoviesError(noErr);
 }
 
 TimeScale GetMovieTimeScale(Movie theMovie) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return 0;
   setMoviesError(noErr);
   return static_cast<TimeScale>(movie->model->timeScale);
 }
 
 TimeValue GetMovieDuration(Movie theMovie) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return 0;
   setMoviesError(noErr);
   // The longest track decides, as the header's duration may be stale.
@@ -134,7 +134,7 @@ TimeValue GetMovieDuration(Movie theMovie) {
 }
 
 TimeValue GetMovieTime(Movie theMovie, TimeRecord* currentTime) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return 0;
   if (currentTime) {
     currentTime->value.hi = movie->currentTime < 0 ? -1 : 0;
@@ -147,21 +147,21 @@ TimeValue GetMovieTime(Movie theMovie, TimeRecord* currentTime) {
 }
 
 void SetMovieTimeValue(Movie theMovie, TimeValue newTime) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return;
   movie->currentTime = newTime < 0 ? 0 : newTime;
   setMoviesError(noErr);
 }
 
 SInt32 GetMovieTrackCount(Movie theMovie) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return 0;
   setMoviesError(noErr);
   return static_cast<SInt32>(movie->tracks.size());
 }
 
 Track GetMovieIndTrack(Movie theMovie, SInt32 index) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return nullptr;
   if (index < 1 || static_cast<std::size_t>(index) > movie->tracks.size()) {
     setMoviesError(badTrackIndex);
@@ -172,7 +172,7 @@ Track GetMovieIndTrack(Movie theMovie, SInt32 index) {
 }
 
 Track GetMovieTrack(Movie theMovie, SInt32 trackID) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return nullptr;
   for (const auto& track : movie->tracks) {
     if (track->model->id == static_cast<std::uint32_t>(trackID)) {
@@ -185,7 +185,7 @@ Track GetMovieTrack(Movie theMovie, SInt32 trackID) {
 }
 
 Track GetMovieIndTrackType(Movie theMovie, SInt32 index, OSType trackType, SInt32 flags) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return nullptr;
   // Characteristics: 'eyes' for media that is seen, 'ears' for media that is heard.
   auto matches = [&](const engine::Track& track) {
@@ -210,63 +210,63 @@ Track GetMovieIndTrackType(Movie theMovie, SInt32 index, OSType trackType, SInt3
 }
 
 Movie GetTrackMovie(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return nullptr;
   setMoviesError(noErr);
   return toRef(track->movie);
 }
 
 SInt32 GetTrackID(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return 0;
   setMoviesError(noErr);
   return static_cast<SInt32>(track->model->id);
 }
 
 Boolean GetTrackEnabled(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return false;
   setMoviesError(noErr);
   return track->model->enabled;
 }
 
 Media GetTrackMedia(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return nullptr;
   setMoviesError(noErr);
   return toRef(&track->media);
 }
 
 Track GetMediaTrack(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return nullptr;
   setMoviesError(noErr);
   return toRef(media->track);
 }
 
 TimeValue GetTrackDuration(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return 0;
   setMoviesError(noErr);
   return clampTime(static_cast<std::int64_t>(std::min<std::uint64_t>(track->model->duration, INT64_MAX)));
 }
 
 short GetTrackVolume(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return 0;
   setMoviesError(noErr);
   return track->model->volume;
 }
 
 short GetTrackLayer(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return 0;
   setMoviesError(noErr);
   return track->model->layer;
 }
 
 Track GetTrackReference(Track theTrack, OSType refType, SInt32 index) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return nullptr;
   setMoviesError(noErr);
   for (const auto& [type, ids] : track->model->references) {

@@ -104,19 +104,42 @@ void registerLive(const void* object);
 void unregisterLive(const void* object);
 bool isLive(const void* object);
 
-// Resolve a reference to its record; null (and the call's error set) when the
-// reference is null, disposed of or not one of ours.
-MovieObject* movieFrom(Movie movie);
-TrackObject* trackFrom(Track track);
-MediaObject* mediaFrom(Media media);
+// Each call reaches the records behind its references for one purpose, and the
+// purpose is part of the handle's type, so that a handle made for one cannot
+// stand in for the other:
+// - ToRead, for the reading calls: the movie's reading model is brought up to
+//   date with its edits first, so the record's `model` is what was written.
+// - ToEdit, for the writing calls, which work on the builder (editableMovie,
+//   editableTrack): the reading model is left as it is, so that adding samples
+//   one by one never rebuilds it, and the record's `model` may lag behind.
+// A handle is null (and the call's error set) when the reference is null,
+// disposed of or not one of ours.
+enum class Purpose { read, edit };
+template <class Object, Purpose purpose>
+class Reached {
+ public:
+  explicit Reached(Object* object) : object_(object) {}
+  explicit operator bool() const { return object_ != nullptr; }
+  Object* operator->() const { return object_; }
+  Object& operator*() const { return *object_; }
+  Object* get() const { return object_; }
+
+ private:
+  Object* object_;
+};
+template <class Object>
+using ToRead = Reached<Object, Purpose::read>;
+template <class Object>
+using ToEdit = Reached<Object, Purpose::edit>;
+
+ToRead<MovieObject> movieToRead(Movie movie);
+ToRead<TrackObject> trackToRead(Track track);
+ToRead<MediaObject> mediaToRead(Media media);
+ToRead<MediaHandlerObject> handlerToRead(MediaHandler handler);
+ToEdit<MovieObject> movieToEdit(Movie movie);
+ToEdit<TrackObject> trackToEdit(Track track);
+ToEdit<MediaObject> mediaToEdit(Media media);
 UserDataObject* userDataFrom(UserData userData);
-// The same without bringing an edited movie's reading model up to date: for
-// the writing calls, which work on the builder, so that adding samples one by
-// one never rebuilds the model.
-MovieObject* movieForEdit(Movie movie);
-TrackObject* trackForEdit(Track track);
-MediaObject* mediaForEdit(Media media);
-MediaHandlerObject* handlerFrom(MediaHandler handler);
 
 inline Movie toRef(MovieObject* o) { return reinterpret_cast<Movie>(o); }
 inline Track toRef(TrackObject* o) { return reinterpret_cast<Track>(o); }

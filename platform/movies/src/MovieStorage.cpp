@@ -201,7 +201,7 @@ OSErr CloseMovieStorage(DataHandler dh) {
 }
 
 OSErr AddMovieToStorage(Movie theMovie, DataHandler dh) {
-  MovieObject* movie = movieForEdit(theMovie);
+  ToEdit<MovieObject> movie = movieToEdit(theMovie);
   if (!movie) return invalidMovie;
   StorageObject* storage = storageFrom(dh);
   if (!storage) return invalidDataRef;
@@ -236,7 +236,7 @@ OSErr NewMovieFromDataRef(Movie* theMovie, short /*flags*/, short* id, Handle da
 
 Movie FlattenMovieDataToDataRef(Movie theMovie, SInt32 movieFlattenFlags, Handle dataRef, OSType dataRefType,
                                 OSType /*creator*/, ScriptCode /*scriptTag*/, SInt32 createMovieFileFlags) {
-  MovieObject* movie = movieForEdit(theMovie);
+  ToEdit<MovieObject> movie = movieToEdit(theMovie);
   if (!movie) return nullptr;
   std::string path;
   if (!pathFromDataRef(dataRef, dataRefType, path)) {

@@ -111,42 +111,42 @@ bool isLive(const void* object) {
 // Every reference is resolved here, so this is where an edited movie's
 // reading model is brought up to date before any call looks at it.
 // A track or media whose model could not be made is refused rather than read.
-MovieObject* movieFrom(Movie movie) {
+ToRead<MovieObject> movieToRead(Movie movie) {
   MovieObject* object = resolve<MovieObject>(movie, invalidMovie);
   if (object) bringUpToDate(*object);
-  return object;
+  return ToRead<MovieObject>(object);
 }
-TrackObject* trackFrom(Track track) {
+ToRead<TrackObject> trackToRead(Track track) {
   TrackObject* object = resolve<TrackObject>(track, invalidTrack);
   if (object) bringUpToDate(*object->movie);
   if (object && !object->model) {
     setMoviesError(invalidTrack);
-    return nullptr;
+    return ToRead<TrackObject>(nullptr);
   }
-  return object;
+  return ToRead<TrackObject>(object);
 }
-MediaObject* mediaFrom(Media media) {
+ToRead<MediaObject> mediaToRead(Media media) {
   MediaObject* object = resolve<MediaObject>(media, invalidMedia);
   if (object) bringUpToDate(*object->track->movie);
   if (object && !object->model) {
     setMoviesError(invalidMedia);
-    return nullptr;
+    return ToRead<MediaObject>(nullptr);
   }
-  return object;
+  return ToRead<MediaObject>(object);
 }
-MovieObject* movieForEdit(Movie movie) { return resolve<MovieObject>(movie, invalidMovie); }
-TrackObject* trackForEdit(Track track) { return resolve<TrackObject>(track, invalidTrack); }
-MediaObject* mediaForEdit(Media media) { return resolve<MediaObject>(media, invalidMedia); }
-UserDataObject* userDataFrom(UserData userData) { return resolve<UserDataObject>(userData, paramErr); }
-MediaHandlerObject* handlerFrom(MediaHandler handler) {
+ToRead<MediaHandlerObject> handlerToRead(MediaHandler handler) {
   MediaHandlerObject* object = resolve<MediaHandlerObject>(handler, static_cast<OSErr>(invalidHandler));
   if (object) bringUpToDate(*object->media->track->movie);
   if (object && !object->media->model) {
     setMoviesError(invalidHandler);
-    return nullptr;
+    return ToRead<MediaHandlerObject>(nullptr);
   }
-  return object;
+  return ToRead<MediaHandlerObject>(object);
 }
+ToEdit<MovieObject> movieToEdit(Movie movie) { return ToEdit<MovieObject>(resolve<MovieObject>(movie, invalidMovie)); }
+ToEdit<TrackObject> trackToEdit(Track track) { return ToEdit<TrackObject>(resolve<TrackObject>(track, invalidTrack)); }
+ToEdit<MediaObject> mediaToEdit(Media media) { return ToEdit<MediaObject>(resolve<MediaObject>(media, invalidMedia)); }
+UserDataObject* userDataFrom(UserData userData) { return resolve<UserDataObject>(userData, paramErr); }
 
 TimeValue clampTime(std::int64_t value) {
   if (value > INT32_MAX) return INT32_MAX;

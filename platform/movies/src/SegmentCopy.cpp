@@ -90,8 +90,8 @@ std::int64_t mediaOffset(std::uint64_t trackTime, std::uint32_t movieScale, std:
 }  // namespace
 
 OSErr InsertTrackSegment(Track srcTrack, Track dstTrack, TimeValue srcIn, TimeValue srcDuration, TimeValue dstIn) {
-  TrackObject* source = trackFrom(srcTrack);
-  TrackObject* destination = trackForEdit(dstTrack);
+  ToRead<TrackObject> source = trackToRead(srcTrack);
+  ToEdit<TrackObject> destination = trackToEdit(dstTrack);
   if (!source || !destination) return invalidTrack;
   if (srcIn < 0 || srcDuration < 0 || dstIn < -1) return setMoviesError(paramErr);
   if (!destination->media.exists) return setMoviesError(invalidMedia);

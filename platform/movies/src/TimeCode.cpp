@@ -16,7 +16,7 @@ namespace {
 
 // The handler's media, when it is a timecode media.
 MediaObject* timecodeMedia(MediaHandler mh, HandlerError& error) {
-  MediaHandlerObject* handler = handlerFrom(mh);
+  ToRead<MediaHandlerObject> handler = handlerToRead(mh);
   if (!handler) {
     error = badComponentInstance;
     return nullptr;
@@ -107,7 +107,7 @@ HandlerError timecodeAt(MediaObject& media, std::int64_t mediaTime, SInt32* fram
 }  // namespace
 
 MediaHandler GetMediaHandler(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return nullptr;
   setMoviesError(noErr);
   return toRef(&media->handler);

@@ -13,7 +13,7 @@ constexpr Size kFixedSize = 34;  // TimeCodeDescription up to the source referen
 }  // namespace
 
 HandlerError TCSetSourceRef(MediaHandler mh, Handle tcdH, UserData srefH) {
-  MediaHandlerObject* handler = handlerFrom(mh);
+  ToRead<MediaHandlerObject> handler = handlerToRead(mh);
   if (!handler) return invalidHandler;
   if (handler->media->model && handler->media->model->handlerType != TimeCodeMediaType)
     return setMoviesError(badComponentType);

@@ -45,7 +45,7 @@ std::optional<std::int64_t> nextSyncChange(const engine::Track& track, std::int6
 }  // namespace
 
 TimeValue TrackTimeToMediaTime(TimeValue value, Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return -1;
   setMoviesError(noErr);
   return clampTime(track->model->mediaTimeAt(value));
@@ -55,7 +55,7 @@ void GetTrackNextInterestingTime(Track theTrack, short flags, TimeValue time, Fi
                                  TimeValue* interestingDuration) {
   if (interestingTime) *interestingTime = -1;
   if (interestingDuration) *interestingDuration = 0;
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return;
   const engine::Track& model = *track->model;
   const bool forward = rate >= 0;

@@ -49,21 +49,21 @@ OSErr DisposeUserData(UserData theUserData) {
 }
 
 UserData GetMovieUserData(Movie theMovie) {
-  MovieObject* movie = movieFrom(theMovie);
+  ToRead<MovieObject> movie = movieToRead(theMovie);
   if (!movie) return nullptr;
   setMoviesError(noErr);
   return toRef(&movie->userData);
 }
 
 UserData GetTrackUserData(Track theTrack) {
-  TrackObject* track = trackFrom(theTrack);
+  ToRead<TrackObject> track = trackToRead(theTrack);
   if (!track) return nullptr;
   setMoviesError(noErr);
   return toRef(&track->userData);
 }
 
 UserData GetMediaUserData(Media theMedia) {
-  MediaObject* media = mediaFrom(theMedia);
+  ToRead<MediaObject> media = mediaToRead(theMedia);
   if (!media) return nullptr;
   setMoviesError(noErr);
   return toRef(&media->userData);

@@ -1,14 +1,16 @@
-// A decompression session fed with sample bytes straight from GetMediaSample2
+// A decompression session fed with samples GetMediaSample2 just handed out
 // reads the following samples of that media by itself: callbacks and pixels
-// are those of a session given copies (which cannot read ahead), each sample
-// is decoded once in display order, and a session outliving its movie neither
-// reads from it nor goes wrong.
+// are those of a session on a thread where the Movie Toolbox offered nothing
+// (which cannot read ahead), each sample is decoded once in display order,
+// other orders cost no more than decoding from the sync sample, and a session
+// outliving its movie neither reads from it nor goes wrong.
 #include <gtest/gtest.h>
 
 #include <QuickTime/Movies.h>
 
 #include <algorithm>
 #include <map>
+#include <thread>
 
 #include "IcmTestSupport.h"
 
@@ -19,11 +21,14 @@ constexpr int kFrames = 60;
 
 class SessionReadAhead : public ::testing::Test {
  protected:
+  explicit SessionReadAhead(int gop = 24) : gop_(gop) {}
+
   void SetUp() override {
+    const std::string g = std::to_string(gop_);
     const std::string path =
-        makeFixture("readahead-gop24.mov",
-                    "-f lavfi -i testsrc2=size=160x120:rate=24 -frames:v 60 -pix_fmt yuv420p -c:v libx264 "
-                    "-g 24 -keyint_min 24 -sc_threshold 0 -bf 3 -f mov");
+        makeFixture("readahead-gop" + g + ".mov",
+                    "-f lavfi -i testsrc2=size=160x120:rate=24 -frames:v 60 -pix_fmt yuv420p -c:v libx264 -g " + g +
+                        " -keyint_min " + g + " -sc_threshold 0 -bf 3 -f mov");
     ASSERT_FALSE(path.empty());
     CFStringRef posixPath = CFStringCreateWithCString(nullptr, path.c_str(), kCFStringEncodingUTF8);
     QTNewMoviePropertyElement properties[] = {
@@ -44,6 +49,7 @@ class SessionReadAhead : public ::testing::Test {
       decodeTimes_[sample] = decodeTime;
       if (!(flags & mediaSampleNotSync)) syncs_.push_back(sample);
       shown.emplace_back(decodeTime + displayOffset, sample);
+      fetch(sample, bytes_[sample]);
     }
     std::sort(shown.begin(), shown.end());
     for (const auto& entry : shown) displayOrder_.push_back(entry.second);
@@ -64,15 +70,27 @@ class SessionReadAhead : public ::testing::Test {
               noErr);
   }
 
+  SInt64 syncBefore(SInt64 target) const { return *std::prev(std::upper_bound(syncs_.begin(), syncs_.end(), target)); }
+
   // The samples from the sync sample before `target` up to it, then a flush, as a
-  // movie reader asks; `copies` hands over copies of the fetched bytes.
+  // movie reader asks. `copies` hands over bytes read earlier, on a thread of
+  // its own, so that the session is offered no source.
   std::vector<TrackingCall> read(DecompressionRecorder& recorder, SInt64 target, bool copies) {
-    const SInt64 sync = *std::prev(std::upper_bound(syncs_.begin(), syncs_.end(), target));
+    if (copies) {
+      std::vector<TrackingCall> calls;
+      std::thread([&] { calls = decode(recorder, target, true); }).join();
+      return calls;
+    }
+    return decode(recorder, target, false);
+  }
+  std::vector<TrackingCall> decode(DecompressionRecorder& recorder, SInt64 target, bool copies) {
     std::vector<std::vector<UInt8>> held;
-    for (SInt64 sample = sync; sample <= target; ++sample) {
-      std::vector<UInt8> bytes;
-      fetch(sample, bytes);
-      held.push_back(copies ? std::vector<UInt8>(bytes) : std::move(bytes));
+    for (SInt64 sample = syncBefore(target); sample <= target; ++sample) {
+      if (copies) {
+        held.push_back(bytes_[sample]);
+      } else {
+        fetch(sample, held.emplace_back());
+      }
       ICMFrameTimeRecord time{};
       time.value = decodeTimes_[sample];
       time.scale = GetMediaTimeScale(media_);
@@ -106,6 +124,8 @@ class SessionReadAhead : public ::testing::Test {
   std::map<SInt64, TimeValue64> decodeTimes_;
   std::vector<SInt64> syncs_;
   std::vector<SInt64> displayOrder_;
+  std::map<SInt64, std::vector<UInt8>> bytes_;
+  int gop_;
 };
 
 TEST_F(SessionReadAhead, GivesWhatACopyFedSessionGivesDecodingEachSampleOnce) {
@@ -148,6 +168,60 @@ TEST_F(SessionReadAhead, ADisposedMovieIsNotReadFrom) {
   ICMDecompressionSessionFlush(ahead.session());
   ASSERT_FALSE(ahead.calls.empty());
   EXPECT_EQ(ahead.calls.back().pixels.bytes, expected.back().pixels.bytes);
+}
+
+// One group of pictures over the whole movie, so that a session that cannot
+// continue where it left off pays for every earlier frame again.
+class LongGopReadAhead : public SessionReadAhead {
+ protected:
+  LongGopReadAhead() : SessionReadAhead(kFrames) {}
+
+  // Decodes per requested frame, reading the frames in `order`; each request
+  // must also give the picture a session without a source gives.
+  std::vector<UInt64> decodesPerFrame(const std::vector<SInt64>& order) {
+    DecompressionRecorder ahead(description_, k2vuyPixelFormat), copied(description_, k2vuyPixelFormat);
+    std::vector<UInt64> costs;
+    UInt64 before = 0;
+    for (const SInt64 target : order) {
+      const std::vector<TrackingCall> calls = read(ahead, target, false);
+      const std::vector<TrackingCall> expected = read(copied, target, true);
+      EXPECT_FALSE(calls.empty());
+      EXPECT_FALSE(expected.empty());
+      if (calls.empty() || expected.empty()) break;
+      EXPECT_EQ(calls.back().pixels.bytes, expected.back().pixels.bytes) << "sample " << target;
+      const UInt64 after = VqtICMDecompressionSessionGetDecodedSampleCount(ahead.session());
+      costs.push_back(after - before);
+      before = after;
+    }
+    return costs;
+  }
+};
+
+TEST_F(LongGopReadAhead, InOrderDecodesEachFrameOnceAndOtherOrdersNoMoreThanFromTheSyncSample) {
+  ASSERT_EQ(syncs_.size(), 1u);
+  const std::vector<UInt64> inOrder = decodesPerFrame(displayOrder_);
+  UInt64 total = 0;
+  for (const UInt64 cost : inOrder) total += cost;
+  EXPECT_EQ(total, static_cast<UInt64>(kFrames));
+  EXPECT_GT(inOrder.front(), 1u) << "the first request reads ahead";
+
+  // Going backwards or jumping about reads nothing ahead that is not needed:
+  // a request costs at most its samples from the sync sample. Only the first
+  // request and one for a sync sample's own picture, either of which may be
+  // the start of reading in order, read ahead (at most a dozen samples).
+  constexpr UInt64 kFirstReadAhead = 12;
+  std::vector<SInt64> reversed(displayOrder_.rbegin(), displayOrder_.rend());
+  std::vector<SInt64> jumping;
+  for (int i = 0; i < kFrames; ++i) jumping.push_back(displayOrder_[(i * 37 + 11) % kFrames]);
+  for (const std::vector<SInt64>* order : {&reversed, &jumping}) {
+    const std::vector<UInt64> costs = decodesPerFrame(*order);
+    ASSERT_EQ(costs.size(), order->size());
+    for (std::size_t i = 0; i < costs.size(); ++i) {
+      const SInt64 target = (*order)[i];
+      const auto fromSync = static_cast<UInt64>(target - syncBefore(target) + 1);
+      EXPECT_LE(costs[i], fromSync + (i == 0 || fromSync == 1 ? kFirstReadAhead : 0)) << "sample " << target;
+    }
+  }
 }
 
 }  // namespace
