@@ -203,6 +203,7 @@ TEST(Encode, DataRatesAreMetByLongGopCodecsAndIgnoredByIntraOnes) {
                                       codec + (rate.empty() ? "" : " --bitrate " + rate));
     EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_EQ(cli::probe(movie, "v:0", "nb_frames"), "50");
+    EXPECT_EQ(cli::probe(movie, "v:0", "duration"), "2.000000");  // the frames keep their times
     return std::atof(cli::probe(movie, "v:0", "bit_rate").c_str());
   };
   // Rates the pattern can fill at this size: below them a codec's coarsest
