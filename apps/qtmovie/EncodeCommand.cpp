@@ -15,6 +15,7 @@
 
 #include "CodecCatalogue.h"
 #include "Commands.h"
+#include "DataRates.h"
 #include "Errors.h"
 #include "FrameRates.h"
 #include "ImageFiles.h"
@@ -33,6 +34,7 @@ struct EncodeOptions {
   std::string output, codec = "apch", fps = "24", audio, timecode, reel, size = "1920x1080";
   int quality = 4;
   std::optional<int> keyframes, pattern;
+  std::optional<std::string> bitrate;
   std::optional<long long> start, frames;
   std::vector<std::string> meta, inputs;
   bool flatten = false, tone = false;
@@ -111,6 +113,7 @@ void runEncode(const EncodeOptions& o) {
   if (o.tone && !o.pattern) throw UsageError("--tone goes with --pattern");
   if (!o.audio.empty() && !std::filesystem::is_regular_file(o.audio)) throw Failure(o.audio + ": no such file");
   auto items = metadataItems(o.meta);
+  const std::int64_t bitRate = o.bitrate ? parseBitRate(*o.bitrate) : 0;
   const FrameSource source = frameSource(o);
   std::string codec = o.codec;
   codec.resize(std::max<std::size_t>(codec.size(), 4), ' ');
@@ -125,6 +128,7 @@ void runEncode(const EncodeOptions& o) {
   writer.setCompressionSettings(source.width, source.height, static_cast<float>(rate.perSecond()), keyframes, o.quality,
                                 false, "");
   writer.setTimeBase(rate.timeScale, rate.frameDuration);
+  writer.setAverageDataRate(bitRate);
   if (writer.openMovie(o.output, o.tone ? 3 : 1) != 0) throw WriteFailure("cannot create " + o.output);
   if (o.tone && writer.setAudioFormat(2, false, kToneRate, "") != 0)
     throw WriteFailure("the sound track could not be made");
@@ -174,6 +178,9 @@ void addEncodeCommand(CLI::App& root) {
   cmd->add_option("--keyframes", o->keyframes,
                   "a key frame every N frames (default: 1 for intra codecs, 2 seconds for avc1 and the like)")
       ->check(CLI::Range(1, 100000));
+  cmd->add_option("--bitrate", o->bitrate,
+                  "average bits per second (8M, 2500k, 8000000) for avc1, hvc1 and mp4v, in place of --quality; "
+                  "intra codecs keep the rate of their quality");
   cmd->add_option("--quality", o->quality, "quality index 0-5")->check(CLI::Range(0, 5))->capture_default_str();
   cmd->add_option("--start", o->start,
                   "first number of a %d pattern (default: the first of 0-4 that exists); files skipped of a list")

@@ -2,6 +2,7 @@
 // standard compression dialogs, descriptions and the codec catalogue.
 #include <QuickTime/QuickTimeComponents.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "QuickTimeCodecWriterPrivate.h"
@@ -36,12 +37,18 @@ SCTemporalSettings temporalFromState(const QuickTimeCodecWriterPrivate& d) {
   return SCTemporalSettings{d.spatialQuality, d.frameRate, d.keyFrameRate};
 }
 
+SCDataRateSettings dataRateFromState(const QuickTimeCodecWriterPrivate& d) {
+  return SCDataRateSettings{d.dataRate, 0, 0, 0};
+}
+
 void presetFromState(ComponentInstance ci, const QuickTimeCodecWriterPrivate& d) {
   SCSpatialSettings spatial = spatialFromState(d);
   SCTemporalSettings temporal = temporalFromState(d);
+  SCDataRateSettings dataRate = dataRateFromState(d);
   SInt32 flags = scAllowEncodingWithCompressionSession;
   SCSetInfo(ci, scSpatialSettingsType, &spatial);
   SCSetInfo(ci, scTemporalSettingsType, &temporal);
+  SCSetInfo(ci, scDataRateSettingsType, &dataRate);
   SCSetInfo(ci, scPreferenceFlagsType, &flags);
 }
 
@@ -93,10 +100,13 @@ void QuickTimeCodecWriterPrivate::applySettingsText(const std::string& text) {
   // Start from the current state so that a failed read stores what we had.
   SCSpatialSettings spatial = spatialFromState(*this);
   SCTemporalSettings temporal = temporalFromState(*this);
+  SCDataRateSettings averageRate = dataRateFromState(*this);
   SCGetInfo(ci, scSpatialSettingsType, &spatial);
   SCGetInfo(ci, scTemporalSettingsType, &temporal);
+  SCGetInfo(ci, scDataRateSettingsType, &averageRate);
   CloseComponent(ci);
 
+  dataRate = std::max<SInt32>(averageRate.dataRate, 0);
   keyFrameRate = temporal.keyFrameRate;
   frameRate = temporal.frameRate;
   const FrameRate rate(fixedRateToFloat(frameRate));
@@ -162,6 +172,8 @@ std::string QuickTimeCodecWriterPrivate::requestCompressionSettings(const std::s
       temporal = temporalFromState(*this);
       SCSetInfo(ci, scTemporalSettingsType, &temporal);
     }
+    SCDataRateSettings dataRate = dataRateFromState(*this);
+    SCSetInfo(ci, scDataRateSettingsType, &dataRate);
   }
   SInt32 flags = scAllowEncodingWithCompressionSession;
   SCSetInfo(ci, scPreferenceFlagsType, &flags);

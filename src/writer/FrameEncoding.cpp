@@ -79,6 +79,8 @@ int QuickTimeCodecWriterPrivate::createCompressionSession() {
     // ProRes 422 HQ is always asked for at high quality.
     setOption(options, kICMCompressionSessionOptionsPropertyID_Quality,
               static_cast<SInt32>(codecType == 'apch' ? codecHighQuality : spatialQuality));
+    // The writer's own rate wins over a settings text's, as its key frames and quality do.
+    setOption(options, kICMCompressionSessionOptionsPropertyID_AverageDataRate, dataRate);
     if (channels == 4) setOption(options, kICMCompressionSessionOptionsPropertyID_Depth, 32);
 
     ICMEncodedFrameOutputRecord output{&QuickTimeCodecWriterPrivate::encodedFrameOutput, this, nullptr};

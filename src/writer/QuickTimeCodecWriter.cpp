@@ -58,6 +58,13 @@ void QuickTimeCodecWriter::setTimeBase(std::int32_t timeScale, std::int32_t fram
   d->frameRate = static_cast<Fixed>(std::min(65536.0 * timeScale / frameDuration, 2147483647.0));
 }
 
+void QuickTimeCodecWriter::setAverageDataRate(std::int64_t bitsPerSecond) {
+  // The settings hold whole bytes per second in 32 bits.
+  d->dataRate = static_cast<SInt32>(std::clamp<std::int64_t>(bitsPerSecond / 8, 0, INT32_MAX));
+}
+
+std::int64_t QuickTimeCodecWriter::getAverageDataRate() const { return std::int64_t{d->dataRate} * 8; }
+
 std::string QuickTimeCodecWriter::getCompressionDescription(const std::string& settings) const {
   return d->getCompressionDescription(settings);
 }

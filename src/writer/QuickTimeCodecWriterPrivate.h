@@ -60,6 +60,8 @@ class QuickTimeCodecWriterPrivate : public QuickTimeCodecPrivate {
 
   ICMCompressionSessionRef compressionSession = nullptr;
   std::string settingsText;
+  // Average bytes per second for the compressor; 0 lets the quality decide.
+  SInt32 dataRate = 0;
   // Recycled frame memory, made on the first frame (FrameMemoryPool.h).
   FrameMemoryPool* framePool = nullptr;
   // Stored by setAudioFormat for the host; nothing reads them.

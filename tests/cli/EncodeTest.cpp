@@ -193,3 +193,35 @@ TEST(Encode, ExrSequenceInput) {
   ASSERT_GT(out.size(), 8u) << out;
   EXPECT_GT(std::atof(out.c_str() + 8), 55.0) << out;
 }
+
+TEST(Encode, DataRatesAreMetByLongGopCodecsAndIgnoredByIntraOnes) {
+  const std::string folder = cli::scratch("bitrate");
+  // Two seconds of the moving pattern; ffprobe's bit rate of the video stream is the judge.
+  auto encode = [&](const std::string& codec, const std::string& rate) {
+    const std::string movie = folder + "/" + codec + "-" + rate + ".mov";
+    const auto outcome = cli::qtmovie("encode -o '" + movie + "' --pattern 50 --size 640x360 --fps 25 --codec " +
+                                      codec + (rate.empty() ? "" : " --bitrate " + rate));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(cli::probe(movie, "v:0", "nb_frames"), "50");
+    EXPECT_EQ(cli::probe(movie, "v:0", "duration"), "2.000000");  // the frames keep their times
+    return std::atof(cli::probe(movie, "v:0", "bit_rate").c_str());
+  };
+  // Rates the pattern can fill at this size: below them a codec's coarsest
+  // step already spends more, above them its finest has nothing left to add.
+  struct Case {
+    const char* codec;
+    const char *low, *high;
+    double lowRate, highRate;
+  };
+  for (const Case& c : {Case{"avc1", "200k", "800k", 200e3, 800e3}, Case{"hvc1", "100k", "200k", 100e3, 200e3},
+                        Case{"mp4v", "600k", "1M", 600e3, 1e6}}) {
+    SCOPED_TRACE(c.codec);
+    const double low = encode(c.codec, c.low), high = encode(c.codec, c.high);
+    EXPECT_NEAR(low, c.lowRate, c.lowRate * 0.35);
+    EXPECT_NEAR(high, c.highRate, c.highRate * 0.35);
+    EXPECT_LT(low, high);
+  }
+  // ProRes has one rate per quality: the option changes nothing.
+  EXPECT_EQ(encode("apcn", "150k"), encode("apcn", ""));
+  EXPECT_EQ(cli::qtmovie("encode -o '" + folder + "/bad.mov' --pattern 2 --bitrate 8MB").exitCode, 1);
+}

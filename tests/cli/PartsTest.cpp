@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "Errors.h"
+#include "DataRates.h"
 #include "FrameRates.h"
 #include "ProbeJson.h"
 #include "Sequences.h"
@@ -45,6 +46,18 @@ TEST(FrameRates, AnythingElseIsAUsageError) {
        {"",    "0",   "0.0", "-24", "+24", "24.",    ".5",           "12.345", "1e2",         "24fps",       "1001",
         "1/0", "0/1", "/",   "24/", "/1",  "2000/1", "30000/1001/1", " 24",    "99999999999", "4294967296/1"})
     EXPECT_THROW(qtmovie::parseFrameRate(text), qtmovie::UsageError) << text;
+}
+
+TEST(DataRates, SuffixesFractionsAndPlainBitsPerSecond) {
+  EXPECT_EQ(qtmovie::parseBitRate("8M"), 8000000);
+  EXPECT_EQ(qtmovie::parseBitRate("2500k"), 2500000);
+  EXPECT_EQ(qtmovie::parseBitRate("1.5M"), 1500000);
+  EXPECT_EQ(qtmovie::parseBitRate("8000000"), 8000000);
+  EXPECT_EQ(qtmovie::parseBitRate("1k"), 1000);
+  EXPECT_EQ(qtmovie::parseBitRate("10G"), 10000000000);
+  for (const char* text : {"", "0", "999", "-8M", "+8M", "8MB", "8 M", "M", ".5M", "8.M", "1e6", "10.1G", "8Mbps",
+                           "99999999999999999999999"})
+    EXPECT_THROW(qtmovie::parseBitRate(text), qtmovie::UsageError) << text;
 }
 
 TEST(Sequences, PatternsAreCheckedAndFilled) {

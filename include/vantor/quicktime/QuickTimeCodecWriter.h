@@ -35,6 +35,12 @@ class VANTOR_EXPORT QuickTimeCodecWriter : public QuickTimeCodecWriterInterface 
   // know it: the float rate above keeps only whole numbers and three NTSC rates. Call after
   // setCompressionSettings and before openMovie; non-positive values are ignored.
   void setTimeBase(std::int32_t timeScale, std::int32_t frameDuration);
+  // The average data rate, in bits per second, that long-GOP codecs (H.264, HEVC,
+  // MPEG-4 Video) aim at instead of their quality; 0 or less gives the rate back to
+  // the quality. Intra codecs keep the rate of their quality. Kept in the settings
+  // text; call after setCompressionSettings, which takes a text's own rate.
+  void setAverageDataRate(std::int64_t bitsPerSecond);
+  std::int64_t getAverageDataRate() const;
   std::string getCompressionDescription(const std::string& settings) const override;
   std::string requestCompressionSettings(const std::string& settings) override;
   std::string getCompressionSettings(const std::string& settings) const override;

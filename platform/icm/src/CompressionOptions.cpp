@@ -33,6 +33,7 @@ OSStatus ICMCompressionSessionOptionsCreateCopy(CFAllocatorRef, ICMCompressionSe
   copy->quality = original->quality;
   copy->depth = original->depth;
   copy->threads = original->threads;
+  copy->averageDataRate = original->averageDataRate;
   *copiedOptions = copy;
   return noErr;
 }
@@ -114,6 +115,12 @@ OSStatus ICMCompressionSessionOptionsSetProperty(ICMCompressionSessionOptionsRef
     case kICMCompressionSessionOptionsPropertyID_NumberOfThreads:
       options->threads = read<SInt32>(inPropValueAddress);
       return noErr;
+    case kICMCompressionSessionOptionsPropertyID_AverageDataRate: {
+      const SInt32 rate = read<SInt32>(inPropValueAddress);
+      if (rate < 0) return paramErr;
+      options->averageDataRate = rate;
+      return noErr;
+    }
     default:
       return kQTPropertyNotSupportedErr;
   }
@@ -148,6 +155,8 @@ OSStatus ICMCompressionSessionOptionsGetProperty(ICMCompressionSessionOptionsRef
       return write(options->allowFrameReordering);
     case kICMCompressionSessionOptionsPropertyID_NumberOfThreads:
       return write(options->threads);
+    case kICMCompressionSessionOptionsPropertyID_AverageDataRate:
+      return write(options->averageDataRate);
     default:
       return kQTPropertyNotSupportedErr;
   }

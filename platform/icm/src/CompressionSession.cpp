@@ -155,6 +155,7 @@ OSStatus ICMCompressionSessionCreate(CFAllocatorRef, int width, int height, Code
     config.keyFrameInterval = options->maxKeyFrameInterval;
     config.frameRate = options->expectedFrameRate / 65536.0;
     config.threads = options->threads;
+    config.bitRate = std::int64_t{options->averageDataRate} * 8;
   } else {
     config.allowTemporal = false;  // QuickTime's default: every frame a key frame
     config.allowReordering = false;

@@ -42,6 +42,13 @@ OSStatus fill(ICMCompressionSessionOptionsRef options, const VqtImageCompression
         err != noErr)
       return err;
   }
+  // The data rate settings' bytes per second are the session's average data rate.
+  if (settings.dataRate.dataRate > 0) {
+    if (OSStatus err =
+            setProperty(options, kICMCompressionSessionOptionsPropertyID_AverageDataRate, settings.dataRate.dataRate);
+        err != noErr)
+      return err;
+  }
   if (spatial.depth > 0) {
     const UInt32 depth = UInt32(spatial.depth);
     if (OSStatus err = setProperty(options, kICMCompressionSessionOptionsPropertyID_Depth, depth); err != noErr)

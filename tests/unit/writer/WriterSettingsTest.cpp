@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "QuickTimeCodecWriterPrivate.h"
+#include "SettingsText.h"
 
 using namespace Vantor::QuickTime;
 
@@ -55,6 +56,7 @@ TEST(SettingsText, StateSurvivesTheTextRoundTrip) {
   source.spatialQuality = 0x300;
   source.frameRate = 25 << 16;
   source.keyFrameRate = 12;
+  source.dataRate = 500000;
   const std::string text = source.getCompressionSettings("");
   ASSERT_FALSE(text.empty());
   EXPECT_EQ(text.find_first_not_of("0123456789abcdef"), std::string::npos);
@@ -68,6 +70,28 @@ TEST(SettingsText, StateSurvivesTheTextRoundTrip) {
   EXPECT_EQ(target.frameDuration, 100);
   EXPECT_EQ(target.keyFrameRate, 12);
   EXPECT_EQ(target.getQualityIndex(), 3);
+  EXPECT_EQ(target.dataRate, 500000);
+  // The component turns the text's data rate into the session's average data rate.
+  ComponentInstance ci = OpenDefaultComponent(StandardCompressionType, StandardCompressionSubType);
+  ASSERT_NE(ci, nullptr);
+  Handle settings = decodeSettingsText(text);
+  ASSERT_NE(settings, nullptr);
+  ASSERT_EQ(SCSetSettingsFromAtomContainer(ci, settings), noErr);
+  DisposeHandle(settings);
+  ICMCompressionSessionOptionsRef options = nullptr;
+  ASSERT_EQ(SCCopyCompressionSessionOptions(ci, &options), noErr);
+  CloseComponent(ci);
+  SInt32 rate = 0;
+  EXPECT_EQ(ICMCompressionSessionOptionsGetProperty(options, kQTPropertyClass_ICMCompressionSessionOptions,
+                                                    kICMCompressionSessionOptionsPropertyID_AverageDataRate,
+                                                    sizeof rate, &rate, nullptr),
+            noErr);
+  EXPECT_EQ(rate, 500000);
+  ICMCompressionSessionOptionsRelease(options);
+  // A text without a rate (the state's 0) gives the rate back to the quality.
+  source.dataRate = 0;
+  target.setCompressionSettings(320, 240, 24.0f, -1, -1, true, source.getCompressionSettings(""));
+  EXPECT_EQ(target.dataRate, 0);
   // A text wins over the state where it holds a value.
   EXPECT_EQ(QuickTimeCodecWriterPrivate().getCompressionSettings(text), text);
 }

@@ -1,5 +1,8 @@
 #include "vqt/codecs/Encoder.h"
 
+#include <algorithm>
+#include <climits>
+#include <cmath>
 #include <deque>
 #include <string>
 #include <utility>
@@ -11,6 +14,7 @@
 #include "vqt/codecs/CodecTable.h"
 
 extern "C" {
+#include <libavutil/mathematics.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -109,6 +113,7 @@ struct Encoder::Impl {
   FourCC atomType = 0;
   std::vector<std::uint8_t> atom;
   bool annexB = false;
+  std::int64_t ticksPerFrame = 1;  // display time units in one tick of the encoder's time base
 
   Status receive(std::vector<EncodedFrame>& out);
   Status writableFrame();
@@ -150,13 +155,13 @@ Status Encoder::Impl::receive(std::vector<EncodedFrame>& out) {
     } else {
       encoded.data.assign(bytes.begin(), bytes.end());
     }
-    encoded.displayTime = packet->pts;
-    encoded.decodeTime = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
+    encoded.displayTime = packet->pts * ticksPerFrame;
+    encoded.decodeTime = (packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts) * ticksPerFrame;
     // The k-th frame in decode order lasts as long as the k-th frame submitted:
     // exact for constant frame durations, which is what the sessions produce.
     encoded.decodeDuration = durations.empty() ? 0 : durations.front();
     if (!durations.empty()) durations.pop_front();
-    encoded.displayDuration = packet->duration > 0 ? packet->duration : encoded.decodeDuration;
+    encoded.displayDuration = packet->duration > 0 ? packet->duration * ticksPerFrame : encoded.decodeDuration;
     encoded.sync = (packet->flags & AV_PKT_FLAG_KEY) != 0;
     encoded.droppable = (packet->flags & AV_PKT_FLAG_DISPOSABLE) != 0;
     av_packet_unref(packet.get());
@@ -226,14 +231,48 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     if (codec->id == AV_CODEC_ID_MPEG4) av_opt_set_int(context->priv_data, "sc_threshold", 1000000000, 0);
     if (!config.allowReordering || !config.allowTemporal) {
       context->max_b_frames = 0;
-    } else if (codec->id == AV_CODEC_ID_MPEG4) {
-      context->max_b_frames = 2;
+    } else if (codec->id == AV_CODEC_ID_MPEG4 && config.frameRate > 0) {
+      // MPEG-4's rate control budgets each frame as if it lasted one tick of
+      // the time base: at 1/600 and 25 fps every frame would get a
+      // twenty-fourth of its bits. It is given a time base of one frame, and
+      // the times go to it and come back in whole frames.
+      const std::int64_t ticks = std::llround(config.timeScale / config.frameRate);
+      if (ticks > 1 && config.timeScale / ticks <= 65535) {
+        impl->ticksPerFrame = ticks;
+        av_reduce(&context->time_base.num, &context->time_base.den, ticks, config.timeScale, INT_MAX);
+      }
+      // Its default tolerance of 4 Mbit lets a short movie drift far from the
+      // rate; half a second of bits keeps it close.
+      context->bit_rate_tolerance = static_cast<int>(std::min<std::int64_t>(config.bitRate / 2, INT_MAX));
     }
   }
   if (entry->configAtom != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   std::vector<std::string> x265Params;
 
-  switch (entry->quality.control) {
+  // A data rate replaces the quality mapping on codecs that budget bits across
+  // frames; intra codecs (ProRes, DNxHR, JPEG, ...) have a fixed rate per quality
+  // and keep it.
+  const bool dataRateRules = config.bitRate > 0 && entry->temporal;
+  if (dataRateRules) {
+    context->bit_rate = config.bitRate;
+    if (entry->encoder == "libx264" || entry->encoder == "libx265") {
+      // Peaks up to half as much again over a two-second buffer: a player with
+      // that much room never starves, and a scene change still gets its bits.
+      context->rc_max_rate = config.bitRate + config.bitRate / 2;
+      context->rc_buffer_size = static_cast<int>(std::min<std::int64_t>(config.bitRate * 2, INT_MAX));
+      // The macroblock tree spends less on what later frames will not refer
+      // to, which over a few seconds leaves a third of the asked rate unspent.
+      if (entry->encoder == "libx264") av_opt_set_int(context->priv_data, "mbtree", 0, 0);
+      if (entry->encoder == "libx265") x265Params.emplace_back("cutree=0");
+    } else if (codec->id == AV_CODEC_ID_MPEG4) {
+      // MPEG-4's rate control budgets each frame as if it lasted one tick of
+      // the time base (1/600 s, not 1/25), and only its correction for bits
+      // spent against the clock, which does read the times, keeps the rate.
+      // A tolerance of a quarter second of bits lets that correction lead.
+      context->bit_rate_tolerance = static_cast<int>(std::min<std::int64_t>(config.bitRate / 4, INT_MAX));
+    }
+  }
+  switch (dataRateRules ? QualityControl::none : entry->quality.control) {
     case QualityControl::x264Crf:
       av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
       break;
@@ -302,7 +341,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     const int chroma = layout->log2_chroma_w == 0 ? 3 : (layout->log2_chroma_h == 0 ? 2 : 1);
     impl->atom = hevcConfigurationFromAnnexB(extradata, chroma, layout->comp[0].depth);
   } else if (entry->configAtom == 'esds') {
-    impl->atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(context->bit_rate));
+    const std::int64_t averageRate = dataRateRules ? config.bitRate : context->bit_rate;
+    impl->atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(std::min<std::int64_t>(averageRate, INT_MAX)));
   }
   encoder.reset(new Encoder(std::move(impl)));
   return Status::ok;
@@ -313,7 +353,7 @@ Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, st
   Impl& impl = *impl_;
   if (Status s = impl.writableFrame(); s != Status::ok) return s;
   if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) return s;
-  impl.frame->pts = displayTime;
+  impl.frame->pts = displayTime / impl.ticksPerFrame;
   impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
   // Encoders with a fixed quantiser (MPEG-4, JPEG) take it from each frame,
   // not from the context: without this every quality gave the same bytes.

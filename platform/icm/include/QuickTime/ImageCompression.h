@@ -217,6 +217,8 @@ constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_Depth = 'd
 constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_AllowTemporalCompression = 'p2p ';  // Boolean
 constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_AllowFrameReordering = 'b2p ';      // Boolean
 constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_NumberOfThreads = 'nthr';  // SInt32, 0 = all
+// SInt32 bytes per second the compressor aims at on average; 0 (the default) leaves the rate to the quality.
+constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_AverageDataRate = 'aver';
 
 OSStatus ICMCompressionSessionOptionsCreate(CFAllocatorRef allocator, ICMCompressionSessionOptionsRef* options);
 OSStatus ICMCompressionSessionOptionsCreateCopy(CFAllocatorRef allocator, ICMCompressionSessionOptionsRef original,

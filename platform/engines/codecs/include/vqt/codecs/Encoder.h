@@ -24,6 +24,7 @@ struct EncoderConfig {
   bool allowReordering = true;    // false: no B-frames
   std::int32_t timeScale = 600;   // units of the display times
   double frameRate = 0;           // expected rate, for rate control (0: unknown)
+  std::int64_t bitRate = 0;       // average bits per second for long-GOP codecs (0: the quality decides)
   ColourMatrix matrix = ColourMatrix::unspecified;
   int threads = 0;  // 0: one per processor
 };
