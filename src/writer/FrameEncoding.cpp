@@ -144,7 +144,14 @@ OSStatus QuickTimeCodecWriterPrivate::encodedFrameOutput(void* refCon, ICMCompre
                                        kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof(aspect), &aspect);
     if (status != noErr) return status;
   }
-  if (d->pixelFormat != k32ARGBPixelFormat && d->pixelFormat != 'b48r' && d->pixelFormat != 'b64a') {
+  // Y'CbCr frames are tagged "unknown" only when the codec has not described
+  // its colour. A codec that says which matrix it converted with keeps that
+  // description: "unknown" lets each player guess, and players guess BT.601,
+  // so an HD movie made with BT.709 would play with shifted colours.
+  long colourDescriptions = 0;
+  CountImageDescriptionExtensionType(description, kColorInfoImageDescriptionExtension, &colourDescriptions);
+  if (colourDescriptions == 0 && d->pixelFormat != k32ARGBPixelFormat && d->pixelFormat != 'b48r' &&
+      d->pixelFormat != 'b64a') {
     NCLCColorInfoImageDescriptionExtension colour{kVideoColorInfoImageDescriptionExtensionType, 2, 2, 2};
     ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
                                    kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(colour), &colour);

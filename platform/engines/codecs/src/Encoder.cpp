@@ -35,6 +35,19 @@ AVColorSpace streamColourSpace(ColourMatrix matrix) {
   }
 }
 
+// Primaries to declare beside a matrix: BT.601 pictures of 576 lines are
+// 625-line (EBU) material, every other BT.601 size is taken as 525-line.
+AVColorPrimaries streamPrimaries(ColourMatrix matrix, int height) {
+  switch (matrix) {
+    case ColourMatrix::bt601:
+      return height == 576 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
+    case ColourMatrix::bt2020:
+      return AVCOL_PRI_BT2020;
+    default:
+      return AVCOL_PRI_BT709;
+  }
+}
+
 // DNxHR profile names by the value of the quality table.
 const char* dnxhrProfileName(int value) {
   switch (value) {
@@ -210,7 +223,7 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   const bool fullRange = context->pix_fmt == AV_PIX_FMT_YUVJ420P;
   context->color_range = fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   context->colorspace = streamColourSpace(impl->matrix);
-  context->color_primaries = impl->matrix == ColourMatrix::bt601 ? AVCOL_PRI_SMPTE170M : AVCOL_PRI_BT709;
+  context->color_primaries = streamPrimaries(impl->matrix, config.height);
   context->color_trc = AVCOL_TRC_BT709;
 
   if (!config.allowTemporal || config.keyFrameInterval == 1) {
@@ -340,5 +353,14 @@ Status Encoder::finish(std::vector<EncodedFrame>& out) {
 FourCC Encoder::configAtomType() const { return impl_->atom.empty() ? 0 : impl_->atomType; }
 const std::vector<std::uint8_t>& Encoder::configAtom() const { return impl_->atom; }
 const EncoderConfig& Encoder::config() const { return impl_->config; }
+
+std::optional<ColourTags> Encoder::colourTags() const {
+  const AVCodecContext& context = *impl_->context;
+  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context.pix_fmt);
+  if (layout == nullptr || (layout->flags & AV_PIX_FMT_FLAG_RGB) != 0) return std::nullopt;
+  // FFmpeg's colour enumerations use these very code points.
+  return ColourTags{static_cast<int>(context.color_primaries), static_cast<int>(context.color_trc),
+                    static_cast<int>(context.colorspace), context.color_range == AVCOL_RANGE_JPEG};
+}
 
 }  // namespace vqt::codecs

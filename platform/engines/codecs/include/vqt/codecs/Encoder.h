@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "vqt/codecs/Image.h"
@@ -26,6 +27,15 @@ struct EncoderConfig {
   double frameRate = 0;           // expected rate, for rate control (0: unknown)
   ColourMatrix matrix = ColourMatrix::unspecified;
   int threads = 0;  // 0: one per processor
+};
+
+// What the coded pictures' Y'CbCr means, in the code points that 'colr'
+// ('nclc', 'nclx') and the bitstreams' own colour tags share.
+struct ColourTags {
+  int primaries = 2;  // 1 BT.709, 5 BT.470 B/G, 6 SMPTE 170M, 9 BT.2020; 2 unknown
+  int transfer = 2;   // 1 BT.709
+  int matrix = 2;     // 1 BT.709, 6 BT.601, 9 BT.2020
+  bool fullRange = false;
 };
 
 struct EncodedFrame {
@@ -54,6 +64,9 @@ class Encoder {
   FourCC configAtomType() const;
   const std::vector<std::uint8_t>& configAtom() const;
   const EncoderConfig& config() const;
+  // The colour the pictures were made in and the stream declares; absent for
+  // codecs that hold R'G'B'.
+  std::optional<ColourTags> colourTags() const;
 
  private:
   struct Impl;
