@@ -87,7 +87,13 @@ int QuickTimeCodecWriterPrivate::createCompressionSession() {
     ICMCompressionSessionOptionsRelease(options);
   }
   if (error != noErr || compressionSession == nullptr) {
-    diagnostic(LogLevel::kError, "Failed to create compression session: %ld\n", static_cast<long>(error));
+    // Name the codec and size: a codec that cannot hold this size (4:2:0
+    // H.264 and HEVC at an odd width or height) refuses it here.
+    const char type[5] = {static_cast<char>(codecType >> 24), static_cast<char>(codecType >> 16),
+                          static_cast<char>(codecType >> 8), static_cast<char>(codecType), 0};
+    diagnostic(LogLevel::kError, "Failed to create compression session for '%s' at %dx%d%s: %ld\n", type, width, height,
+               (width % 2 == 1 || height % 2 == 1) ? " (odd sizes are refused by codecs that subsample chroma)" : "",
+               static_cast<long>(error));
     compressionSession = nullptr;
     return 7;
   }
