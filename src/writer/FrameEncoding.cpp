@@ -89,7 +89,13 @@ int QuickTimeCodecWriterPrivate::createCompressionSession() {
     ICMCompressionSessionOptionsRelease(options);
   }
   if (error != noErr || compressionSession == nullptr) {
-    diagnostic(LogLevel::kError, "Failed to create compression session: %ld\n", static_cast<long>(error));
+    // Name the codec and size: a codec that cannot hold this size (4:2:0
+    // H.264 and HEVC at an odd width or height) refuses it here.
+    const char type[5] = {static_cast<char>(codecType >> 24), static_cast<char>(codecType >> 16),
+                          static_cast<char>(codecType >> 8), static_cast<char>(codecType), 0};
+    diagnostic(LogLevel::kError, "Failed to create compression session for '%s' at %dx%d%s: %ld\n", type, width, height,
+               (width % 2 == 1 || height % 2 == 1) ? " (odd sizes are refused by codecs that subsample chroma)" : "",
+               static_cast<long>(error));
     compressionSession = nullptr;
     return 7;
   }
@@ -146,7 +152,14 @@ OSStatus QuickTimeCodecWriterPrivate::encodedFrameOutput(void* refCon, ICMCompre
                                        kICMImageDescriptionPropertyID_PixelAspectRatio, sizeof(aspect), &aspect);
     if (status != noErr) return status;
   }
-  if (d->pixelFormat != k32ARGBPixelFormat && d->pixelFormat != 'b48r' && d->pixelFormat != 'b64a') {
+  // Y'CbCr frames are tagged "unknown" only when the codec has not described
+  // its colour. A codec that says which matrix it converted with keeps that
+  // description: "unknown" lets each player guess, and players guess BT.601,
+  // so an HD movie made with BT.709 would play with shifted colours.
+  long colourDescriptions = 0;
+  CountImageDescriptionExtensionType(description, kColorInfoImageDescriptionExtension, &colourDescriptions);
+  if (colourDescriptions == 0 && d->pixelFormat != k32ARGBPixelFormat && d->pixelFormat != 'b48r' &&
+      d->pixelFormat != 'b64a') {
     NCLCColorInfoImageDescriptionExtension colour{kVideoColorInfoImageDescriptionExtensionType, 2, 2, 2};
     ICMImageDescriptionSetProperty(description, kQTPropertyClass_ImageDescription,
                                    kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(colour), &colour);

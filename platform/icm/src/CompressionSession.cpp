@@ -18,6 +18,31 @@ namespace {
 constexpr MediaSampleFlags kSampleNotSync = 1u << 0;
 constexpr MediaSampleFlags kSampleIsNotDependedOnByOthers = 1u << 27;
 
+// The description's 'colr': the colour the codec made its Y'CbCr in, so that
+// every reader converts back with the matrix that was used. Video range goes
+// in an 'nclc'; full range (JPEG) needs an 'nclx', which alone can say so.
+OSErr describeColour(ImageDescriptionHandle desc, const codecs::ColourTags& tags) {
+  const auto code = [](int value) { return static_cast<UInt16>(value); };
+  if (!tags.fullRange) {
+    const NCLCColorInfoImageDescriptionExtension nclc{kVideoColorInfoImageDescriptionExtensionType,
+                                                      code(tags.primaries), code(tags.transfer), code(tags.matrix)};
+    return static_cast<OSErr>(ICMImageDescriptionSetProperty(
+        desc, kQTPropertyClass_ImageDescription, kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(nclc), &nclc));
+  }
+  std::vector<UInt8> nclx{'n', 'c', 'l', 'x'};
+  for (const int value : {tags.primaries, tags.transfer, tags.matrix}) {
+    nclx.push_back(static_cast<UInt8>(value >> 8));
+    nclx.push_back(static_cast<UInt8>(value));
+  }
+  nclx.push_back(0x80);  // full range
+  Handle extension = nullptr;
+  if (PtrToHand(nclx.data(), &extension, static_cast<long>(nclx.size())) != noErr) return memFullErr;
+  const OSErr added =
+      AddImageDescriptionExtension(desc, extension, static_cast<long>(kColorInfoImageDescriptionExtension));
+  DisposeHandle(extension);
+  return added;
+}
+
 bool isDeepFormat(OSType format) {
   return format == k64ARGBPixelFormat || format == k48RGBPixelFormat || format == k4444YpCbCrA32RPixelFormat;
 }
@@ -90,6 +115,12 @@ OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
     if (added != noErr) {
       DisposeHandle(reinterpret_cast<Handle>(desc));
       return added;
+    }
+  }
+  if (const auto tags = encoder->colourTags()) {
+    if (const OSErr described = describeColour(desc, *tags); described != noErr) {
+      DisposeHandle(reinterpret_cast<Handle>(desc));
+      return described;
     }
   }
   DisposeHandle(reinterpret_cast<Handle>(description));

@@ -25,28 +25,13 @@ struct WriteCase {
   const char* filters;  // given to the CLI before its RGB conversion
 };
 
-// Uncompressed Y'CbCr carries no tag of its own and the 'colr' we write says
-// "unknown", so HD is BT.709 by the usual rule; the CLI assumes BT.601 for
-// every untagged movie and is told.
-constexpr const char* kUntaggedHd = "scale=in_color_matrix=bt709";
-
 // Floors sit under the measured values (printed by the test).
 const WriteCase kCases[] = {
-    {"apch", 1920, 1080, 45.0, ""},
-    {"apch", 720, 486, 45.0, ""},
-    {"ap4h", 1920, 1080, 45.0, ""},
-    {"ap4h", 720, 486, 45.0, ""},
-    {"avc1", 1920, 1080, 40.0, ""},
-    {"avc1", 720, 486, 40.0, ""},
-    {"AVdn", 1920, 1080, 40.0, ""},
-    {"AVdn", 720, 486, 40.0, ""},
-    {"jpeg", 1920, 1080, 35.0, ""},
-    {"jpeg", 720, 486, 35.0, ""},
-    {"mp4v", 720, 486, 35.0, ""},
-    {"2vuy", 1920, 1080, 35.0, kUntaggedHd},
-    {"v210", 1920, 1080, 35.0, kUntaggedHd},
-    {"2vuy", 720, 486, 35.0, ""},
-    {"mp4v", 321, 181, 30.0, ""},
+    {"apch", 1920, 1080, 45.0, ""}, {"apch", 720, 486, 45.0, ""},   {"ap4h", 1920, 1080, 45.0, ""},
+    {"ap4h", 720, 486, 45.0, ""},   {"avc1", 1920, 1080, 40.0, ""}, {"avc1", 720, 486, 40.0, ""},
+    {"AVdn", 1920, 1080, 40.0, ""}, {"AVdn", 720, 486, 40.0, ""},   {"jpeg", 1920, 1080, 35.0, ""},
+    {"jpeg", 720, 486, 35.0, ""},   {"mp4v", 720, 486, 35.0, ""},   {"2vuy", 1920, 1080, 35.0, ""},
+    {"v210", 1920, 1080, 35.0, ""}, {"2vuy", 720, 486, 35.0, ""},   {"mp4v", 321, 181, 30.0, ""},
     {"jpeg", 321, 181, 30.0, ""},
 };
 

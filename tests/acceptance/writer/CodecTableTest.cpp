@@ -26,16 +26,17 @@ namespace {
 
 constexpr int kFrames = 3;
 constexpr double kBitExact = 1000.0;  // floor meaning "every 8-bit value as written"
+// Full-scale alpha as read back in 16 bits: libswscale widens a 12-bit alpha
+// (ProRes 4444) by a shift, so its 4095 arrives as 0xFFF0; a short scale such
+// as 4083 of 4095 would arrive as 0xFF30.
+constexpr std::uint16_t kOpaque = 0xFFF0;
 
-// Faults of the colour conversion that are fixed elsewhere: a row naming one
-// is skipped, with its measured figure, while its picture check fails.
-constexpr const char* kMatrixFault = "HD colour declared BT.709 but converted with BT.601 weights";
-constexpr const char* kDnxhrFault = "DNxHR declares BT.709 while the r4fl path hands over BT.601 data";
-constexpr const char* kAlphaFault = "ProRes 4444 opaque alpha scaled 255 x 4 instead of 1023";
-constexpr const char* kOddHeightFault = "MPEG-4 Video leaves the last row of an odd height green";
-// Open, and not one of the colour faults above: the H.264, HEVC and v210
-// encoders refuse an odd width (they would need the picture padded and cropped).
-constexpr const char* kOddWidthFault = "odd widths: the H.264, HEVC and v210 encoders refuse them";
+// Open: 4:2:0 H.264 and HEVC cannot hold an odd width or height (their
+// streams crop only in whole chroma samples), and a padded picture with a
+// clean aperture would read back at the padded size in FFmpeg 5.1, which does
+// not apply one. The writer refuses such a size, naming it; a row naming
+// this is skipped while its movie cannot be written.
+constexpr const char* kOddSizeFault = "odd sizes: 4:2:0 H.264 and HEVC refuse them";
 
 struct Row {
   const char* codec;
@@ -50,36 +51,35 @@ std::ostream& operator<<(std::ostream& out, const Row& row) {
   return out << row.codec << ' ' << row.width << 'x' << row.height << (row.alpha ? " alpha" : "");
 }
 
-// ProRes 422 HQ at 321x181 has 40, not 45: at that size the pattern's colour
-// detail is what 4:2:2 itself cannot hold (FFmpeg's own ProRes HQ encode of the
-// same source measures 42.2 dB, and 4:4:4 of it 52.7).
+// ProRes 422 HQ and v210 at 321x181 have 40, not 45: at that size the
+// pattern's colour detail is what 4:2:2 itself cannot hold (FFmpeg's own
+// ProRes HQ encode of the same source measures 42.2 dB, and 4:4:4 of it 52.7).
 // clang-format off
 const Row kRows[] = {
-  {"apch", 1920, 1080, false, 45, kMatrixFault}, {"ap4h", 1920, 1080, true, 45, kMatrixFault},
-  {"avc1", 1920, 1080, false, 40, kMatrixFault}, {"AVdn", 1920, 1080, false, 35, kDnxhrFault},
-  {"hvc1", 1920, 1080, false, 35, kMatrixFault}, {"mp4v", 1920, 1080, false, 35, nullptr},
-  {"2vuy", 1920, 1080, false, 35, nullptr},      {"v210", 1920, 1080, false, 45, nullptr},
-  {"png ", 1920, 1080, true, kBitExact, nullptr},
-  {"apco", 1280, 720, false, 35, kMatrixFault},  {"apcs", 1280, 720, false, 35, kMatrixFault},
-  {"apcn", 1280, 720, false, 35, kMatrixFault},  {"apch", 1280, 720, false, 45, kMatrixFault},
-  {"ap4h", 1280, 720, false, 45, kMatrixFault},  {"ap4x", 1280, 720, true, 45, kMatrixFault},
-  {"avc1", 1280, 720, false, 40, kMatrixFault},  {"hvc1", 1280, 720, false, 35, kMatrixFault},
-  {"jpeg", 1280, 720, false, 35, nullptr},       {"rle ", 1280, 720, true, kBitExact, nullptr},
-  {"raw ", 1280, 720, false, kBitExact, nullptr}, {"AVdn", 1280, 720, false, 35, kDnxhrFault},
-  {"apco", 720, 486, false, 35, nullptr},        {"apcs", 720, 486, false, 35, nullptr},
-  {"apcn", 720, 486, false, 35, nullptr},        {"apch", 720, 486, false, 45, nullptr},
-  {"ap4h", 720, 486, false, 45, nullptr},        {"ap4h", 720, 486, true, 45, kAlphaFault},
-  {"avc1", 720, 486, false, 40, nullptr},        {"hvc1", 720, 486, false, 35, nullptr},
-  {"mp4v", 720, 486, false, 35, nullptr},        {"jpeg", 720, 486, false, 35, nullptr},
-  {"png ", 720, 486, false, kBitExact, nullptr}, {"rle ", 720, 486, false, kBitExact, nullptr},
-  {"raw ", 720, 486, true, kBitExact, nullptr},  {"2vuy", 720, 486, false, 35, nullptr},
-  {"v210", 720, 486, false, 45, nullptr},
-  {"apch", 321, 181, false, 40, nullptr},        {"ap4h", 321, 181, true, 45, kAlphaFault},
-  {"avc1", 321, 181, false, 40, kOddWidthFault},        {"hvc1", 321, 181, false, 35, kOddWidthFault},
-  {"mp4v", 321, 181, false, 35, kOddHeightFault}, {"jpeg", 321, 181, false, 35, nullptr},
-  {"png ", 321, 181, true, kBitExact, nullptr},  {"rle ", 321, 181, false, kBitExact, nullptr},
-  {"raw ", 321, 181, false, kBitExact, nullptr}, {"2vuy", 321, 181, false, 35, nullptr},
-  {"v210", 321, 181, false, 45, kOddWidthFault},
+  {"apch", 1920, 1080, false, 45, nullptr},       {"ap4h", 1920, 1080, true, 45, nullptr},
+  {"avc1", 1920, 1080, false, 40, nullptr},       {"AVdn", 1920, 1080, false, 35, nullptr},
+  {"hvc1", 1920, 1080, false, 35, nullptr},       {"mp4v", 1920, 1080, false, 35, nullptr},
+  {"2vuy", 1920, 1080, false, 35, nullptr},       {"v210", 1920, 1080, false, 45, nullptr},
+  {"png ", 1920, 1080, true, kBitExact, nullptr}, {"apco", 1280, 720, false, 35, nullptr},
+  {"apcs", 1280, 720, false, 35, nullptr},        {"apcn", 1280, 720, false, 35, nullptr},
+  {"apch", 1280, 720, false, 45, nullptr},        {"ap4h", 1280, 720, false, 45, nullptr},
+  {"ap4x", 1280, 720, true, 45, nullptr},         {"avc1", 1280, 720, false, 40, nullptr},
+  {"hvc1", 1280, 720, false, 35, nullptr},        {"jpeg", 1280, 720, false, 35, nullptr},
+  {"rle ", 1280, 720, true, kBitExact, nullptr},  {"raw ", 1280, 720, false, kBitExact, nullptr},
+  {"AVdn", 1280, 720, false, 35, nullptr},        {"apco", 720, 486, false, 35, nullptr},
+  {"apcs", 720, 486, false, 35, nullptr},         {"apcn", 720, 486, false, 35, nullptr},
+  {"apch", 720, 486, false, 45, nullptr},         {"ap4h", 720, 486, false, 45, nullptr},
+  {"ap4h", 720, 486, true, 45, nullptr},          {"avc1", 720, 486, false, 40, nullptr},
+  {"hvc1", 720, 486, false, 35, nullptr},         {"mp4v", 720, 486, false, 35, nullptr},
+  {"jpeg", 720, 486, false, 35, nullptr},         {"png ", 720, 486, false, kBitExact, nullptr},
+  {"rle ", 720, 486, false, kBitExact, nullptr},  {"raw ", 720, 486, true, kBitExact, nullptr},
+  {"2vuy", 720, 486, false, 35, nullptr},         {"v210", 720, 486, false, 45, nullptr},
+  {"apch", 321, 181, false, 40, nullptr},         {"ap4h", 321, 181, true, 45, nullptr},
+  {"avc1", 321, 181, false, 40, kOddSizeFault},  {"hvc1", 321, 181, false, 35, kOddSizeFault},
+  {"mp4v", 321, 181, false, 35, nullptr},         {"jpeg", 321, 181, false, 35, nullptr},
+  {"png ", 321, 181, true, kBitExact, nullptr},   {"rle ", 321, 181, false, kBitExact, nullptr},
+  {"raw ", 321, 181, false, kBitExact, nullptr},  {"2vuy", 321, 181, false, 35, nullptr},
+  {"v210", 321, 181, false, 40, nullptr},
 };
 // clang-format on
 
@@ -270,22 +270,64 @@ TEST_P(CodecTable, OutsideReadersGetWhatWasWritten) {
   std::printf("[ figures  ] %s %dx%d%s: %.2f dB, %s, alpha min %u, %lld bytes\n", row.codec, row.width, row.height,
               row.alpha ? " alpha" : "", judged.psnr, judged.exact8 ? "8-bit exact" : "not exact",
               static_cast<unsigned>(judged.alphaMin), static_cast<long long>(std::filesystem::file_size(path)));
-  const bool pictureHolds =
-      (row.floor == kBitExact ? judged.exact8 : judged.psnr >= row.floor) && (!row.alpha || judged.alphaMin == 0xFFFF);
-  if (!pictureHolds && row.knownFault != nullptr)
-    GTEST_SKIP() << "known fault: " << row.knownFault << " (" << judged.psnr << " dB, alpha min " << judged.alphaMin
-                 << ")";
   if (row.floor == kBitExact) {
     EXPECT_TRUE(judged.exact8) << judged.psnr << " dB";
   } else {
     EXPECT_GE(judged.psnr, row.floor);
   }
   if (row.alpha) {
-    EXPECT_EQ(judged.alphaMin, 0xFFFF) << "opaque alpha must come back at full scale";
+    EXPECT_GE(judged.alphaMin, kOpaque) << "opaque alpha must come back at full scale";
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CodecTable, testing::ValuesIn(kRows), rowName);
+
+// The colour ffprobe reads from a Y'CbCr movie is the one its pixels were made
+// in, for codecs with colour tags of their own and those with only the 'colr':
+// BT.709 above 576 lines, BT.601 up to 576 (625-line primaries at 576), and
+// Photo-JPEG BT.601 and full range at every size, as JPEG itself defines.
+struct Declared {
+  const char* codec;
+  int width;
+  int height;
+  bool bt709;  // else BT.601
+  const char* primaries;
+  const char* range;  // "unknown" where only an 'nclc' speaks: video range is implied
+};
+
+class DeclaredColour : public testing::TestWithParam<Declared> {};
+
+TEST_P(DeclaredColour, FfprobeReadsTheMatrixThatWasUsed) {
+  const Declared& row = GetParam();
+  const std::string folder =
+      scratchFolder("colour-" + rowName({{row.codec, row.width, row.height, false, 0, nullptr}, 0}));
+  const std::string path = folder + "/movie.mov";
+  ASSERT_EQ(writeMovie(path, row.codec, row.width, row.height, false, 4), 0);
+  auto stream = probe(path, "v:0", "stream=color_space,color_primaries,color_transfer,color_range");
+  if (row.bt709) {
+    EXPECT_EQ(stream["color_space"], "bt709");
+  } else {
+    // JPEG decoders name BT.601 by its 625-line label; the matrix is the same.
+    EXPECT_TRUE(stream["color_space"] == "smpte170m" || stream["color_space"] == "bt470bg") << stream["color_space"];
+  }
+  EXPECT_EQ(stream["color_primaries"], row.primaries);
+  EXPECT_EQ(stream["color_transfer"], "bt709");
+  EXPECT_EQ(stream["color_range"], row.range);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codecs, DeclaredColour,
+    testing::Values(Declared{"2vuy", 1920, 1080, true, "bt709", "unknown"},
+                    Declared{"v210", 1920, 1080, true, "bt709", "unknown"},
+                    Declared{"mp4v", 1920, 1080, true, "bt709", "unknown"},
+                    Declared{"avc1", 1280, 720, true, "bt709", "tv"},
+                    Declared{"2vuy", 720, 486, false, "smpte170m", "unknown"},
+                    Declared{"v210", 720, 576, false, "bt470bg", "unknown"},
+                    Declared{"mp4v", 720, 486, false, "smpte170m", "unknown"},
+                    Declared{"jpeg", 1280, 720, false, "smpte170m", "pc"}),
+    [](const testing::TestParamInfo<Declared>& info) {
+      return rowName({{info.param.codec, info.param.width, info.param.height, false, 0, nullptr}, info.index});
+    });
 
 // Quality levels: each level the dialog offers for a codec gives a larger
 // file than the one below it and a picture no worse. (ProRes 422 HQ is not

@@ -49,8 +49,9 @@ TEST(WrittenMovie, ProResHqAsFfprobeReadsIt) {
   EXPECT_EQ(video["nb_frames"], "12");
   EXPECT_EQ(video["r_frame_rate"], "30000/1001");
   EXPECT_EQ(video["sample_aspect_ratio"], "1:1");
-  // Colour parameters 2/2/2 ("unspecified") are written as an nclc 'colr' atom.
-  EXPECT_TRUE(fileContains(movie.path, std::string("colrnclc\0\x02\0\x02\0\x02", 14)));
+  // The 'colr' names the matrix the frames were made with: BT.601 at this size.
+  EXPECT_TRUE(fileContains(movie.path, std::string("colrnclc\0\x06\0\x01\0\x06", 14)));
+  EXPECT_EQ(video["color_space"], "smpte170m");
   EXPECT_EQ(decodeErrors(movie.path), "");
 }
 

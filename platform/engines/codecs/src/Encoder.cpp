@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <deque>
 #include <string>
 #include <utility>
@@ -36,6 +37,49 @@ AVColorSpace streamColourSpace(ColourMatrix matrix) {
       return AVCOL_SPC_BT2020_NCL;
     default:
       return AVCOL_SPC_BT709;
+  }
+}
+
+// Primaries to declare beside a matrix: BT.601 pictures of 576 lines are
+// 625-line (EBU) material, every other BT.601 size is taken as 525-line.
+AVColorPrimaries streamPrimaries(ColourMatrix matrix, int height) {
+  switch (matrix) {
+    case ColourMatrix::bt601:
+      return height == 576 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
+    case ColourMatrix::bt2020:
+      return AVCOL_PRI_BT2020;
+    default:
+      return AVCOL_PRI_BT709;
+  }
+}
+
+// Encoders that take only whole chroma samples and can still keep an odd
+// size: a v210 row of an odd width is laid out as that of the next even one,
+// so the padded frame is read back at the true width. (4:2:0 H.264 and HEVC
+// crop only in whole chroma samples: an odd size stays refused there.)
+bool padsToWholeChroma(AVCodecID codec) { return codec == AV_CODEC_ID_V210; }
+
+// Repeats the last column and row of a width x height picture into the rest
+// of its frame, plane by plane, so the padding codes like the picture's edge.
+void repeatEdges(AVFrame& frame, int width, int height) {
+  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  for (int c = 0; c < layout->nb_components; ++c) {
+    const AVComponentDescriptor& component = layout->comp[c];
+    const bool chroma = c == 1 || c == 2;
+    const int shiftW = chroma ? layout->log2_chroma_w : 0;
+    const int shiftH = chroma ? layout->log2_chroma_h : 0;
+    const int usedW = AV_CEIL_RSHIFT(width, shiftW), fullW = AV_CEIL_RSHIFT(frame.width, shiftW);
+    const int usedH = AV_CEIL_RSHIFT(height, shiftH), fullH = AV_CEIL_RSHIFT(frame.height, shiftH);
+    std::uint8_t* plane = frame.data[component.plane] + component.offset;
+    const int step = component.step;
+    for (int y = 0; y < usedH; ++y) {
+      std::uint8_t* row = plane + static_cast<std::ptrdiff_t>(y) * frame.linesize[component.plane];
+      for (int x = usedW; x < fullW; ++x) std::memcpy(row + x * step, row + (usedW - 1) * step, step);
+    }
+    const std::uint8_t* last = plane + static_cast<std::ptrdiff_t>(usedH - 1) * frame.linesize[component.plane];
+    for (int y = usedH; y < fullH; ++y)
+      std::memcpy(plane + static_cast<std::ptrdiff_t>(y) * frame.linesize[component.plane], last,
+                  static_cast<std::size_t>(fullW) * step);
   }
 }
 
@@ -102,6 +146,7 @@ std::string x264InstructionSets() {
 
 struct Encoder::Impl {
   EncoderConfig config;
+  bool padded = false;  // the codec's frame is larger than the picture (see padsToWholeChroma)
   const CodecEntry* entry = nullptr;
   CodecContextPtr context;
   FramePtr frame;
@@ -194,6 +239,13 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   context->height = config.height;
   context->pix_fmt =
       config.codecType == 'raw ' && config.depth == 32 ? AV_PIX_FMT_ARGB : nativeLayout(*entry, config, qualityValue);
+  if (padsToWholeChroma(codec->id)) {
+    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context->pix_fmt);
+    const int wholeW = 1 << layout->log2_chroma_w, wholeH = 1 << layout->log2_chroma_h;
+    context->width = (config.width + wholeW - 1) / wholeW * wholeW;
+    context->height = (config.height + wholeH - 1) / wholeH * wholeH;
+    impl->padded = context->width != config.width || context->height != config.height;
+  }
   context->time_base = AVRational{1, config.timeScale};
   if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
   context->thread_count = config.threads;
@@ -215,7 +267,7 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   const bool fullRange = context->pix_fmt == AV_PIX_FMT_YUVJ420P;
   context->color_range = fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   context->colorspace = streamColourSpace(impl->matrix);
-  context->color_primaries = impl->matrix == ColourMatrix::bt601 ? AVCOL_PRI_SMPTE170M : AVCOL_PRI_BT709;
+  context->color_primaries = streamPrimaries(impl->matrix, config.height);
   context->color_trc = AVCOL_TRC_BT709;
 
   if (!config.allowTemporal || config.keyFrameInterval == 1) {
@@ -323,8 +375,8 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
 
   impl->converter.setExecutor(context);
   impl->frame->format = context->pix_fmt;
-  impl->frame->width = config.width;
-  impl->frame->height = config.height;
+  impl->frame->width = context->width;
+  impl->frame->height = context->height;
   if (av_frame_get_buffer(impl->frame.get(), 0) < 0) return Status::outOfMemory;
   impl->frame->color_range = context->color_range;
   impl->frame->colorspace = context->colorspace;
@@ -352,7 +404,20 @@ Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, st
                        std::vector<EncodedFrame>& out) {
   Impl& impl = *impl_;
   if (Status s = impl.writableFrame(); s != Status::ok) return s;
-  if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) return s;
+  if (impl.padded) {
+    // The picture goes into the top left of the codec's larger frame.
+    AVFrame& frame = *impl.frame;
+    const int codedWidth = frame.width, codedHeight = frame.height;
+    frame.width = impl.config.width;
+    frame.height = impl.config.height;
+    const Status converted = impl.converter.fromExchange(image, impl.matrix, frame);
+    frame.width = codedWidth;
+    frame.height = codedHeight;
+    if (converted != Status::ok) return converted;
+    repeatEdges(frame, impl.config.width, impl.config.height);
+  } else if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) {
+    return s;
+  }
   impl.frame->pts = displayTime / impl.ticksPerFrame;
   impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
   // Encoders with a fixed quantiser (MPEG-4, JPEG) take it from each frame,
@@ -380,5 +445,14 @@ Status Encoder::finish(std::vector<EncodedFrame>& out) {
 FourCC Encoder::configAtomType() const { return impl_->atom.empty() ? 0 : impl_->atomType; }
 const std::vector<std::uint8_t>& Encoder::configAtom() const { return impl_->atom; }
 const EncoderConfig& Encoder::config() const { return impl_->config; }
+
+std::optional<ColourTags> Encoder::colourTags() const {
+  const AVCodecContext& context = *impl_->context;
+  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context.pix_fmt);
+  if (layout == nullptr || (layout->flags & AV_PIX_FMT_FLAG_RGB) != 0) return std::nullopt;
+  // FFmpeg's colour enumerations use these very code points.
+  return ColourTags{static_cast<int>(context.color_primaries), static_cast<int>(context.color_trc),
+                    static_cast<int>(context.colorspace), context.color_range == AVCOL_RANGE_JPEG};
+}
 
 }  // namespace vqt::codecs

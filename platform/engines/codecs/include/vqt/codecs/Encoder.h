@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "vqt/codecs/Image.h"
@@ -27,6 +28,15 @@ struct EncoderConfig {
   std::int64_t bitRate = 0;       // average bits per second for long-GOP codecs (0: the quality decides)
   ColourMatrix matrix = ColourMatrix::unspecified;
   int threads = 0;  // 0: one per processor
+};
+
+// What the coded pictures' Y'CbCr means, in the code points that 'colr'
+// ('nclc', 'nclx') and the bitstreams' own colour tags share.
+struct ColourTags {
+  int primaries = 2;  // 1 BT.709, 5 BT.470 B/G, 6 SMPTE 170M, 9 BT.2020; 2 unknown
+  int transfer = 2;   // 1 BT.709
+  int matrix = 2;     // 1 BT.709, 6 BT.601, 9 BT.2020
+  bool fullRange = false;
 };
 
 struct EncodedFrame {
@@ -55,6 +65,9 @@ class Encoder {
   FourCC configAtomType() const;
   const std::vector<std::uint8_t>& configAtom() const;
   const EncoderConfig& config() const;
+  // The colour the pictures were made in and the stream declares; absent for
+  // codecs that hold R'G'B'.
+  std::optional<ColourTags> colourTags() const;
 
  private:
   struct Impl;
