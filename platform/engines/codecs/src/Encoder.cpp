@@ -283,19 +283,19 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
     if (codec->id == AV_CODEC_ID_MPEG4) av_opt_set_int(context->priv_data, "sc_threshold", 1000000000, 0);
     if (!config.allowReordering || !config.allowTemporal) {
       context->max_b_frames = 0;
-    } else if (codec->id == AV_CODEC_ID_MPEG4 && config.frameRate > 0) {
-      // MPEG-4's rate control budgets each frame as if it lasted one tick of
-      // the time base: at 1/600 and 25 fps every frame would get a
-      // twenty-fourth of its bits. It is given a time base of one frame, and
-      // the times go to it and come back in whole frames.
-      const std::int64_t ticks = std::llround(config.timeScale / config.frameRate);
-      if (ticks > 1 && config.timeScale / ticks <= 65535) {
-        impl->ticksPerFrame = ticks;
-        av_reduce(&context->time_base.num, &context->time_base.den, ticks, config.timeScale, INT_MAX);
+    } else if (codec->id == AV_CODEC_ID_MPEG4) {
+      context->max_b_frames = 2;
+      if (config.bitRate > 0 && config.frameRate > 0) {
+        // MPEG-4's rate control budgets each frame as if it lasted one tick of
+        // the time base: at 1/600 and 25 fps every frame would get a
+        // twenty-fourth of its bits. With a data rate it is given a time base
+        // of one frame, and the times go to it and come back in whole frames.
+        const std::int64_t ticks = std::llround(config.timeScale / config.frameRate);
+        if (ticks > 1 && config.timeScale / ticks <= 65535) {
+          impl->ticksPerFrame = ticks;
+          av_reduce(&context->time_base.num, &context->time_base.den, ticks, config.timeScale, INT_MAX);
+        }
       }
-      // Its default tolerance of 4 Mbit lets a short movie drift far from the
-      // rate; half a second of bits keeps it close.
-      context->bit_rate_tolerance = static_cast<int>(std::min<std::int64_t>(config.bitRate / 2, INT_MAX));
     }
   }
   if (entry->configAtom != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
