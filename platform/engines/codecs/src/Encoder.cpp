@@ -53,11 +53,16 @@ AVColorPrimaries streamPrimaries(ColourMatrix matrix, int height) {
   }
 }
 
-// Encoders that take only whole chroma samples and can still keep an odd
-// size: a v210 row of an odd width is laid out as that of the next even one,
-// so the padded frame is read back at the true width. (4:2:0 H.264 and HEVC
-// crop only in whole chroma samples: an odd size stays refused there.)
-bool padsToWholeChroma(AVCodecID codec) { return codec == AV_CODEC_ID_V210; }
+// Encoders that take only whole chroma samples: an odd picture is coded in the
+// next size of whole chroma samples with its last column and row repeated.
+// A v210 row of an odd width is laid out as that of the next even one, so the
+// padded frame reads back at the true width. 4:2:0 H.264 and HEVC crop their
+// streams to the padded size (their cropping counts whole chroma samples);
+// the sample description keeps the true size, which FFmpeg's H.264 decoder
+// applies as the container's crop of the bottom and right edges.
+bool padsToWholeChroma(AVCodecID codec) {
+  return codec == AV_CODEC_ID_V210 || codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
+}
 
 // Repeats the last column and row of a width x height picture into the rest
 // of its frame, plane by plane, so the padding codes like the picture's edge.
