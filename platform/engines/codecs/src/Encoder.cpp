@@ -223,7 +223,11 @@ Encoder::Encoder(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Encoder::~Encoder() = default;
 
 // The picture's size, or for a codec that needs whole chroma samples the next
-// such size, in the layout the encoder is fed.
+// such size, in the layout the encoder is fed. The description keeps the true
+// size: v210 rows of an odd width are laid out as those of the next even one,
+// and 4:2:0 H.264 and HEVC, whose own cropping counts whole chroma samples,
+// crop only to the padded size (FFmpeg's H.264 decoder takes the rest from
+// the description, as a crop of the right and bottom edges).
 void Encoder::Impl::chooseLayout() {
   AVCodecContext& c = *context;
   c.width = config.width;
