@@ -1,8 +1,10 @@
 #include "CodecCatalogue.h"
 
-#include <set>
+#include <cmath>
+#include <cstdint>
 
 #include "Errors.h"
+#include "vqt/codecs/CodecTable.h"
 
 namespace qtmovie {
 
@@ -17,19 +19,25 @@ std::vector<CodecEntry> codecCatalogue(const Vantor::QuickTime::QuickTimeCodecWr
   return entries;
 }
 
-bool readerDecodes(const std::string& type) {
-  // Checked by writing two frames of each catalogue codec and decoding them with the reader;
-  // the library offers no query for its decompressors.
-  static const std::set<std::string> kDecoded = {"avc1", "jpeg", "apch", "apcn", "apcs", "apco",
-                                                 "ap4h", "ap4x", "v210", "AVdn", "rle ", "raw ",
-                                                 "png ", "mp4v", "2vuy", "dvc ", "dvcp", "hvc1"};
-  return kDecoded.count(type) != 0;
+namespace {
+
+const vqt::codecs::CodecEntry* engineEntry(const std::string& type) {
+  if (type.size() != 4) return nullptr;
+  const auto byte = [&type](int i) { return static_cast<std::uint32_t>(static_cast<unsigned char>(type[i])); };
+  return vqt::codecs::findCodec(byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3));
 }
 
-bool usesLongGop(const std::string& type) {
-  // Codecs that predict from other frames; every other catalogue codec codes each frame alone.
-  static const std::set<std::string> kPredictive = {"avc1", "hvc1", "mp4v", "h263"};
-  return kPredictive.count(type) != 0;
+}  // namespace
+
+bool readerDecodes(const std::string& type) {
+  const vqt::codecs::CodecEntry* entry = engineEntry(type);
+  return entry != nullptr && vqt::codecs::canRead(*entry);
+}
+
+int defaultKeyFrameInterval(const std::string& type, double framesPerSecond) {
+  const vqt::codecs::CodecEntry* entry = engineEntry(type);
+  if (entry == nullptr || entry->keyFrameSeconds <= 0) return 1;
+  return static_cast<int>(std::lround(entry->keyFrameSeconds * framesPerSecond));
 }
 
 void selectCodec(Vantor::QuickTime::QuickTimeCodecWriter& writer, std::string type) {

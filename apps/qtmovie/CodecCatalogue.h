@@ -15,10 +15,11 @@ struct CodecEntry {
 };
 
 std::vector<CodecEntry> codecCatalogue(const Vantor::QuickTime::QuickTimeCodecWriter& writer);
-// Whether the reader converts this codec's frames to floats.
+// Whether the reader converts this codec's frames to floats (the codec engine has its decoder).
 bool readerDecodes(const std::string& type);
-// Whether the codec predicts frames from others (so a key frame every frame wastes space).
-bool usesLongGop(const std::string& type);
+// Frames between key frames when none are asked for: 1 for intra codecs, the
+// codec table's key-frame spacing for those that predict from other frames.
+int defaultKeyFrameInterval(const std::string& type, double framesPerSecond);
 // Selects `type` (shorter types are padded with spaces); throws UsageError when absent.
 void selectCodec(Vantor::QuickTime::QuickTimeCodecWriter& writer, std::string type);
 

@@ -28,7 +28,6 @@ namespace qtmovie {
 namespace {
 
 constexpr int kToneRate = 48000;
-constexpr double kLongGopSeconds = 2.0;
 
 struct EncodeOptions {
   std::string output, codec = "apch", fps = "24", audio, timecode, reel, size = "1920x1080";
@@ -117,8 +116,7 @@ void runEncode(const EncodeOptions& o) {
   const FrameSource source = frameSource(o);
   std::string codec = o.codec;
   codec.resize(std::max<std::size_t>(codec.size(), 4), ' ');
-  const int keyframes =
-      o.keyframes.value_or(usesLongGop(codec) ? static_cast<int>(std::lround(kLongGopSeconds * rate.perSecond())) : 1);
+  const int keyframes = o.keyframes.value_or(defaultKeyFrameInterval(codec, rate.perSecond()));
 
   // The writer stages the movie beside the destination and moves it into place
   // only when closing succeeds; a writer left unclosed by an error or an

@@ -89,12 +89,11 @@ int QuickTimeCodecWriterPrivate::createCompressionSession() {
     ICMCompressionSessionOptionsRelease(options);
   }
   if (error != noErr || compressionSession == nullptr) {
-    // Name the codec and size: a codec that cannot hold this size (4:2:0
-    // H.264 and HEVC at an odd width or height) refuses it here.
+    // Name the codec and size: a codec that cannot hold this size (DV takes
+    // only its own frame sizes) refuses it here.
     const char type[5] = {static_cast<char>(codecType >> 24), static_cast<char>(codecType >> 16),
                           static_cast<char>(codecType >> 8), static_cast<char>(codecType), 0};
-    diagnostic(LogLevel::kError, "Failed to create compression session for '%s' at %dx%d%s: %ld\n", type, width, height,
-               (width % 2 == 1 || height % 2 == 1) ? " (odd sizes are refused by codecs that subsample chroma)" : "",
+    diagnostic(LogLevel::kError, "Failed to create compression session for '%s' at %dx%d: %ld\n", type, width, height,
                static_cast<long>(error));
     compressionSession = nullptr;
     return 7;

@@ -35,8 +35,7 @@ bool VqtGetCompressorCapabilities(CodecType codecType, VqtCompressorCapabilities
   const vqt::codecs::CodecEntry* entry = vqt::codecs::findCodec(codecType);
   if (entry == nullptr) return false;
   capabilities->temporal = entry->temporal;
-  // Every temporal codec of the engine can use B-frames.
-  capabilities->frameReordering = entry->temporal;
+  capabilities->frameReordering = entry->temporal && entry->bFrames != 0;
   capabilities->hasQuality = entry->quality.control != vqt::codecs::QualityControl::none;
   capabilities->hasLossless = capabilities->hasQuality && entry->quality.levels == 6;
   return true;

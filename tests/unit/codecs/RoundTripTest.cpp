@@ -68,6 +68,8 @@ INSTANTIATE_TEST_SUITE_P(WritableCodecs, RoundTrip, ::testing::Values(
   RoundTripCase{"H264", 'avc1', kPixelFormatArgb32, 320, 240, 10, 42},
   RoundTripCase{"H264Lossless", 'avc1', kPixelFormatArgb32, 320, 240, 3, 48, 0x400},
   RoundTripCase{"H264HighDefinition", 'avc1', kPixelFormatArgb32, 1280, 720, 2, 43},
+  RoundTripCase{"H264OddSize", 'avc1', kPixelFormatArgb32, 321, 181, 3, 40},
+  RoundTripCase{"HevcOddSize", 'hvc1', kPixelFormatR4fl, 321, 181, 3, 40},
   RoundTripCase{"Mpeg4", 'mp4v', kPixelFormatArgb32, 320, 240, 6, 39},
   RoundTripCase{"PhotoJpeg", 'jpeg', kPixelFormatArgb32, 320, 240, 2, 45},
   RoundTripCase{"Png", 'png ', kPixelFormatArgb32, 320, 240, 1, 99},
@@ -77,6 +79,7 @@ INSTANTIATE_TEST_SUITE_P(WritableCodecs, RoundTrip, ::testing::Values(
   RoundTripCase{"RawWithAlpha", 'raw ', kPixelFormatArgb32, 320, 240, 1, 99, 0x200, 32},
   RoundTripCase{"TwoVuy", '2vuy', kPixelFormatR408, 320, 240, 1, 47},
   RoundTripCase{"V210", 'v210', kPixelFormatR4fl, 320, 240, 1, 60},
+  RoundTripCase{"V210OddSize", 'v210', kPixelFormatR4fl, 321, 181, 1, 50},
   RoundTripCase{"DnxhrStandard", 'AVdn', kPixelFormatArgb32, 320, 240, 1, 46},
   RoundTripCase{"Dnxhr444", 'AVdn', kPixelFormatArgb32, 320, 240, 1, 56, 0x400},
   RoundTripCase{"DvPal", 'dvcp', kPixelFormatArgb32, 720, 576, 1, 45}

@@ -38,56 +38,96 @@ constexpr QualityMapping kHevcQuality{Q::x265Crf, {40, 34, 28, 22, 16, 0}};
 // Fixed quantiser scales, applied to every frame.
 constexpr QualityMapping kMpeg4Quality{Q::mpegQscale, {31, 15, 6, 3, 2, 1}};
 constexpr QualityMapping kJpegQuality{Q::mpegQscale, {31, 12, 5, 3, 2, 1}};
-// DNxHR profiles: 1 LB, 2 SQ, 3 HQ (8-bit 4:2:2), 4 HQX (10-bit 4:2:2), 5 444 (10-bit 4:4:4);
+// DNxHR profiles: LB, SQ, HQ (8-bit 4:2:2), HQX (10-bit 4:2:2), 444 (10-bit 4:4:4);
 // one profile a level and none lossless: five levels.
-constexpr QualityMapping kDnxhrQuality{Q::dnxhrProfile, {1, 2, 3, 4, 5, 5}, 5};
-constexpr QualityMapping kLossless{Q::none, {0, 0, 0, 0, 0, 0}};
+constexpr QualityMapping kDnxhrQuality{Q::dnxhrProfile,
+                                       {1, 2, 3, 4, 5, 5},
+                                       5,
+                                       {"dnxhr_lb", "dnxhr_sq", "dnxhr_hq", "dnxhr_hqx", "dnxhr_444", "dnxhr_444"},
+                                       {"yuv422p", "yuv422p", "yuv422p", "yuv422p10le", "yuv444p10le", "yuv444p10le"}};
+
+// Apple's vendor code, which players look for in ProRes frame headers.
+constexpr EncoderOption kProResOptions[] = {{"vendor", "apl0"}};
+// MPEG-4's encoder keeps closed groups of pictures only without scene-cut key frames.
+constexpr EncoderOption kMpeg4Options[] = {{"sc_threshold", "1000000000"}};
+// Full-range 4:2:0 JPEG is outside what the encoder calls strictly standard.
+constexpr EncoderOption kJpegOptions[] = {{"strict", "unofficial"}};
+
+// Long-GOP codecs offer a key frame every two seconds unless told otherwise.
+constexpr double kLongGop = 2.0;
+
+constexpr CodecEntry proRes(FourCC type, std::string_view name, std::string_view information, int profile, bool alpha) {
+  return {.type = type,
+          .name = name,
+          .information = information,
+          .decoder = "prores",
+          .encoder = "prores_ks",
+          .profile = profile,
+          .options = kProResOptions,
+          .encodeLayout = alpha ? "yuv444p10le" : "yuv422p10le",
+          .encodeAlphaLayout = alpha ? "yuva444p10le" : "",
+          .cpix = kDeepYCbCr,
+          .alphaBits = alpha ? 16 : 0,
+          .quality = kProResQuality};
+}
 
 // clang-format off
 constexpr CodecEntry kCodecs[] = {
-  {'apco', "ProRes 422 Proxy", "ProRes 422 Proxy, 10-bit 4:2:2, through FFmpeg libavcodec",
-   "prores", "prores_ks", 0, "yuv422p10le", "", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'apcs', "ProRes 422 LT", "ProRes 422 LT, 10-bit 4:2:2, through FFmpeg libavcodec",
-   "prores", "prores_ks", 1, "yuv422p10le", "", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'apcn', "ProRes 422", "ProRes 422, 10-bit 4:2:2, through FFmpeg libavcodec",
-   "prores", "prores_ks", 2, "yuv422p10le", "", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'apch', "ProRes 422 HQ", "ProRes 422 HQ, 10-bit 4:2:2, through FFmpeg libavcodec",
-   "prores", "prores_ks", 3, "yuv422p10le", "", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'ap4h', "ProRes 4444", "ProRes 4444, 12-bit 4:4:4 with alpha, through FFmpeg libavcodec",
-   "prores", "prores_ks", 4, "yuv444p10le", "yuva444p10le", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'ap4x', "ProRes 4444 XQ", "ProRes 4444 XQ, 12-bit 4:4:4 with alpha, through FFmpeg libavcodec",
-   "prores", "prores_ks", 5, "yuv444p10le", "yuva444p10le", kDeepYCbCr, kProResQuality, 24, false, 0, ""},
-  {'avc1', "H.264", "H.264 / AVC: FFmpeg libavcodec decoder, x264 encoder",
-   "h264", "libx264", -1, "yuv420p", "", kAnyDepthYCbCr, kH264Quality, 24, true, 'avcC', ""},
-  {'hvc1', "HEVC", "HEVC / H.265 (parameter sets in the description): FFmpeg libavcodec decoder, x265 encoder",
-   "hevc", "libx265", -1, "yuv420p", "", kAnyDepthYCbCr, kHevcQuality, 24, true, 'hvcC', "", "yuv420p10le"},
-  {'hev1', "HEVC (in-band parameters)", "HEVC / H.265 (parameter sets in the stream), FFmpeg libavcodec decoder",
-   "hevc", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, true, 'hvcC', ""},
-  {'mp4v', "MPEG-4 Video", "MPEG-4 Part 2 video through FFmpeg libavcodec",
-   "mpeg4", "mpeg4", -1, "yuv420p", "", kVideoYCbCr, kMpeg4Quality, 24, true, 'esds', ""},
-  {'jpeg', "Photo - JPEG", "JPEG (4:2:0, full range) through FFmpeg libavcodec",
-   "mjpeg", "mjpeg", -1, "yuvj420p", "", kJpegYCbCr, kJpegQuality, 24, false, 0, ""},
-  {'mjpa', "Motion JPEG A", "Motion JPEG format A, FFmpeg libavcodec decoder",
-   "mjpeg", "", -1, "", "", kJpegYCbCr, kLossless, 24, false, 0, ""},
-  {'png ', "PNG", "PNG, 8 or 16 bits a channel, through FFmpeg libavcodec",
-   "png", "png", -1, "rgb24", "rgba", kDeepRgb, kLossless, 24, false, 0, "", "rgb48be", "rgba64be"},
-  {'rle ', "Animation", "QuickTime Animation (run-length RGB) through FFmpeg libavcodec",
-   "qtrle", "qtrle", -1, "rgb24", "argb", kRgb, kLossless, 24, false, 0, ""},
-  {'raw ', "None", "Uncompressed RGB (24-bit) or ARGB (32-bit) through FFmpeg libavcodec",
-   "rawvideo", "rawvideo", -1, "rgb24", "argb", kRgb, kLossless, 24, false, 0, "rgb24"},
-  {'2vuy', "Component Video - CCIR-601 uyvy", "Uncompressed 8-bit 4:2:2 Y'CbCr through FFmpeg libavcodec",
-   "rawvideo", "rawvideo", -1, "uyvy422", "", kVideoYCbCr, kLossless, 24, false, 0, "uyvy422"},
-  {'v210', "Component Y'CbCr 10-bit 4:2:2", "Uncompressed 10-bit 4:2:2 Y'CbCr through FFmpeg libavcodec",
-   "v210", "v210", -1, "yuv422p10le", "", kDeepYCbCr, kLossless, 24, false, 0, ""},
-  {'AVdn', "DNxHR / DNxHD", "VC-3 (DNxHD, DNxHR) through FFmpeg libavcodec; quality picks the DNxHR profile",
-   "dnxhd", "dnxhd", -1, "yuv422p", "", kAnyDepthYCbCr, kDnxhrQuality, 24, false, 0, ""},
+  proRes('apco', "ProRes 422 Proxy", "ProRes 422 Proxy, 10-bit 4:2:2, through FFmpeg libavcodec", 0, false),
+  proRes('apcs', "ProRes 422 LT", "ProRes 422 LT, 10-bit 4:2:2, through FFmpeg libavcodec", 1, false),
+  proRes('apcn', "ProRes 422", "ProRes 422, 10-bit 4:2:2, through FFmpeg libavcodec", 2, false),
+  proRes('apch', "ProRes 422 HQ", "ProRes 422 HQ, 10-bit 4:2:2, through FFmpeg libavcodec", 3, false),
+  proRes('ap4h', "ProRes 4444", "ProRes 4444, 12-bit 4:4:4 with alpha, through FFmpeg libavcodec", 4, true),
+  proRes('ap4x', "ProRes 4444 XQ", "ProRes 4444 XQ, 12-bit 4:4:4 with alpha, through FFmpeg libavcodec", 5, true),
+  {.type = 'avc1', .name = "H.264", .information = "H.264 / AVC: FFmpeg libavcodec decoder, x264 encoder",
+   .decoder = "h264", .encoder = "libx264", .library = EncoderLibrary::x264, .encodeLayout = "yuv420p",
+   .cpix = kAnyDepthYCbCr, .oddSize = OddSize::padToWholeChroma, .quality = kH264Quality, .temporal = true,
+   .keyFrameSeconds = kLongGop, .dataRate = DataRateControl::bufferedPeaks, .configAtom = 'avcC'},
+  {.type = 'hvc1', .name = "HEVC",
+   .information = "HEVC / H.265 (parameter sets in the description): FFmpeg libavcodec decoder, x265 encoder",
+   .decoder = "hevc", .encoder = "libx265", .library = EncoderLibrary::x265, .encodeLayout = "yuv420p",
+   .deepLayout = "yuv420p10le", .cpix = kAnyDepthYCbCr, .oddSize = OddSize::padToWholeChroma,
+   .quality = kHevcQuality, .temporal = true, .keyFrameSeconds = kLongGop,
+   .dataRate = DataRateControl::bufferedPeaks, .configAtom = 'hvcC'},
+  {.type = 'hev1', .name = "HEVC (in-band parameters)",
+   .information = "HEVC / H.265 (parameter sets in the stream), FFmpeg libavcodec decoder", .decoder = "hevc",
+   .cpix = kAnyDepthYCbCr, .temporal = true, .keyFrameSeconds = kLongGop, .configAtom = 'hvcC'},
+  {.type = 'mp4v', .name = "MPEG-4 Video", .information = "MPEG-4 Part 2 video through FFmpeg libavcodec",
+   .decoder = "mpeg4", .encoder = "mpeg4", .options = kMpeg4Options, .encodeLayout = "yuv420p", .cpix = kVideoYCbCr,
+   .quality = kMpeg4Quality, .temporal = true, .bFrames = 2, .keyFrameSeconds = kLongGop,
+   .dataRate = DataRateControl::frameTimeBase, .configAtom = 'esds'},
+  {.type = 'jpeg', .name = "Photo - JPEG", .information = "JPEG (4:2:0, full range) through FFmpeg libavcodec",
+   .decoder = "mjpeg", .encoder = "mjpeg", .options = kJpegOptions, .encodeLayout = "yuvj420p", .cpix = kJpegYCbCr,
+   .matrix = MatrixRule::alwaysBt601, .fullRange = true, .quality = kJpegQuality},
+  {.type = 'mjpa', .name = "Motion JPEG A", .information = "Motion JPEG format A, FFmpeg libavcodec decoder",
+   .decoder = "mjpeg", .cpix = kJpegYCbCr, .matrix = MatrixRule::alwaysBt601, .fullRange = true},
+  {.type = 'png ', .name = "PNG", .information = "PNG, 8 or 16 bits a channel, through FFmpeg libavcodec",
+   .decoder = "png", .encoder = "png", .encodeLayout = "rgb24", .encodeAlphaLayout = "rgba", .deepLayout = "rgb48be",
+   .deepAlphaLayout = "rgba64be", .cpix = kDeepRgb},
+  {.type = 'rle ', .name = "Animation",
+   .information = "QuickTime Animation (run-length RGB) through FFmpeg libavcodec", .decoder = "qtrle",
+   .encoder = "qtrle", .encodeLayout = "rgb24", .encodeAlphaLayout = "argb", .cpix = kRgb},
+  {.type = 'raw ', .name = "None",
+   .information = "Uncompressed RGB (24-bit) or ARGB (32-bit) through FFmpeg libavcodec", .decoder = "rawvideo",
+   .encoder = "rawvideo", .encodeLayout = "rgb24", .encodeAlphaLayout = "argb", .rawLayout = "rgb24",
+   .rawAlphaLayout = "argb", .cpix = kRgb},
+  {.type = '2vuy', .name = "Component Video - CCIR-601 uyvy",
+   .information = "Uncompressed 8-bit 4:2:2 Y'CbCr through FFmpeg libavcodec", .decoder = "rawvideo",
+   .encoder = "rawvideo", .encodeLayout = "uyvy422", .rawLayout = "uyvy422", .cpix = kVideoYCbCr},
+  {.type = 'v210', .name = "Component Y'CbCr 10-bit 4:2:2",
+   .information = "Uncompressed 10-bit 4:2:2 Y'CbCr through FFmpeg libavcodec", .decoder = "v210", .encoder = "v210",
+   .encodeLayout = "yuv422p10le", .cpix = kDeepYCbCr, .oddSize = OddSize::padToWholeChroma},
+  {.type = 'AVdn', .name = "DNxHR / DNxHD",
+   .information = "VC-3 (DNxHD, DNxHR) through FFmpeg libavcodec; quality picks the DNxHR profile",
+   .decoder = "dnxhd", .encoder = "dnxhd", .encodeLayout = "yuv422p", .cpix = kAnyDepthYCbCr,
+   .matrix = MatrixRule::alwaysBt709, .quality = kDnxhrQuality},
   // Other writers label DNxHR (the resolution-independent profiles) as 'AVdh'.
-  {'AVdh', "DNxHR", "VC-3 DNxHR (LB, SQ, HQ, HQX, 444), FFmpeg libavcodec decoder",
-   "dnxhd", "", -1, "", "", kAnyDepthYCbCr, kLossless, 24, false, 0, ""},
-  {'dvc ', "DV - NTSC", "DV25 NTSC (720x480, 4:1:1) through FFmpeg libavcodec",
-   "dvvideo", "dvvideo", -1, "yuv411p", "", kVideoYCbCr, kLossless, 24, false, 0, ""},
-  {'dvcp', "DV - PAL", "DV25 PAL (720x576, 4:2:0) through FFmpeg libavcodec",
-   "dvvideo", "dvvideo", -1, "yuv420p", "", kVideoYCbCr, kLossless, 24, false, 0, ""},
+  {.type = 'AVdh', .name = "DNxHR", .information = "VC-3 DNxHR (LB, SQ, HQ, HQX, 444), FFmpeg libavcodec decoder",
+   .decoder = "dnxhd", .cpix = kAnyDepthYCbCr, .matrix = MatrixRule::alwaysBt709},
+  {.type = 'dvc ', .name = "DV - NTSC", .information = "DV25 NTSC (720x480, 4:1:1) through FFmpeg libavcodec",
+   .decoder = "dvvideo", .encoder = "dvvideo", .encodeLayout = "yuv411p", .cpix = kVideoYCbCr},
+  {.type = 'dvcp', .name = "DV - PAL", .information = "DV25 PAL (720x576, 4:2:0) through FFmpeg libavcodec",
+   .decoder = "dvvideo", .encoder = "dvvideo", .encodeLayout = "yuv420p", .cpix = kVideoYCbCr},
 };
 // clang-format on
 

@@ -173,8 +173,8 @@ Status Decoder::create(const DecoderConfig& config, std::unique_ptr<Decoder>& de
   context->codec_tag = codecTagFromFourCC(config.codecType);  // ProRes needs it for its profile
   context->bits_per_coded_sample = config.depth;
   if (!entry->rawLayout.empty()) {
-    const bool argb = config.codecType == 'raw ' && config.depth == 32;
-    context->pix_fmt = argb ? AV_PIX_FMT_ARGB : av_get_pix_fmt(std::string(entry->rawLayout).c_str());
+    const bool alpha = config.depth == 32 && !entry->rawAlphaLayout.empty();
+    context->pix_fmt = av_get_pix_fmt(std::string(alpha ? entry->rawAlphaLayout : entry->rawLayout).c_str());
   }
 
   std::vector<std::uint8_t> setup = config.configAtom;

@@ -53,12 +53,6 @@ AVColorPrimaries streamPrimaries(ColourMatrix matrix, int height) {
   }
 }
 
-// Encoders that take only whole chroma samples and can still keep an odd
-// size: a v210 row of an odd width is laid out as that of the next even one,
-// so the padded frame is read back at the true width. (4:2:0 H.264 and HEVC
-// crop only in whole chroma samples: an odd size stays refused there.)
-bool padsToWholeChroma(AVCodecID codec) { return codec == AV_CODEC_ID_V210; }
-
 // Repeats the last column and row of a width x height picture into the rest
 // of its frame, plane by plane, so the padding codes like the picture's edge.
 void repeatEdges(AVFrame& frame, int width, int height) {
@@ -83,34 +77,30 @@ void repeatEdges(AVFrame& frame, int width, int height) {
   }
 }
 
-// DNxHR profile names by the value of the quality table.
-const char* dnxhrProfileName(int value) {
-  switch (value) {
-    case 1:
-      return "dnxhr_lb";
-    case 2:
-      return "dnxhr_sq";
-    case 3:
-      return "dnxhr_hq";
-    case 4:
-      return "dnxhr_hqx";
-    default:
-      return "dnxhr_444";
-  }
-}
+AVPixelFormat layoutNamed(std::string_view name) { return av_get_pix_fmt(std::string(name).c_str()); }
 
-AVPixelFormat nativeLayout(const CodecEntry& entry, const EncoderConfig& config, int qualityValue) {
-  if (entry.quality.control == QualityControl::dnxhrProfile) {
-    if (qualityValue == 4) return AV_PIX_FMT_YUV422P10LE;
-    if (qualityValue == 5) return AV_PIX_FMT_YUV444P10LE;
-    return AV_PIX_FMT_YUV422P;
-  }
+// The layout the encoder is fed: the quality level's own where it picks a
+// profile, else 16 bits a channel for deep sources where the codec holds
+// them, with alpha at depth 32 where it keeps alpha.
+AVPixelFormat nativeLayout(const CodecEntry& entry, const EncoderConfig& config, int level) {
+  if (!entry.quality.layouts[level].empty()) return layoutNamed(entry.quality.layouts[level]);
   const bool alpha = config.depth == 32 && !entry.encodeAlphaLayout.empty();
   const bool deep = config.sourceFormat == kPixelFormatB64a || config.sourceFormat == kPixelFormatB48r ||
                     config.sourceFormat == kPixelFormatR4fl;
-  if (deep && !entry.deepLayout.empty())
-    return av_get_pix_fmt(std::string(alpha ? entry.deepAlphaLayout : entry.deepLayout).c_str());
-  return av_get_pix_fmt(std::string(alpha ? entry.encodeAlphaLayout : entry.encodeLayout).c_str());
+  if (deep && !entry.deepLayout.empty()) return layoutNamed(alpha ? entry.deepAlphaLayout : entry.deepLayout);
+  return layoutNamed(alpha ? entry.encodeAlphaLayout : entry.encodeLayout);
+}
+
+ColourMatrix encodingMatrix(const CodecEntry& entry, const EncoderConfig& config) {
+  switch (entry.matrix) {
+    case MatrixRule::alwaysBt709:
+      return ColourMatrix::bt709;
+    case MatrixRule::alwaysBt601:
+      return ColourMatrix::bt601;
+    case MatrixRule::bySize:
+      break;
+  }
+  return resolveColourMatrix(config.matrix, config.height);
 }
 
 // x264's instruction sets as its "asm" option names them, all that the CPU
@@ -146,8 +136,9 @@ std::string x264InstructionSets() {
 
 struct Encoder::Impl {
   EncoderConfig config;
-  bool padded = false;  // the codec's frame is larger than the picture (see padsToWholeChroma)
+  bool padded = false;  // the codec's frame is larger than the picture (OddSize::padToWholeChroma)
   const CodecEntry* entry = nullptr;
+  const AVCodec* codec = nullptr;
   CodecContextPtr context;
   FramePtr frame;
   std::vector<FramePtr> spareFrames;  // frames handed to frame threads, reused once free
@@ -158,7 +149,21 @@ struct Encoder::Impl {
   FourCC atomType = 0;
   std::vector<std::uint8_t> atom;
   bool annexB = false;
-  std::int64_t ticksPerFrame = 1;  // display time units in one tick of the encoder's time base
+  std::int64_t ticksPerFrame = 1;          // display time units in one tick of the encoder's time base
+  int level = 0;                           // index into the entry's quality levels
+  bool dataRateRules = false;              // an average data rate replaces the quality mapping
+  std::vector<std::string> libraryParams;  // x264-params / x265-params, joined by ':'
+
+  // The steps of Encoder::create, in order.
+  void chooseLayout();
+  void setTiming();
+  void setColour();
+  void setGroupOfPictures();
+  void setDataRate();
+  void setQuality();
+  void setEncoderOptions();
+  Status open();
+  void makeConfigAtom();
 
   Status receive(std::vector<EncodedFrame>& out);
   Status writableFrame();
@@ -217,6 +222,204 @@ Status Encoder::Impl::receive(std::vector<EncodedFrame>& out) {
 Encoder::Encoder(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Encoder::~Encoder() = default;
 
+// The picture's size, or for a codec that needs whole chroma samples the next
+// such size, in the layout the encoder is fed. The description keeps the true
+// size: v210 rows of an odd width are laid out as those of the next even one,
+// and 4:2:0 H.264 and HEVC, whose own cropping counts whole chroma samples,
+// crop only to the padded size (FFmpeg's H.264 decoder takes the rest from
+// the description, as a crop of the right and bottom edges).
+void Encoder::Impl::chooseLayout() {
+  AVCodecContext& c = *context;
+  c.width = config.width;
+  c.height = config.height;
+  c.pix_fmt = nativeLayout(*entry, config, level);
+  if (entry->oddSize == OddSize::padToWholeChroma) {
+    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(c.pix_fmt);
+    const int wholeW = 1 << layout->log2_chroma_w, wholeH = 1 << layout->log2_chroma_h;
+    c.width = (config.width + wholeW - 1) / wholeW * wholeW;
+    c.height = (config.height + wholeH - 1) / wholeH * wholeH;
+    padded = c.width != config.width || c.height != config.height;
+  }
+}
+
+void Encoder::Impl::setTiming() {
+  AVCodecContext& c = *context;
+  c.time_base = AVRational{1, config.timeScale};
+  if (config.frameRate > 0) c.framerate = av_d2q(config.frameRate, 1 << 20);
+  c.thread_count = config.threads;
+  // Intra-only encoders with frame threads use them: each frame is encoded
+  // whole on one thread while the caller lays out the next, so no core waits
+  // for a frame's slowest slice. Those with slice threads only use these, and
+  // our own pixel unpacking then runs in bands on the same threads.
+  if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_FRAME_THREADS)) {
+    c.thread_type = FF_THREAD_FRAME;
+  } else if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_SLICE_THREADS)) {
+    c.thread_type = FF_THREAD_SLICE;
+  }
+  c.codec_tag = codecTagFromFourCC(config.codecType);
+}
+
+// The matrix the pixels are made with is the one the stream declares.
+void Encoder::Impl::setColour() {
+  AVCodecContext& c = *context;
+  matrix = encodingMatrix(*entry, config);
+  c.color_range = entry->fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  c.colorspace = streamColourSpace(matrix);
+  c.color_primaries = streamPrimaries(matrix, config.height);
+  c.color_trc = AVCOL_TRC_BT709;
+}
+
+void Encoder::Impl::setGroupOfPictures() {
+  AVCodecContext& c = *context;
+  if (!config.allowTemporal || config.keyFrameInterval == 1) {
+    c.gop_size = 0;  // intra only
+  } else if (config.keyFrameInterval > 0) {
+    c.gop_size = config.keyFrameInterval;
+  }
+  if (!entry->temporal) return;
+  // Every key frame must be a place to start decoding: no B-frame after it in
+  // decode order may lean on the previous group of pictures.
+  c.flags |= AV_CODEC_FLAG_CLOSED_GOP;
+  if (!config.allowReordering || !config.allowTemporal) {
+    c.max_b_frames = 0;
+  } else if (entry->bFrames >= 0) {
+    c.max_b_frames = entry->bFrames;
+  }
+}
+
+// A data rate replaces the quality mapping on codecs that budget bits across
+// frames; intra codecs (ProRes, DNxHR, JPEG, ...) have a fixed rate per quality
+// and keep it.
+void Encoder::Impl::setDataRate() {
+  dataRateRules = config.bitRate > 0 && entry->temporal;
+  if (!dataRateRules) return;
+  AVCodecContext& c = *context;
+  c.bit_rate = config.bitRate;
+  switch (entry->dataRate) {
+    case DataRateControl::bufferedPeaks:
+      // Peaks up to half as much again over a two-second buffer: a player with
+      // that much room never starves, and a scene change still gets its bits.
+      c.rc_max_rate = config.bitRate + config.bitRate / 2;
+      c.rc_buffer_size = static_cast<int>(std::min<std::int64_t>(config.bitRate * 2, INT_MAX));
+      // The macroblock tree spends less on what later frames will not refer
+      // to, which over a few seconds leaves a third of the asked rate unspent.
+      if (entry->library == EncoderLibrary::x264) av_opt_set_int(c.priv_data, "mbtree", 0, 0);
+      if (entry->library == EncoderLibrary::x265) libraryParams.emplace_back("cutree=0");
+      break;
+    case DataRateControl::frameTimeBase:
+      // MPEG-4's rate control budgets each frame as if it lasted one tick of
+      // the time base (1/600 s, not 1/25), and only its correction for bits
+      // spent against the clock, which does read the times, keeps the rate.
+      // A tolerance of a quarter second of bits lets that correction lead.
+      c.bit_rate_tolerance = static_cast<int>(std::min<std::int64_t>(config.bitRate / 4, INT_MAX));
+      // And it is given a time base of one frame: at 1/600 and 25 fps every
+      // frame would get a twenty-fourth of its bits. The times go to it and
+      // come back in whole frames.
+      if (config.frameRate > 0 && config.allowTemporal && config.allowReordering) {
+        const std::int64_t ticks = std::llround(config.timeScale / config.frameRate);
+        if (ticks > 1 && config.timeScale / ticks <= 65535) {
+          ticksPerFrame = ticks;
+          av_reduce(&c.time_base.num, &c.time_base.den, ticks, config.timeScale, INT_MAX);
+        }
+      }
+      break;
+    case DataRateControl::none:
+      break;
+  }
+}
+
+void Encoder::Impl::setQuality() {
+  AVCodecContext& c = *context;
+  const int value = entry->quality.values[level];
+  switch (dataRateRules ? QualityControl::none : entry->quality.control) {
+    case QualityControl::x264Crf:
+      av_opt_set_double(c.priv_data, "crf", value, 0);
+      break;
+    case QualityControl::x265Crf:
+      if (value == 0) {
+        libraryParams.emplace_back("lossless=1");
+      } else {
+        av_opt_set_double(c.priv_data, "crf", value, 0);
+      }
+      break;
+    case QualityControl::mpegQscale:
+      c.flags |= AV_CODEC_FLAG_QSCALE;
+      c.global_quality = FF_QP2LAMBDA * value;
+      c.qmin = 1;
+      c.qmax = 31;
+      break;
+    case QualityControl::proresQuantiser:
+      // prores_ks takes its fixed quantiser from the global quality when it opens.
+      if (value > 0) c.global_quality = FF_QP2LAMBDA * value;
+      break;
+    case QualityControl::dnxhrProfile:
+      av_opt_set(c.priv_data, "profile", std::string(entry->quality.profiles[level]).c_str(), 0);
+      break;
+    case QualityControl::none:
+      break;
+  }
+}
+
+void Encoder::Impl::setEncoderOptions() {
+  AVCodecContext& c = *context;
+  if (entry->configAtom != 0) c.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  if (entry->profile >= 0) av_opt_set_int(c.priv_data, "profile", entry->profile, 0);
+  for (const EncoderOption& option : entry->options) {
+    const std::string name(option.name), value(option.value);
+    if (av_opt_set(c.priv_data, name.c_str(), value.c_str(), 0) < 0) av_opt_set(&c, name.c_str(), value.c_str(), 0);
+  }
+  if (config.depth == 32 && entry->alphaBits > 0 && !entry->encodeAlphaLayout.empty())
+    av_opt_set_int(c.priv_data, "alpha_bits", entry->alphaBits, 0);
+  switch (entry->library) {
+    case EncoderLibrary::x264:
+      if (const std::string sets = x264InstructionSets(); !sets.empty()) libraryParams.push_back("asm=" + sets);
+      break;
+    case EncoderLibrary::x265:
+      // x265 logs on its own, past FFmpeg's log level; its pool takes the session's thread count.
+      libraryParams.emplace_back("log-level=none");
+      if (config.threads > 0) libraryParams.push_back("pools=" + std::to_string(config.threads));
+      break;
+    case EncoderLibrary::libavcodec:
+      break;
+  }
+  if (entry->library == EncoderLibrary::libavcodec) return;
+  std::string joined;
+  for (const std::string& param : libraryParams) joined += (joined.empty() ? "" : ":") + param;
+  const char* option = entry->library == EncoderLibrary::x264 ? "x264-params" : "x265-params";
+  if (!joined.empty()) av_opt_set(c.priv_data, option, joined.c_str(), 0);
+}
+
+Status Encoder::Impl::open() {
+  if (avcodec_open2(context.get(), codec, nullptr) < 0) return Status::unsupportedFormat;
+  converter.setExecutor(context.get());
+  frame->format = context->pix_fmt;
+  frame->width = context->width;
+  frame->height = context->height;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) return Status::outOfMemory;
+  frame->color_range = context->color_range;
+  frame->colorspace = context->colorspace;
+  return Status::ok;
+}
+
+// The codec setup for the image description, from the encoder's global header.
+void Encoder::Impl::makeConfigAtom() {
+  atomType = entry->configAtom;
+  const std::span<const std::uint8_t> extradata(context->extradata, static_cast<std::size_t>(context->extradata_size));
+  if (entry->configAtom == 'avcC') {
+    annexB = true;
+    atom = startsWithStartCode(extradata) ? avcConfigurationFromAnnexB(extradata)
+                                          : std::vector<std::uint8_t>(extradata.begin(), extradata.end());
+  } else if (entry->configAtom == 'hvcC') {
+    annexB = true;
+    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context->pix_fmt);
+    const int chroma = layout->log2_chroma_w == 0 ? 3 : (layout->log2_chroma_h == 0 ? 2 : 1);
+    atom = hevcConfigurationFromAnnexB(extradata, chroma, layout->comp[0].depth);
+  } else if (entry->configAtom == 'esds') {
+    const std::int64_t averageRate = dataRateRules ? config.bitRate : context->bit_rate;
+    atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(std::min<std::int64_t>(averageRate, INT_MAX)));
+  }
+}
+
 Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& encoder) {
   const CodecEntry* entry = findCodec(config.codecType);
   if (entry == nullptr || entry->encoder.empty()) return Status::noCodec;
@@ -228,174 +431,22 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   auto impl = std::make_unique<Impl>();
   impl->config = config;
   impl->entry = entry;
+  impl->codec = codec;
+  impl->level = qualityLevelIndex(config.quality);
   impl->context.reset(avcodec_alloc_context3(codec));
   impl->frame.reset(av_frame_alloc());
   impl->packet.reset(av_packet_alloc());
   if (!impl->context || !impl->frame || !impl->packet) return Status::outOfMemory;
 
-  AVCodecContext* context = impl->context.get();
-  const int qualityValue = entry->quality.values[qualityLevelIndex(config.quality)];
-  context->width = config.width;
-  context->height = config.height;
-  context->pix_fmt =
-      config.codecType == 'raw ' && config.depth == 32 ? AV_PIX_FMT_ARGB : nativeLayout(*entry, config, qualityValue);
-  if (padsToWholeChroma(codec->id)) {
-    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context->pix_fmt);
-    const int wholeW = 1 << layout->log2_chroma_w, wholeH = 1 << layout->log2_chroma_h;
-    context->width = (config.width + wholeW - 1) / wholeW * wholeW;
-    context->height = (config.height + wholeH - 1) / wholeH * wholeH;
-    impl->padded = context->width != config.width || context->height != config.height;
-  }
-  context->time_base = AVRational{1, config.timeScale};
-  if (config.frameRate > 0) context->framerate = av_d2q(config.frameRate, 1 << 20);
-  context->thread_count = config.threads;
-  // Intra-only encoders with frame threads use them: each frame is encoded
-  // whole on one thread while the caller lays out the next, so no core waits
-  // for a frame's slowest slice. Those with slice threads only use these, and
-  // our own pixel unpacking then runs in bands on the same threads.
-  if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_FRAME_THREADS)) {
-    context->thread_type = FF_THREAD_FRAME;
-  } else if (!entry->temporal && (codec->capabilities & AV_CODEC_CAP_SLICE_THREADS)) {
-    context->thread_type = FF_THREAD_SLICE;
-  }
-  context->codec_tag = codecTagFromFourCC(config.codecType);
-  impl->matrix = resolveColourMatrix(config.matrix, config.height);
-  // VC-3 streams always declare BT.709, so that is the matrix their pixels must be made with.
-  if (codec->id == AV_CODEC_ID_DNXHD) impl->matrix = ColourMatrix::bt709;
-  // JPEG (JFIF) is BT.601 full range at every size: it has no way to say otherwise.
-  if (codec->id == AV_CODEC_ID_MJPEG) impl->matrix = ColourMatrix::bt601;
-  const bool fullRange = context->pix_fmt == AV_PIX_FMT_YUVJ420P;
-  context->color_range = fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
-  context->colorspace = streamColourSpace(impl->matrix);
-  context->color_primaries = streamPrimaries(impl->matrix, config.height);
-  context->color_trc = AVCOL_TRC_BT709;
-
-  if (!config.allowTemporal || config.keyFrameInterval == 1) {
-    context->gop_size = 0;  // intra only
-  } else if (config.keyFrameInterval > 0) {
-    context->gop_size = config.keyFrameInterval;
-  }
-  if (entry->temporal) {
-    // Every key frame must be a place to start decoding: no B-frame after it in
-    // decode order may lean on the previous group of pictures.
-    context->flags |= AV_CODEC_FLAG_CLOSED_GOP;
-    // MPEG-4's encoder keeps closed groups only without scene-cut key frames.
-    if (codec->id == AV_CODEC_ID_MPEG4) av_opt_set_int(context->priv_data, "sc_threshold", 1000000000, 0);
-    if (!config.allowReordering || !config.allowTemporal) {
-      context->max_b_frames = 0;
-    } else if (codec->id == AV_CODEC_ID_MPEG4) {
-      context->max_b_frames = 2;
-      if (config.bitRate > 0 && config.frameRate > 0) {
-        // MPEG-4's rate control budgets each frame as if it lasted one tick of
-        // the time base: at 1/600 and 25 fps every frame would get a
-        // twenty-fourth of its bits. With a data rate it is given a time base
-        // of one frame, and the times go to it and come back in whole frames.
-        const std::int64_t ticks = std::llround(config.timeScale / config.frameRate);
-        if (ticks > 1 && config.timeScale / ticks <= 65535) {
-          impl->ticksPerFrame = ticks;
-          av_reduce(&context->time_base.num, &context->time_base.den, ticks, config.timeScale, INT_MAX);
-        }
-      }
-    }
-  }
-  if (entry->configAtom != 0) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  std::vector<std::string> x265Params;
-
-  // A data rate replaces the quality mapping on codecs that budget bits across
-  // frames; intra codecs (ProRes, DNxHR, JPEG, ...) have a fixed rate per quality
-  // and keep it.
-  const bool dataRateRules = config.bitRate > 0 && entry->temporal;
-  if (dataRateRules) {
-    context->bit_rate = config.bitRate;
-    if (entry->encoder == "libx264" || entry->encoder == "libx265") {
-      // Peaks up to half as much again over a two-second buffer: a player with
-      // that much room never starves, and a scene change still gets its bits.
-      context->rc_max_rate = config.bitRate + config.bitRate / 2;
-      context->rc_buffer_size = static_cast<int>(std::min<std::int64_t>(config.bitRate * 2, INT_MAX));
-      // The macroblock tree spends less on what later frames will not refer
-      // to, which over a few seconds leaves a third of the asked rate unspent.
-      if (entry->encoder == "libx264") av_opt_set_int(context->priv_data, "mbtree", 0, 0);
-      if (entry->encoder == "libx265") x265Params.emplace_back("cutree=0");
-    } else if (codec->id == AV_CODEC_ID_MPEG4) {
-      // MPEG-4's rate control budgets each frame as if it lasted one tick of
-      // the time base (1/600 s, not 1/25), and only its correction for bits
-      // spent against the clock, which does read the times, keeps the rate.
-      // A tolerance of a quarter second of bits lets that correction lead.
-      context->bit_rate_tolerance = static_cast<int>(std::min<std::int64_t>(config.bitRate / 4, INT_MAX));
-    }
-  }
-  switch (dataRateRules ? QualityControl::none : entry->quality.control) {
-    case QualityControl::x264Crf:
-      av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
-      break;
-    case QualityControl::x265Crf:
-      if (qualityValue == 0) {
-        x265Params.emplace_back("lossless=1");
-      } else {
-        av_opt_set_double(context->priv_data, "crf", qualityValue, 0);
-      }
-      break;
-    case QualityControl::mpegQscale:
-      context->flags |= AV_CODEC_FLAG_QSCALE;
-      context->global_quality = FF_QP2LAMBDA * qualityValue;
-      context->qmin = 1;
-      context->qmax = 31;
-      break;
-    case QualityControl::proresQuantiser:
-      // prores_ks takes its fixed quantiser from the global quality when it opens.
-      if (qualityValue > 0) context->global_quality = FF_QP2LAMBDA * qualityValue;
-      break;
-    case QualityControl::dnxhrProfile:
-      av_opt_set(context->priv_data, "profile", dnxhrProfileName(qualityValue), 0);
-      break;
-    case QualityControl::none:
-      break;
-  }
-  if (entry->profile >= 0) av_opt_set_int(context->priv_data, "profile", entry->profile, 0);
-  if (entry->encoder == "libx264") {
-    if (const std::string sets = x264InstructionSets(); !sets.empty())
-      av_opt_set(context->priv_data, "x264-params", ("asm=" + sets).c_str(), 0);
-  }
-  if (entry->encoder == "libx265") {
-    // x265 logs on its own, past FFmpeg's log level; its pool takes the session's thread count.
-    x265Params.emplace_back("log-level=none");
-    if (config.threads > 0) x265Params.push_back("pools=" + std::to_string(config.threads));
-    std::string joined;
-    for (const std::string& param : x265Params) joined += (joined.empty() ? "" : ":") + param;
-    av_opt_set(context->priv_data, "x265-params", joined.c_str(), 0);
-  }
-  if (codec->id == AV_CODEC_ID_PRORES) {
-    av_opt_set(context->priv_data, "vendor", "apl0", 0);
-    if (config.depth == 32 && !entry->encodeAlphaLayout.empty())
-      av_opt_set_int(context->priv_data, "alpha_bits", 16, 0);
-  }
-  if (codec->id == AV_CODEC_ID_MJPEG) context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
-
-  if (avcodec_open2(context, codec, nullptr) < 0) return Status::unsupportedFormat;
-
-  impl->converter.setExecutor(context);
-  impl->frame->format = context->pix_fmt;
-  impl->frame->width = context->width;
-  impl->frame->height = context->height;
-  if (av_frame_get_buffer(impl->frame.get(), 0) < 0) return Status::outOfMemory;
-  impl->frame->color_range = context->color_range;
-  impl->frame->colorspace = context->colorspace;
-
-  impl->atomType = entry->configAtom;
-  const std::span<const std::uint8_t> extradata(context->extradata, static_cast<std::size_t>(context->extradata_size));
-  if (entry->configAtom == 'avcC') {
-    impl->annexB = true;
-    impl->atom = startsWithStartCode(extradata) ? avcConfigurationFromAnnexB(extradata)
-                                                : std::vector<std::uint8_t>(extradata.begin(), extradata.end());
-  } else if (entry->configAtom == 'hvcC') {
-    impl->annexB = true;
-    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(context->pix_fmt);
-    const int chroma = layout->log2_chroma_w == 0 ? 3 : (layout->log2_chroma_h == 0 ? 2 : 1);
-    impl->atom = hevcConfigurationFromAnnexB(extradata, chroma, layout->comp[0].depth);
-  } else if (entry->configAtom == 'esds') {
-    const std::int64_t averageRate = dataRateRules ? config.bitRate : context->bit_rate;
-    impl->atom = esdsFromDecoderSpecificInfo(extradata, static_cast<int>(std::min<std::int64_t>(averageRate, INT_MAX)));
-  }
+  impl->chooseLayout();
+  impl->setTiming();
+  impl->setColour();
+  impl->setGroupOfPictures();
+  impl->setDataRate();
+  impl->setQuality();
+  impl->setEncoderOptions();
+  if (const Status opened = impl->open(); opened != Status::ok) return opened;
+  impl->makeConfigAtom();
   encoder.reset(new Encoder(std::move(impl)));
   return Status::ok;
 }
