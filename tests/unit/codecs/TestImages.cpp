@@ -144,7 +144,7 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::vector<AccessUnit> splitAccessUnits(const std::vector<std::uint8_t>& stream) {
+std::vector<AccessUnit> splitAccessUnits(const std::vector<std::uint8_t>& stream, bool hevc) {
   std::vector<std::size_t> starts;  // first byte of each start code (4-byte ones included)
   std::vector<std::size_t> payloads;
   for (std::size_t i = 0; i + 3 < stream.size(); ++i) {
@@ -157,10 +157,11 @@ std::vector<AccessUnit> splitAccessUnits(const std::vector<std::uint8_t>& stream
   std::vector<AccessUnit> units;
   for (std::size_t k = 0; k < starts.size(); ++k) {
     const std::size_t end = k + 1 < starts.size() ? starts[k + 1] : stream.size();
-    const int type = stream[payloads[k]] & 0x1F;
-    if (type == 9 || units.empty()) units.push_back({});
+    // H.264: delimiter 9, IDR slice 5. HEVC: delimiter 35, IRAP slices 16 to 21.
+    const int type = hevc ? (stream[payloads[k]] >> 1) & 0x3F : stream[payloads[k]] & 0x1F;
+    if (type == (hevc ? 35 : 9) || units.empty()) units.push_back({});
     units.back().bytes.insert(units.back().bytes.end(), stream.begin() + starts[k], stream.begin() + end);
-    if (type == 5) units.back().sync = true;
+    if (hevc ? type >= 16 && type <= 21 : type == 5) units.back().sync = true;
   }
   return units;
 }

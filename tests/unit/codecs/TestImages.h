@@ -43,11 +43,12 @@ double psnrR4fl(const TestImage& a, const TestImage& b, bool includeAlpha = fals
 std::string makeFixture(const std::string& name, const std::string& arguments);
 std::vector<std::uint8_t> readFile(const std::string& path);
 
-// Splits an H.264 Annex B stream into access units at its access unit delimiters.
+// Splits an H.264 (or, with `hevc`, an HEVC) Annex B stream into access units
+// at its access unit delimiters.
 struct AccessUnit {
   std::vector<std::uint8_t> bytes;
   bool sync = false;
 };
-std::vector<AccessUnit> splitAccessUnits(const std::vector<std::uint8_t>& stream);
+std::vector<AccessUnit> splitAccessUnits(const std::vector<std::uint8_t>& stream, bool hevc = false);
 
 }  // namespace vqt::test

@@ -9,6 +9,7 @@
 #include <QuickTime/Movies.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <thread>
 
@@ -222,6 +223,31 @@ TEST_F(LongGopReadAhead, InOrderDecodesEachFrameOnceAndOtherOrdersNoMoreThanFrom
       EXPECT_LE(costs[i], fromSync + (i == 0 || fromSync == 1 ? kFirstReadAhead : 0)) << "sample " << target;
     }
   }
+}
+
+// Once every picture of the group has come out, a session with the picture
+// cache answers reverse and jumping requests without decoding anything, with
+// the pixels of a session whose cache is turned off.
+TEST_F(LongGopReadAhead, AfterOneVisitReverseAndRandomOrdersDecodeNothingNew) {
+  DecompressionRecorder ahead(description_, k2vuyPixelFormat);
+  setenv("VANTOR_QUICKTIME_PICTURE_CACHE_MB", "0", 1);
+  DecompressionRecorder uncached(description_, k2vuyPixelFormat);
+  unsetenv("VANTOR_QUICKTIME_PICTURE_CACHE_MB");
+  for (const SInt64 target : displayOrder_) read(ahead, target, false);
+  const UInt64 visited = VqtICMDecompressionSessionGetDecodedSampleCount(ahead.session());
+  EXPECT_EQ(visited, static_cast<UInt64>(kFrames));
+
+  std::vector<SInt64> order(displayOrder_.rbegin(), displayOrder_.rend());
+  for (int i = 0; i < kFrames; ++i) order.push_back(displayOrder_[(i * 37 + 11) % kFrames]);
+  for (const SInt64 target : order) {
+    const std::vector<TrackingCall> calls = read(ahead, target, false);
+    const std::vector<TrackingCall> expected = read(uncached, target, true);
+    ASSERT_FALSE(calls.empty());
+    expectSameCalls(calls, expected, target);
+  }
+  EXPECT_EQ(VqtICMDecompressionSessionGetDecodedSampleCount(ahead.session()), visited);
+  // The session without a cache paid for its requests from the sync sample.
+  EXPECT_GT(VqtICMDecompressionSessionGetDecodedSampleCount(uncached.session()), static_cast<UInt64>(4 * kFrames));
 }
 
 }  // namespace

@@ -24,6 +24,10 @@ constexpr std::int64_t kMostAhead = 12;
 // depth); others, random access, are not read ahead of.
 constexpr std::int64_t kContinuationDistance = 16;
 
+// Digests of fed samples remembered for the picture cache; past this many (a
+// very long movie) they and the cache start afresh rather than grow on.
+constexpr std::size_t kMostFedDigests = std::size_t{1} << 18;
+
 // FNV-1a over 64-bit words: tells a sample that was decoded before from a new one.
 std::uint64_t digestOf(std::span<const std::uint8_t> data) {
   std::uint64_t hash = 1469598103934665603ull ^ data.size();
@@ -42,46 +46,60 @@ std::uint64_t digestOf(std::span<const std::uint8_t> data) {
 DecodeSequence::DecodeSequence(std::unique_ptr<Decoder> decoder) : decoder_(std::move(decoder)) {}
 
 Status DecodeSequence::add(std::int64_t sampleNumber, std::span<const std::uint8_t> data, bool display) {
-  const Sample sample{sampleNumber, digestOf(data), data, display};
-  const bool first = request_.empty();
-  request_.push_back(sample);
-  const std::pair<std::int64_t, std::uint64_t> key{sample.number, sample.digest};
+  request_.push_back({sampleNumber, digestOf(data), data, display});
+  return Status::ok;
+}
 
-  if (first) {
-    // A request starts at a sync sample. If the decoder went through it since
-    // its last restart, its state already holds everything from there on.
-    const auto start = std::find(run_.begin(), run_.end(), key);
-    if (start != run_.end()) {
-      run_.erase(run_.begin(), start);
-      mode_ = Mode::replay;
-      replayIndex_ = 0;
-    } else if (!run_.empty() && decoder_->canContinue() && sample.number == run_.back().first + 1) {
-      mode_ = Mode::append;
-    } else {
-      decoder_->restart();
-      run_.clear();
-      cache_.clear();
-      mode_ = Mode::fresh;
-    }
-  }
-  if (mode_ == Mode::replay) {
-    if (replayIndex_ < run_.size()) {
-      if (run_[replayIndex_] == key) {
-        ++replayIndex_;
-        return Status::ok;  // decoded by an earlier request
-      }
-      return restartWithRequest();
-    }
-    if (!decoder_->canContinue()) return restartWithRequest();
+// Goes through the request's samples, skipping those the decoder went through already.
+void DecodeSequence::decodeRequest() {
+  if (request_.empty()) return;
+  // A request starts at a sync sample. If the decoder went through it since
+  // its last restart, its state already holds everything from there on.
+  const Sample& first = request_.front();
+  const std::pair<std::int64_t, std::uint64_t> firstKey{first.number, first.digest};
+  if (const auto start = std::find(run_.begin(), run_.end(), firstKey); start != run_.end()) {
+    run_.erase(run_.begin(), start);
+    mode_ = Mode::replay;
+    replayIndex_ = 0;
+  } else if (!run_.empty() && decoder_->canContinue() && first.number == run_.back().first + 1) {
     mode_ = Mode::append;
+  } else {
+    decoder_->restart();
+    run_.clear();
+    cache_.clear();
+    mode_ = Mode::fresh;
   }
-  return feed(sample);
+  for (const Sample& sample : request_) {
+    if (mode_ == Mode::replay) {
+      if (replayIndex_ < run_.size()) {
+        if (run_[replayIndex_] == std::pair{sample.number, sample.digest}) {
+          ++replayIndex_;
+          continue;  // decoded by an earlier request
+        }
+        restartWithRequest();
+        return;
+      }
+      if (!decoder_->canContinue()) {
+        restartWithRequest();
+        return;
+      }
+      mode_ = Mode::append;
+    }
+    // A sample that fails shows as a missing picture at the end of the request.
+    feed(sample);
+  }
 }
 
 Status DecodeSequence::feed(const Sample& sample) {
   std::vector<Picture> out;
   const Status status = decoder_->send(sample.data, sample.number, out);
   run_.emplace_back(sample.number, sample.digest);
+  if (fedDigests_.size() >= kMostFedDigests) {
+    held_.clear();
+    fedDigests_.clear();
+  }
+  fedDigests_[sample.number] = sample.digest;
+  heldAhead_ = -1;
   keep(out);
   return status;
 }
@@ -102,6 +120,12 @@ Status DecodeSequence::restartWithRequest() {
 
 void DecodeSequence::keep(std::vector<Picture>& pictures) {
   for (Picture& picture : pictures) {
+    // An intra-only picture costs one sample's decoding in any order: not worth the memory.
+    if (!decoder_->isIntraOnly() && held_.capacity() > 0) {
+      const auto fed =
+          std::find_if(run_.rbegin(), run_.rend(), [&](const auto& s) { return s.first == picture.sampleId(); });
+      if (fed != run_.rend()) held_.insert({fed->first, fed->second}, picture);
+    }
     std::erase_if(cache_, [&](const Picture& p) { return p.sampleId() == picture.sampleId(); });
     cache_.push_back(std::move(picture));
   }
@@ -123,16 +147,56 @@ void DecodeSequence::trimCache() {
   }
 }
 
-const Picture* DecodeSequence::cached(std::int64_t number) const {
+const Picture* DecodeSequence::cached(const Sample& sample) {
   for (const Picture& picture : cache_) {
-    if (picture.sampleId() == number) return &picture;
+    if (picture.sampleId() == sample.number) return &picture;
   }
-  return nullptr;
+  return held_.find({sample.number, sample.digest});
 }
 
-bool DecodeSequence::missingShown() const {
-  return std::any_of(request_.begin(), request_.end(),
-                     [&](const Sample& s) { return s.display && cached(s.number) == nullptr; });
+bool DecodeSequence::missingShown() {
+  return std::any_of(request_.begin(), request_.end(), [&](const Sample& s) { return s.display && !cached(s); });
+}
+
+void DecodeSequence::forgetChangedSamples() {
+  for (const Sample& sample : request_) {
+    const auto fed = fedDigests_.find(sample.number);
+    if (fed != fedDigests_.end() && fed->second != sample.digest) {
+      held_.clear();
+      fedDigests_.clear();
+      return;
+    }
+  }
+}
+
+// Every sample of the request went through the decoder in its current run.
+bool DecodeSequence::coveredByRun() const {
+  if (request_.empty()) return false;
+  const auto start = std::find(run_.begin(), run_.end(), std::pair{request_.front().number, request_.front().digest});
+  if (static_cast<std::size_t>(run_.end() - start) < request_.size()) return false;
+  return std::equal(request_.begin(), request_.end(), start, [](const Sample& s, const auto& fed) {
+    return fed == std::pair{s.number, s.digest};
+  });
+}
+
+// A request for one picture the cache holds, which the decoder would have to
+// decode again: handed out as it is, the decoder left where it stands (a later
+// request may still continue its run). A request the run already covers goes
+// the usual way, which keeps reading ahead.
+bool DecodeSequence::answerFromHeld(std::vector<Picture>& pictures) {
+  if (held_.size() == 0 || coveredByRun()) return false;
+  const Sample* shown = nullptr;
+  for (const Sample& sample : request_) {
+    if (!sample.display) continue;
+    // Several shown pictures from different runs have no common display order here.
+    if (shown != nullptr) return false;
+    shown = &sample;
+  }
+  if (shown == nullptr) return false;
+  const Picture* picture = held_.find({shown->number, shown->digest});
+  if (picture == nullptr) return false;
+  pictures.push_back(*picture);
+  return true;
 }
 
 bool DecodeSequence::continuesPrevious() const {
@@ -150,13 +214,27 @@ void DecodeSequence::readAhead() {
     const std::int64_t next = run_.back().first + 1;
     const bool fedEnough = next > wanted + kKeepAhead;
     if ((fedEnough && !missingShown()) || next > wanted + kMostAhead) return;
+    if (next == heldAhead_) return;
     if (!source_(next, aheadBytes_)) return;
+    // Pictures from here on were decoded before (going backwards): no use decoding them again.
+    const std::uint64_t digest = digestOf(aheadBytes_);
+    if (held_.contains({next, digest})) {
+      heldAhead_ = next;
+      return;
+    }
     // A sample that fails to decode is left for the request that asks for it.
-    if (feed({next, digestOf(aheadBytes_), aheadBytes_, false}) != Status::ok) return;
+    if (feed({next, digest, aheadBytes_, false}) != Status::ok) return;
   }
 }
 
 Status DecodeSequence::finish(std::vector<Picture>& pictures) {
+  forgetChangedSamples();
+  if (answerFromHeld(pictures)) {
+    previousWanted_ = request_.back().number;
+    request_.clear();
+    return Status::ok;
+  }
+  decodeRequest();
   auto missing = [&] { return missingShown(); };
   readAhead();
   Status status = Status::ok;
@@ -174,7 +252,7 @@ Status DecodeSequence::finish(std::vector<Picture>& pictures) {
   }
   std::vector<Picture> shown;
   for (const Sample& sample : request_) {
-    if (const Picture* picture = sample.display ? cached(sample.number) : nullptr) shown.push_back(*picture);
+    if (const Picture* picture = sample.display ? cached(sample) : nullptr) shown.push_back(*picture);
   }
   std::sort(shown.begin(), shown.end(),
             [](const Picture& a, const Picture& b) { return a.outputOrder() < b.outputOrder(); });

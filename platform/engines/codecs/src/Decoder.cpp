@@ -28,6 +28,14 @@ bool Picture::hasAlpha() const {
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
+std::size_t Picture::byteSize() const {
+  std::size_t size = 0;
+  for (const AVBufferRef* buffer : data_->frame->buf) {
+    if (buffer != nullptr) size += buffer->size;
+  }
+  return size;
+}
+
 namespace {
 
 // Pictures a held-back H.264 decoder can still owe, bounded by the DPB and threads.

@@ -3,6 +3,7 @@
 // converts them into the pixel formats the sessions exchange.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -38,6 +39,7 @@ class Picture {
   int width() const;
   int height() const;
   bool hasAlpha() const;
+  std::size_t byteSize() const;  // memory its pixels hold
   const Data* data() const { return data_.get(); }
 
  private:
