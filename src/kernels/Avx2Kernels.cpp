@@ -175,9 +175,6 @@ void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const 
     return kAutoVectorisedKernels.rgbToR4fl(a, r, g, b, stride, out, count);
   const int blocks = encoderBlocks(count);
   const __m256 k255 = splat(k1Over255);
-  // The writer's rows fill a 33 MB frame at 1080p that the codec engine reads
-  // afterwards, long out of cache: written past it, as the decoders' rows are.
-  const bool stream = streams(out, count);
   for (int k = 0; k < blocks; ++k) {
     const Channels px = loadPixels(layout.base + 32 * k);
     const __m256 red = layout.bgr ? px.c2 : px.c0, green = px.c1, blue = layout.bgr ? px.c0 : px.c2;
@@ -185,9 +182,8 @@ void convertRgbToR4flAvx2(const float* a, const float* r, const float* g, const 
     const __m256 y = mul(mul(lumaSum(red, green, blue), splat(kLumaExcursion)), k255);
     const __m256 cb = mul(add(mul(cbSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
     const __m256 cr = mul(add(mul(crSum(red, green, blue), splat(kChromaExcursion)), splat(128.0f)), k255);
-    putPixels(stream, out + 32 * k, alpha, y, cb, cr);
+    storePixels(out + 32 * k, alpha, y, cb, cr);
   }
-  endStreaming(stream);
   const int done = 8 * blocks, skip = kPixelStride * done;
   kAutoVectorisedKernels.rgbToR4fl(a ? a + skip : nullptr, r + skip, g + skip, b + skip, stride, out + 4 * done,
                                    count - done);
