@@ -74,7 +74,14 @@ int QuickTimeCodecWriterPrivate::createAudioTrack() {
 }
 
 void QuickTimeCodecWriterPrivate::finishVideo() {
-  if (compressionSession != nullptr) ICMCompressionSessionCompleteFrames(compressionSession, true, 0, 0);
+  // The session encodes a frame behind the calls that give it, so the last
+  // frame's error (or its sample's) can first come back here.
+  if (compressionSession != nullptr) {
+    if (const OSStatus error = ICMCompressionSessionCompleteFrames(compressionSession, true, 0, 0); error != noErr) {
+      diagnostic(LogLevel::kError, "Couldn't encode frame, %ld\n", static_cast<long>(error));
+      incomplete = true;
+    }
+  }
   if (videoTrack == nullptr || videoMedia == nullptr) return;
   EndMediaEdits(videoMedia);
   const OSErr error = InsertMediaIntoTrack(videoTrack, 0, 0, GetMediaDuration(videoMedia), fixed1);

@@ -34,6 +34,7 @@ OSStatus ICMCompressionSessionOptionsCreateCopy(CFAllocatorRef, ICMCompressionSe
   copy->depth = original->depth;
   copy->threads = original->threads;
   copy->averageDataRate = original->averageDataRate;
+  copy->encodeAhead = original->encodeAhead;
   *copiedOptions = copy;
   return noErr;
 }
@@ -86,7 +87,8 @@ OSStatus ICMCompressionSessionOptionsSetProperty(ICMCompressionSessionOptionsRef
   const ByteCount expected = inPropID == kICMCompressionSessionOptionsPropertyID_CompressorComponent
                                  ? sizeof(CodecComponent)
                              : (inPropID == kICMCompressionSessionOptionsPropertyID_AllowTemporalCompression ||
-                                inPropID == kICMCompressionSessionOptionsPropertyID_AllowFrameReordering)
+                                inPropID == kICMCompressionSessionOptionsPropertyID_AllowFrameReordering ||
+                                inPropID == kICMCompressionSessionOptionsPropertyID_EncodeAhead)
                                  ? sizeof(Boolean)
                                  : 4;
   if (inPropValueSize != expected) return kQTPropertyBadValueSizeErr;
@@ -121,6 +123,9 @@ OSStatus ICMCompressionSessionOptionsSetProperty(ICMCompressionSessionOptionsRef
       options->averageDataRate = rate;
       return noErr;
     }
+    case kICMCompressionSessionOptionsPropertyID_EncodeAhead:
+      options->encodeAhead = read<Boolean>(inPropValueAddress);
+      return noErr;
     default:
       return kQTPropertyNotSupportedErr;
   }
@@ -157,6 +162,8 @@ OSStatus ICMCompressionSessionOptionsGetProperty(ICMCompressionSessionOptionsRef
       return write(options->threads);
     case kICMCompressionSessionOptionsPropertyID_AverageDataRate:
       return write(options->averageDataRate);
+    case kICMCompressionSessionOptionsPropertyID_EncodeAhead:
+      return write(options->encodeAhead);
     default:
       return kQTPropertyNotSupportedErr;
   }

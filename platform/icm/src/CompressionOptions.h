@@ -16,4 +16,5 @@ struct OpaqueICMCompressionSessionOptions {
   UInt32 depth = 24;
   SInt32 threads = 0;
   SInt32 averageDataRate = 0;  // bytes per second, 0: the quality decides
+  Boolean encodeAhead = true;
 };

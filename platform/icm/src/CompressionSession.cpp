@@ -3,9 +3,11 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "CompressionOptions.h"
+#include "EncodeAhead.h"
 #include "SessionResults.h"
 #include "vqt/codecs/CodecTable.h"
 #include "vqt/codecs/Encoder.h"
@@ -70,9 +72,25 @@ struct OpaqueICMCompressionSession {
   TimeValue64 decodeShift = 0;
   bool decodeShiftKnown = false;  // since the encoder was made
 
-  ~OpaqueICMCompressionSession() { DisposeHandle(reinterpret_cast<Handle>(description)); }
+  // The frame on the encoding thread, and what its job leaves behind for the
+  // caller's thread: the client's buffer, tracking and encoded frames are
+  // only ever handed back there, so its callbacks never run on our thread.
+  struct InFlight {
+    CVPixelBufferRef buffer = nullptr;  // retained and locked until handed back
+    ICMSourceTrackingCallbackRecord tracking{};
+    void* trackingRefCon = nullptr;
+    codecs::Status status = codecs::Status::ok;
+    std::vector<codecs::EncodedFrame> frames;
+  };
+  bool encodeAhead = true;
+  std::optional<InFlight> inFlight;
+  EncodeAhead ahead;  // declared last: its thread stops before anything it uses goes
+
+  ~OpaqueICMCompressionSession();
   OSStatus makeEncoder(OSType sourceFormat);
   OSStatus deliver(std::vector<codecs::EncodedFrame>& frames);
+  std::optional<InFlight> takeFinished();
+  OSStatus handBack(InFlight& finished);
 };
 
 struct OpaqueICMEncodedFrame {
@@ -82,6 +100,43 @@ struct OpaqueICMEncodedFrame {
 
   ~OpaqueICMEncodedFrame() { ICMCompressionSessionRelease(session); }
 };
+
+OpaqueICMCompressionSession::~OpaqueICMCompressionSession() {
+  // Frames not completed are dropped, as the codec's held frames are; the
+  // client's buffer still goes back to it.
+  if (std::optional<InFlight> finished = takeFinished()) {
+    CVPixelBufferUnlockBaseAddress(finished->buffer, 0);
+    CVPixelBufferRelease(finished->buffer);
+  }
+  DisposeHandle(reinterpret_cast<Handle>(description));
+}
+
+// The frame the encoding thread had, once it is done with it (none when no
+// frame was in flight).
+std::optional<OpaqueICMCompressionSession::InFlight> OpaqueICMCompressionSession::takeFinished() {
+  ahead.wait();
+  std::optional<InFlight> finished = std::move(inFlight);
+  inFlight.reset();
+  return finished;
+}
+
+// On the caller's thread: the buffer goes back, the source is tracked and
+// the encoded frames are delivered, as the synchronous path does them.
+// Returns the frame's encoding error first, else the callback's.
+OSStatus OpaqueICMCompressionSession::handBack(InFlight& finished) {
+  CVPixelBufferUnlockBaseAddress(finished.buffer, 0);
+  CVPixelBufferRelease(finished.buffer);
+  finished.buffer = nullptr;
+  if (finished.tracking.sourceTrackingCallback != nullptr) {
+    const UInt32 flags = kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer |
+                         (finished.status == codecs::Status::ok ? kICMSourceTracking_FrameWasEncoded
+                                                                : kICMSourceTracking_FrameWasDropped);
+    finished.tracking.sourceTrackingCallback(finished.tracking.sourceTrackingRefCon, flags, finished.trackingRefCon,
+                                             nullptr);
+  }
+  const OSStatus delivered = deliver(finished.frames);
+  return finished.status != codecs::Status::ok ? vqtICMResultOf(finished.status) : delivered;
+}
 
 OSStatus OpaqueICMCompressionSession::makeEncoder(OSType sourceFormat) {
   config.sourceFormat = sourceFormat;
@@ -187,6 +242,7 @@ OSStatus ICMCompressionSessionCreate(CFAllocatorRef, int width, int height, Code
     config.frameRate = options->expectedFrameRate / 65536.0;
     config.threads = options->threads;
     config.bitRate = std::int64_t{options->averageDataRate} * 8;
+    session->encodeAhead = options->encodeAhead != 0;
   } else {
     config.allowTemporal = false;  // QuickTime's default: every frame a key frame
     config.allowReordering = false;
@@ -220,20 +276,53 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
   if (session->drained || (wantDeep && !session->framesSubmitted)) {
     if (const OSStatus err = session->makeEncoder(format); err != noErr) return err;
   }
+  // The previous frame, if it is still on the encoding thread, is finished
+  // first: its encoding error belongs to the caller before anything else, and
+  // this frame is then not encoded (the stream is broken already).
+  std::optional<OpaqueICMCompressionSession::InFlight> previous = session->takeFinished();
+  if (previous && previous->status != codecs::Status::ok) {
+    const OSStatus failed = session->handBack(*previous);
+    if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr)
+      sourceTrackingCallback->sourceTrackingCallback(
+          sourceTrackingCallback->sourceTrackingRefCon,
+          kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer | kICMSourceTracking_FrameWasDropped,
+          sourceFrameRefCon, nullptr);
+    return failed;
+  }
   if (!(validTimeFlags & kICMValidTime_DisplayDurationIsValid)) displayDuration = session->lastDuration;
   if (!(validTimeFlags & kICMValidTime_DisplayTimeStampIsValid)) displayTimeStamp = session->nextDisplayTime;
   session->lastDuration = displayDuration;
   session->nextDisplayTime = displayTimeStamp + displayDuration;
   if (!session->framesSubmitted) session->firstDisplayTime = displayTimeStamp;
+  session->framesSubmitted = true;
 
   CVPixelBufferLockBaseAddress(pixelBuffer, 0);
   const codecs::ConstImageView view{format, session->config.width, session->config.height,
                                     static_cast<std::ptrdiff_t>(CVPixelBufferGetBytesPerRow(pixelBuffer)),
                                     static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(pixelBuffer))};
+  if (session->encodeAhead) {
+    // This frame goes to the encoding thread, which keeps the buffer until
+    // the next call into the session hands it back; meanwhile the previous
+    // frame's results are delivered here.
+    session->inFlight.emplace();
+    OpaqueICMCompressionSession::InFlight& job = *session->inFlight;
+    job.buffer = CVPixelBufferRetain(pixelBuffer);
+    if (sourceTrackingCallback != nullptr) job.tracking = *sourceTrackingCallback;
+    job.trackingRefCon = sourceFrameRefCon;
+    codecs::Encoder* encoder = session->encoder.get();
+    if (session->ahead.submit([encoder, view, displayTimeStamp, displayDuration, &job] {
+          job.status = encoder->encode(view, displayTimeStamp, displayDuration, job.frames);
+        })) {
+      return previous ? session->handBack(*previous) : noErr;
+    }
+    // No thread to be had: this frame is encoded here, after the previous one.
+    CVPixelBufferRelease(pixelBuffer);
+    session->inFlight.reset();
+  }
+  OSStatus delivered = previous ? session->handBack(*previous) : noErr;
   std::vector<codecs::EncodedFrame> frames;
   const codecs::Status status = session->encoder->encode(view, displayTimeStamp, displayDuration, frames);
   CVPixelBufferUnlockBaseAddress(pixelBuffer, 0);
-  session->framesSubmitted = true;
   // The pixels were copied into the codec's own frame: the buffer is free again.
   if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr) {
     const UInt32 flags =
@@ -242,18 +331,24 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
     sourceTrackingCallback->sourceTrackingCallback(sourceTrackingCallback->sourceTrackingRefCon, flags,
                                                    sourceFrameRefCon, nullptr);
   }
-  const OSStatus delivered = session->deliver(frames);
+  const OSStatus now = session->deliver(frames);
+  if (delivered == noErr) delivered = now;
   return status != codecs::Status::ok ? vqtICMResultOf(status) : delivered;
 }
 
 OSStatus ICMCompressionSessionCompleteFrames(ICMCompressionSessionRef session, Boolean, TimeValue64, TimeValue64) {
   if (session == nullptr) return paramErr;
+  // The frame still on the encoding thread comes first, with its error.
+  OSStatus earlier = noErr;
+  if (std::optional<OpaqueICMCompressionSession::InFlight> previous = session->takeFinished())
+    earlier = session->handBack(*previous);
   // Completing always completes every frame; the next frame starts a new key frame.
-  if (!session->framesSubmitted || session->drained) return noErr;
+  if (!session->framesSubmitted || session->drained) return earlier;
   std::vector<codecs::EncodedFrame> frames;
   const codecs::Status status = session->encoder->finish(frames);
   session->drained = true;
   const OSStatus delivered = session->deliver(frames);
+  if (earlier != noErr) return earlier;
   return status != codecs::Status::ok ? vqtICMResultOf(status) : delivered;
 }
 

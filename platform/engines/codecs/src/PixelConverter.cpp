@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "ColourTransform.h"
+#include "R4flUnpacking.h"
 #include "RgbWidening.h"
 #include "UyvyPacking.h"
 #include "YCbCrPacking.h"
@@ -395,6 +396,10 @@ Status PixelConverter::fromExchangeConverted(const ConstImageView& source, Colou
   const int width = frame.width;
   const int height = frame.height;
   const bool fullRange = isFullRange(frame);
+  if (source.pixelFormat == kPixelFormatR4fl && !fullRange && takesR4flTransformed(frame)) {
+    unpackR4flTransformed(source, transformFromExchange(matrix, false), frame);
+    return Status::ok;
+  }
   AVFrame* plain = scratchFrame(colourScratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
   if (plain == nullptr) return Status::outOfMemory;
   if (source.pixelFormat == kPixelFormatR408 || source.pixelFormat == kPixelFormatR4fl) {

@@ -219,6 +219,10 @@ constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_AllowFrame
 constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_NumberOfThreads = 'nthr';  // SInt32, 0 = all
 // SInt32 bytes per second the compressor aims at on average; 0 (the default) leaves the rate to the quality.
 constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_AverageDataRate = 'aver';
+// Boolean, true by default (an extension of ours): the session lays out and encodes each frame on a thread of its
+// own while the caller prepares the next. Calls stay synchronous in effect: encoded frames, errors and source
+// tracking reach the caller's thread, at the next call into the session, in order, and the bytes are the same.
+constexpr ComponentPropertyID kICMCompressionSessionOptionsPropertyID_EncodeAhead = 'enah';
 
 OSStatus ICMCompressionSessionOptionsCreate(CFAllocatorRef allocator, ICMCompressionSessionOptionsRef* options);
 OSStatus ICMCompressionSessionOptionsCreateCopy(CFAllocatorRef allocator, ICMCompressionSessionOptionsRef original,
