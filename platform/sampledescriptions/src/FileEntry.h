@@ -14,18 +14,6 @@
 
 namespace vqt::description {
 
-inline UInt16 be16(const UInt8* p) { return UInt16((p[0] << 8) | p[1]); }
-inline UInt32 be32(const UInt8* p) { return (UInt32(p[0]) << 24) | (UInt32(p[1]) << 16) | (UInt32(p[2]) << 8) | p[3]; }
-
-inline void put16(std::vector<UInt8>& out, UInt16 v) {
-  out.push_back(UInt8(v >> 8));
-  out.push_back(UInt8(v));
-}
-inline void put32(std::vector<UInt8>& out, UInt32 v) {
-  put16(out, UInt16(v >> 16));
-  put16(out, UInt16(v));
-}
-
 // The unsigned integer as wide as a field, to move its bits through.
 template <typename T>
 using FieldBits = std::conditional_t<sizeof(T) == 2, UInt16, std::conditional_t<sizeof(T) == 4, UInt32, UInt64>>;
@@ -108,7 +96,8 @@ std::vector<UInt8> entryFromHandle(Desc** desc, size_t fixedSize, WriteFields wr
   if (!desc || !*desc || GetHandleSize(h) < Size(fixedSize)) return out;
   const size_t total = usedSize(h, fixedSize);
   out.reserve(total);
-  put32(out, UInt32(total));
+  FieldWriter write(out);
+  write(UInt32(total));
   writeFields(static_cast<const Desc&>(**desc), FieldWriter(out));
   const auto* base = reinterpret_cast<const UInt8*>(*h);
   out.insert(out.end(), base + fixedSize, base + total);

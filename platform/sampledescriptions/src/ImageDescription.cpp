@@ -9,8 +9,10 @@
 #include <optional>
 
 #include "FileEntry.h"
+#include "vqt/formats/ImageExtensions.h"
 
 using namespace vqt::description;
+namespace formats = vqt::formats;
 
 namespace {
 
@@ -56,13 +58,12 @@ size_t extensionEnd(ImageDescriptionHandle desc) { return usedSize(reinterpret_c
 // so a damaged tail (or the 4-byte zero terminator some writers add) is ignored.
 std::vector<ExtensionAtom> extensionAtoms(ImageDescriptionHandle desc) {
   std::vector<ExtensionAtom> atoms;
-  const auto* base = reinterpret_cast<const UInt8*>(*desc);
-  const size_t end = extensionEnd(desc);
+  const std::span bytes(reinterpret_cast<const UInt8*>(*desc), extensionEnd(desc));
   size_t at = kFixedSize;
-  while (end - at >= 8) {
-    const UInt32 size = be32(base + at);
-    if (size < 8 || size > end - at) break;
-    atoms.push_back({at, size, be32(base + at + 4)});
+  while (bytes.size() - at >= 8) {
+    const UInt32 size = formats::loadU32(bytes, at);
+    if (size < 8 || size > bytes.size() - at) break;
+    atoms.push_back({at, size, formats::loadU32(bytes, at + 4)});
     at += size;
   }
   return atoms;
@@ -89,8 +90,9 @@ OSErr appendExtension(ImageDescriptionHandle desc, OSType type, const UInt8* dat
   SetHandleSize(h, end + 8 + length);
   if (OSErr err = MemError()) return err;
   std::vector<UInt8> header;
-  put32(header, UInt32(8 + length));
-  put32(header, type);
+  FieldWriter write(header);
+  write(UInt32(8 + length));
+  write(type);
   auto* base = reinterpret_cast<UInt8*>(*h);
   std::memcpy(base + end, header.data(), 8);
   if (length) std::memcpy(base + end + 8, data, length);
@@ -138,13 +140,13 @@ const PropertyShape* shapeOf(QTPropertyClass propClass, QTPropertyID propID) {
   return nullptr;
 }
 
-// The 'colr' extension that carries an 'nclc' triple, if any.
-std::optional<std::vector<UInt8>> nclcPayload(ImageDescriptionHandle desc) {
+// The first 'colr' extension that carries an 'nclc' triple, if any.
+std::optional<formats::ColourInfo> nclcColour(ImageDescriptionHandle desc) {
   for (long i = 1;; ++i) {
     auto atom = findExtension(desc, kColorInfoImageDescriptionExtension, i);
     if (!atom) return std::nullopt;
-    auto bytes = payload(desc, *atom);
-    if (bytes.size() >= 10 && be32(bytes.data()) == kVideoColorInfoImageDescriptionExtensionType) return bytes;
+    auto colour = formats::parseColr(payload(desc, *atom));
+    if (colour && colour->colourType == kVideoColorInfoImageDescriptionExtensionType) return colour;
   }
 }
 
@@ -170,53 +172,52 @@ OSStatus ICMImageDescriptionGetProperty(ImageDescriptionHandle desc, QTPropertyC
   if (!shape) return kQTPropertyNotSupportedErr;
   if (propValueSize < shape->size) return kQTPropertyBadValueSizeErr;
 
-  auto extension = [&](OSType type, size_t need) -> std::optional<std::vector<UInt8>> {
+  auto extension = [&](OSType type) -> std::optional<std::vector<UInt8>> {
     auto atom = findExtension(desc, type, 1);
     if (!atom) return std::nullopt;
-    auto bytes = payload(desc, *atom);
-    if (bytes.size() < need) return std::nullopt;
-    return bytes;
+    return payload(desc, *atom);
   };
 
   switch (propID) {
     case kICMImageDescriptionPropertyID_PixelAspectRatio: {
       // No 'pasp' extension means square pixels.
-      PixelAspectRatioImageDescriptionExtension value{1, 1};
-      if (auto bytes = extension(kPixelAspectRatioImageDescriptionExtension, 8))
-        value = {be32(bytes->data()), be32(bytes->data() + 4)};
+      formats::PixelAspectRatio pasp;
+      if (auto bytes = extension(kPixelAspectRatioImageDescriptionExtension))
+        pasp = formats::parsePasp(*bytes).value_or(pasp);
+      const PixelAspectRatioImageDescriptionExtension value{pasp.hSpacing, pasp.vSpacing};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_NCLCColorInfo: {
-      auto bytes = nclcPayload(desc);
-      if (!bytes) return codecExtensionNotFoundErr;
-      NCLCColorInfoImageDescriptionExtension value{be32(bytes->data()), be16(bytes->data() + 4),
-                                                   be16(bytes->data() + 6), be16(bytes->data() + 8)};
+      auto colour = nclcColour(desc);
+      if (!colour) return codecExtensionNotFoundErr;
+      const NCLCColorInfoImageDescriptionExtension value{colour->colourType, colour->primaries, colour->transfer,
+                                                         colour->matrix};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_FieldInfo: {
-      auto bytes = extension(kFieldInfoImageDescriptionExtension, 2);
-      if (!bytes) return codecExtensionNotFoundErr;
-      FieldInfoImageDescriptionExtension2 value{(*bytes)[0], (*bytes)[1]};
+      auto bytes = extension(kFieldInfoImageDescriptionExtension);
+      auto fields = bytes ? formats::parseFiel(*bytes) : std::nullopt;
+      if (!fields) return codecExtensionNotFoundErr;
+      const FieldInfoImageDescriptionExtension2 value{fields->fields, fields->detail};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_CleanAperture: {
       // No 'clap' extension means the whole encoded picture is clean.
-      CleanApertureImageDescriptionExtension value{UInt32((*desc)->width), 1, UInt32((*desc)->height), 1, 0, 1, 0, 1};
-      if (auto bytes = extension(kCleanApertureImageDescriptionExtension, 32)) {
-        const UInt8* p = bytes->data();
-        value = {be32(p),      be32(p + 4),          be32(p + 8), be32(p + 12), SInt32(be32(p + 16)),
-                 be32(p + 20), SInt32(be32(p + 24)), be32(p + 28)};
-      }
+      formats::CleanAperture clap{.widthN = UInt32((*desc)->width), .heightN = UInt32((*desc)->height)};
+      if (auto bytes = extension(kCleanApertureImageDescriptionExtension))
+        clap = formats::parseClap(*bytes).value_or(clap);
+      const CleanApertureImageDescriptionExtension value{clap.widthN,    clap.widthD,    clap.heightN,  clap.heightD,
+                                                         clap.horizOffN, clap.horizOffD, clap.vertOffN, clap.vertOffD};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_GammaLevel: {
-      auto bytes = extension(kGammaLevelImageDescriptionExtension, 4);
-      if (!bytes) return codecExtensionNotFoundErr;
-      const Fixed value = Fixed(be32(bytes->data()));
+      auto bytes = extension(kGammaLevelImageDescriptionExtension);
+      if (!bytes || bytes->size() < 4) return codecExtensionNotFoundErr;
+      const Fixed value = Fixed(formats::loadU32(*bytes));
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
@@ -243,38 +244,35 @@ OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyC
     case kICMImageDescriptionPropertyID_PixelAspectRatio: {
       PixelAspectRatioImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, value.hSpacing);
-      put32(bytes, value.vSpacing);
-      return replaceExtension(desc, kPixelAspectRatioImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kPixelAspectRatioImageDescriptionExtension,
+                              formats::writePasp({value.hSpacing, value.vSpacing}));
     }
     case kICMImageDescriptionPropertyID_NCLCColorInfo: {
       NCLCColorInfoImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, kVideoColorInfoImageDescriptionExtensionType);
-      put16(bytes, value.primaries);
-      put16(bytes, value.transferFunction);
-      put16(bytes, value.matrix);
-      return replaceExtension(desc, kColorInfoImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kColorInfoImageDescriptionExtension,
+                              formats::writeColr({kVideoColorInfoImageDescriptionExtensionType, value.primaries,
+                                                  value.transferFunction, value.matrix}));
     }
     case kICMImageDescriptionPropertyID_FieldInfo: {
       FieldInfoImageDescriptionExtension2 value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      bytes = {value.fields, value.detail};
-      return replaceExtension(desc, kFieldInfoImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kFieldInfoImageDescriptionExtension,
+                              formats::writeFiel({value.fields, value.detail}));
     }
     case kICMImageDescriptionPropertyID_CleanAperture: {
       CleanApertureImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      for (UInt32 field : {value.cleanApertureWidthN, value.cleanApertureWidthD, value.cleanApertureHeightN,
-                           value.cleanApertureHeightD, UInt32(value.horizOffN), value.horizOffD, UInt32(value.vertOffN),
-                           value.vertOffD})
-        put32(bytes, field);
-      return replaceExtension(desc, kCleanApertureImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kCleanApertureImageDescriptionExtension,
+                              formats::writeClap({value.cleanApertureWidthN, value.cleanApertureWidthD,
+                                                  value.cleanApertureHeightN, value.cleanApertureHeightD,
+                                                  value.horizOffN, value.horizOffD, value.vertOffN, value.vertOffD}));
     }
     case kICMImageDescriptionPropertyID_GammaLevel: {
       Fixed value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, UInt32(value));
+      FieldWriter write(bytes);
+      write(value);
       return replaceExtension(desc, kGammaLevelImageDescriptionExtension, bytes);
     }
     case kICMImageDescriptionPropertyID_EncodedWidth:

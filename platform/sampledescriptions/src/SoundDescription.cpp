@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "FileEntry.h"
+#include "vqt/formats/ByteIO.h"
 
 using namespace vqt::description;
 
@@ -86,7 +87,8 @@ size_t VqtSoundDescriptionFixedSize(SInt16 version) {
 
 OSErr VqtSoundDescriptionFromFile(const UInt8* bytes, size_t length, SoundDescriptionHandle* desc) {
   const bool holdsVersion = bytes && length >= sizeof(SoundDescription);
-  const size_t fixed = holdsVersion ? fixedSizeOrVersion0(SInt16(be16(bytes + 16))) : sizeof(SoundDescription);
+  const size_t fixed =
+      holdsVersion ? fixedSizeOrVersion0(SInt16(vqt::formats::loadU16({bytes, length}, 16))) : sizeof(SoundDescription);
   return handleFromFile(bytes, length, fixed, desc,
                         [](SoundDescription& d, FieldReader read) { soundFields(d, read); });
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "vqt/container/Atom.h"
+#include "vqt/formats/SoundFields.h"
 
 #include <array>
 #include <optional>
@@ -60,22 +61,10 @@ class VisualSampleEntry final : public SampleEntry {
   void dumpEntryFields(Dumper& out) const override;
 };
 
-class SoundSampleEntry final : public SampleEntry {
+// The fixed fields (all three versions) are the shared layout's.
+class SoundSampleEntry final : public SampleEntry, public formats::SoundFields {
  public:
   using SampleEntry::SampleEntry;
-  std::uint16_t version = 0, revisionLevel = 0;
-  FourCC vendor = 0;
-  std::uint16_t channelCount = 2, sampleSize = 16;
-  std::int16_t compressionId = 0;
-  std::uint16_t packetSize = 0;
-  std::uint32_t sampleRate = 0;  // 16.16 fixed (v0/v1)
-  // Version 1
-  std::uint32_t samplesPerPacket = 0, bytesPerPacket = 0, bytesPerFrame = 0, bytesPerSample = 0;
-  // Version 2
-  std::uint32_t structSize = 72;
-  double audioSampleRate = 0;
-  std::uint32_t audioChannels = 0, always7F000000 = 0x7F000000, constBitsPerChannel = 0;
-  std::uint32_t formatSpecificFlags = 0, constBytesPerAudioPacket = 0, constLPCMFramesPerAudioPacket = 0;
 
   double effectiveSampleRate() const;
   std::uint32_t effectiveChannels() const;
