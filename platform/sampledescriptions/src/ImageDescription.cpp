@@ -89,12 +89,11 @@ OSErr appendExtension(ImageDescriptionHandle desc, OSType type, const UInt8* dat
   const Handle h = reinterpret_cast<Handle>(desc);
   SetHandleSize(h, end + 8 + length);
   if (OSErr err = MemError()) return err;
-  std::vector<UInt8> header;
-  FieldWriter write(header);
-  write(UInt32(8 + length));
-  write(type);
+  formats::ByteWriter header;
+  header.u32(UInt32(8 + length));
+  header.u32(type);
   auto* base = reinterpret_cast<UInt8*>(*h);
-  std::memcpy(base + end, header.data(), 8);
+  std::memcpy(base + end, header.data().data(), 8);
   if (length) std::memcpy(base + end + 8, data, length);
   (*desc)->idSize = SInt32(end + 8 + length);
   return noErr;
@@ -239,7 +238,6 @@ OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyC
   if (!shape) return kQTPropertyNotSupportedErr;
   if (propValueSize != shape->size) return kQTPropertyBadValueSizeErr;
 
-  std::vector<UInt8> bytes;
   switch (propID) {
     case kICMImageDescriptionPropertyID_PixelAspectRatio: {
       PixelAspectRatioImageDescriptionExtension value;
@@ -271,9 +269,9 @@ OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyC
     case kICMImageDescriptionPropertyID_GammaLevel: {
       Fixed value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      FieldWriter write(bytes);
-      write(value);
-      return replaceExtension(desc, kGammaLevelImageDescriptionExtension, bytes);
+      formats::ByteWriter gamma;
+      gamma.u32(UInt32(value));
+      return replaceExtension(desc, kGammaLevelImageDescriptionExtension, gamma.data());
     }
     case kICMImageDescriptionPropertyID_EncodedWidth:
     case kICMImageDescriptionPropertyID_EncodedHeight: {

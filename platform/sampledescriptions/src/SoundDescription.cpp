@@ -5,7 +5,6 @@
 #include <type_traits>
 
 #include "FileEntry.h"
-#include "vqt/formats/ByteIO.h"
 
 using namespace vqt::description;
 
