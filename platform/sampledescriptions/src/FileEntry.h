@@ -43,6 +43,7 @@ class FieldReader {
 class FieldWriter {
  public:
   explicit FieldWriter(formats::ByteWriter& out) : out_(out) {}
+  formats::ByteWriter& out() { return out_; }
 
   template <typename T>
   void operator()(const T& field) {
