@@ -8,6 +8,7 @@
 #include "vqt/formats/AtomHeader.h"
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
+#include "vqt/formats/ImageFields.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace {
@@ -42,12 +43,24 @@ Bytes writeSound(const SoundFields& fields) {
   return out.take();
 }
 
+std::optional<ImageFields> parseImage(std::span<const std::uint8_t> payload) {
+  ByteReader in(payload);
+  ImageFields fields;
+  return parseImageFields(in, fields) ? std::optional(fields) : std::nullopt;
+}
+
+Bytes writeImage(const ImageFields& fields) {
+  ByteWriter out;
+  writeImageFields(out, fields);
+  return out.take();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::span payload(data + 1, size - 1);
-  switch (data[0] % 6) {
+  switch (data[0] % 7) {
     case 0:
       stable(payload, parseEsds, writeEsds);
       break;
@@ -73,6 +86,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(end == covered && end <= payload.size());
       break;
     }
+    case 6:
+      stable(payload, parseImage, writeImage);
+      break;
   }
   return 0;
 }

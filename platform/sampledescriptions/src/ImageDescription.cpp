@@ -5,11 +5,14 @@
 #include <Carbon/TextUtils.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <optional>
+#include <type_traits>
 
 #include "FileEntry.h"
 #include "vqt/formats/ImageExtensions.h"
+#include "vqt/formats/ImageFields.h"
 
 using namespace vqt::description;
 namespace formats = vqt::formats;
@@ -17,6 +20,7 @@ namespace formats = vqt::formats;
 namespace {
 
 constexpr size_t kFixedSize = sizeof(ImageDescription);
+constexpr size_t kHeaderSize = offsetof(ImageDescription, version);  // size, type, reserved, data reference
 
 struct ExtensionAtom {
   size_t offset;  // of the atom header within the handle
@@ -24,27 +28,33 @@ struct ExtensionAtom {
   OSType type;
 };
 
-// The fixed part's fields after idSize, in file order; Desc is ImageDescription, const or not.
+// The fields after idSize that every sample description starts with.
 template <typename Desc, typename Visit>
-void forEachField(Desc& d, Visit&& visit) {
+void headerFields(Desc& d, Visit&& visit) {
   visit(d.cType);
   visit(d.resvd1);
   visit(d.resvd2);
   visit(d.dataRefIndex);
-  visit(d.version);
-  visit(d.revisionLevel);
-  visit(d.vendor);
-  visit(d.temporalQuality);
-  visit(d.spatialQuality);
-  visit(d.width);
-  visit(d.height);
-  visit(d.hRes);
-  visit(d.vRes);
-  visit(d.dataSize);
-  visit(d.frameCount);
-  visit(d.name);
-  visit(d.depth);
-  visit(d.clutID);
+}
+
+// The rest of the fixed part and the file's image fields (the shared layout)
+// paired one to one: `move(handleField, fileField)` copies one way or the other.
+template <typename Desc, typename Fields, typename Move>
+void pairImageFields(Desc& d, Fields& f, Move&& move) {
+  move(d.version, f.version);
+  move(d.revisionLevel, f.revisionLevel);
+  move(d.vendor, f.vendor);
+  move(d.temporalQuality, f.temporalQuality);
+  move(d.spatialQuality, f.spatialQuality);
+  move(d.width, f.width);
+  move(d.height, f.height);
+  move(d.hRes, f.horizontalResolution);
+  move(d.vRes, f.verticalResolution);
+  move(d.dataSize, f.dataSize);
+  move(d.frameCount, f.frameCount);
+  move(d.name, f.compressorName);
+  move(d.depth, f.depth);
+  move(d.clutID, f.colorTableId);
 }
 
 bool isValid(ImageDescriptionHandle desc) {
@@ -355,13 +365,31 @@ ImageDescriptionHandle VqtNewImageDescription(CodecType codec, SInt16 width, SIn
 }
 
 OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescriptionHandle* desc) {
-  return handleFromFile(bytes, length, kFixedSize, desc, [](ImageDescription& d, FieldReader read) {
-    forEachField(d, read);
+  return handleFromFile(bytes, length, kFixedSize, desc, [&](ImageDescription& d, FieldReader read) {
+    headerFields(d, read);
+    formats::ByteReader in({bytes + kHeaderSize, length - kHeaderSize});
+    formats::ImageFields fields;
+    formats::parseImageFields(in, fields);  // the entry holds them: its length was checked
+    pairImageFields(d, fields, [](auto& handle, const auto& file) {
+      if constexpr (std::is_array_v<std::remove_reference_t<decltype(handle)>>)
+        std::memcpy(handle, file.data(), sizeof handle);
+      else
+        handle = std::remove_cvref_t<decltype(handle)>(file);
+    });
     d.name[0] = std::min<UInt8>(d.name[0], 31);
   });
 }
 
 std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
-  return entryFromHandle(desc, kFixedSize,
-                         [](const ImageDescription& d, FieldWriter write) { forEachField(d, write); });
+  return entryFromHandle(desc, kFixedSize, [](const ImageDescription& d, FieldWriter write) {
+    headerFields(d, write);
+    formats::ImageFields fields;
+    pairImageFields(d, fields, [](const auto& handle, auto& file) {
+      if constexpr (std::is_array_v<std::remove_reference_t<decltype(handle)>>)
+        std::memcpy(file.data(), handle, sizeof handle);
+      else
+        file = std::remove_cvref_t<decltype(file)>(handle);
+    });
+    formats::writeImageFields(write.out(), fields);
+  });
 }

@@ -5,6 +5,7 @@
 #include "vqt/formats/AtomHeader.h"
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
+#include "vqt/formats/ImageFields.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace vqt::formats {
@@ -86,6 +87,20 @@ TEST(SoundFields, EachVersionReadsBackAndACutVersionFails) {
     SoundFields back;
     EXPECT_FALSE(parseSoundFields(in, back)) << cut;
   }
+}
+
+TEST(ImageFields, ReadBackAndACutEntryFails) {
+  ImageFields fields{.vendor = 'appl', .width = 1920, .height = 1080, .frameCount = 1, .depth = 32, .colorTableId = -1};
+  fields.compressorName = {5, 'v', 'i', 'd', 'e', 'o'};
+  ByteWriter out;
+  writeImageFields(out, fields);
+  ASSERT_EQ(out.size(), 70u);
+  ByteReader in(out.data());
+  ImageFields back;
+  EXPECT_TRUE(parseImageFields(in, back));
+  EXPECT_EQ(back, fields);
+  ByteReader cut(std::span(out.data()).first(69));
+  EXPECT_FALSE(parseImageFields(cut, back));
 }
 
 TEST(Esds, EveryFieldReadsBackAndTheWrittenBytesAreStable) {

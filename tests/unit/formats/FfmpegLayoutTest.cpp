@@ -9,6 +9,7 @@
 #include "vqt/formats/AtomHeader.h"
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
+#include "vqt/formats/ImageFields.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace vqt::formats {
@@ -109,19 +110,39 @@ TEST(FfmpegLayouts, VideoAndAudioEsdsReadAndWriteBackByteForByte) {
   }
 }
 
-// The first sound entry's fixed fields, and the bytes they were read from.
-std::pair<SoundFields, Bytes> firstSoundFields(const std::string& file) {
-  std::pair<SoundFields, Bytes> out;
+// The first sample entry's fixed fields, and the bytes they were read from.
+template <typename Fields, typename Parse>
+std::pair<Fields, Bytes> firstEntryFields(const std::string& file, Parse parse) {
+  std::pair<Fields, Bytes> out;
   const Bytes bytes = readFixture(file);
   const std::string text(bytes.begin(), bytes.end());
   const std::size_t stsd = text.find("stsd");
   if (stsd == std::string::npos || stsd + 12 + 16 > bytes.size()) return out;
   const auto entry = std::span(bytes).subspan(stsd + 12);  // version, flags and count, then the entry
   ByteReader in(entry.subspan(16));                        // after size, format, reserved and index
-  EXPECT_TRUE(parseSoundFields(in, out.first)) << file;
+  EXPECT_TRUE(parse(in, out.first)) << file;
   const auto used = entry.subspan(16, in.position());
   out.second.assign(used.begin(), used.end());
   return out;
+}
+
+std::pair<SoundFields, Bytes> firstSoundFields(const std::string& file) {
+  return firstEntryFields<SoundFields>(file, parseSoundFields);
+}
+
+TEST(FfmpegLayouts, ImageEntryFieldsWriteBackByteForByte) {
+  for (const char* file : {"mpeg4-aac.mov", "mpeg4-aac.mp4", "prores-fields.mov", "uyvy-fields.mov"}) {
+    const auto [fields, bytes] = firstEntryFields<ImageFields>(file, parseImageFields);
+    EXPECT_EQ(bytes.size(), 70u) << file;
+    EXPECT_EQ(fields.width, 64) << file;
+    EXPECT_EQ(fields.height, 48) << file;
+    ByteWriter out;
+    writeImageFields(out, fields);
+    EXPECT_EQ(out.data(), bytes) << file;
+  }
+  const auto prores = firstEntryFields<ImageFields>("prores-fields.mov", parseImageFields).first;
+  EXPECT_GT(prores.compressorName[0], 0);  // a Pascal string naming the codec
+  EXPECT_EQ(prores.colorTableId, -1);
 }
 
 TEST(FfmpegLayouts, SoundEntryFieldsOfEveryVersionWriteBackByteForByte) {

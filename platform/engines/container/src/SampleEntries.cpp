@@ -60,22 +60,7 @@ void SampleEntry::dumpFields(Dumper& out) const {
 }
 
 Error VisualSampleEntry::parseFields(ByteReader& in) {
-  version = in.u16();
-  revisionLevel = in.u16();
-  vendor = in.u32();
-  temporalQuality = in.u32();
-  spatialQuality = in.u32();
-  width = in.u16();
-  height = in.u16();
-  horizontalResolution = in.u32();
-  verticalResolution = in.u32();
-  dataSize = in.u32();
-  frameCount = in.u16();
-  auto name = in.bytes(32);
-  if (!name.empty()) std::copy(name.begin(), name.end(), compressorName.begin());
-  depth = in.s16();
-  colorTableId = in.s16();
-  if (in.failed()) return Error::truncated;
+  if (!formats::parseImageFields(in, *this)) return Error::truncated;
   // An indexed depth with colour table ID 0 carries its table inline.
   const int indexedDepth = depth & 0x1F;
   if (colorTableId == 0 && depth > 0 && indexedDepth <= 8 && in.remaining() >= 8) {
@@ -91,20 +76,7 @@ Error VisualSampleEntry::parseFields(ByteReader& in) {
 }
 
 void VisualSampleEntry::writeFields(ByteWriter& out) const {
-  out.u16(version);
-  out.u16(revisionLevel);
-  out.u32(vendor);
-  out.u32(temporalQuality);
-  out.u32(spatialQuality);
-  out.u16(width);
-  out.u16(height);
-  out.u32(horizontalResolution);
-  out.u32(verticalResolution);
-  out.u32(dataSize);
-  out.u16(frameCount);
-  out.bytes(compressorName);
-  out.s16(depth);
-  out.s16(colorTableId);
+  formats::writeImageFields(out, *this);
   out.bytes(colorTable);
 }
 

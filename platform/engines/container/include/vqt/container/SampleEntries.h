@@ -6,9 +6,9 @@
 #pragma once
 
 #include "vqt/container/Atom.h"
+#include "vqt/formats/ImageFields.h"
 #include "vqt/formats/SoundFields.h"
 
-#include <array>
 #include <optional>
 
 namespace vqt::container {
@@ -41,18 +41,10 @@ class SampleEntry : public Atom {
   virtual void dumpEntryFields(Dumper& out) const = 0;
 };
 
-class VisualSampleEntry final : public SampleEntry {
+// The fixed fields are the shared layout's.
+class VisualSampleEntry final : public SampleEntry, public formats::ImageFields {
  public:
   using SampleEntry::SampleEntry;
-  std::uint16_t version = 0, revisionLevel = 0;
-  FourCC vendor = 0;
-  std::uint32_t temporalQuality = 0, spatialQuality = 0;
-  std::uint16_t width = 0, height = 0;
-  std::uint32_t horizontalResolution = 0x00480000, verticalResolution = 0x00480000;
-  std::uint32_t dataSize = 0;
-  std::uint16_t frameCount = 1;
-  std::array<std::uint8_t, 32> compressorName{};  // Pascal string in 32 bytes
-  std::int16_t depth = 24, colorTableId = -1;
   std::vector<std::uint8_t> colorTable;  // only when colorTableId is 0 and the depth is indexed
 
  protected:
