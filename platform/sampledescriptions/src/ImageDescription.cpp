@@ -38,7 +38,8 @@ void headerFields(Desc& d, Visit&& visit) {
 }
 
 // The rest of the fixed part and the file's image fields (the shared layout)
-// paired one to one: `move(handleField, fileField)` copies one way or the other.
+// paired one to one but for the name: `move(handleField, fileField)` copies
+// one way or the other.
 template <typename Desc, typename Fields, typename Move>
 void pairImageFields(Desc& d, Fields& f, Move&& move) {
   move(d.version, f.version);
@@ -52,7 +53,6 @@ void pairImageFields(Desc& d, Fields& f, Move&& move) {
   move(d.vRes, f.verticalResolution);
   move(d.dataSize, f.dataSize);
   move(d.frameCount, f.frameCount);
-  move(d.name, f.compressorName);
   move(d.depth, f.depth);
   move(d.clutID, f.colorTableId);
 }
@@ -370,12 +370,9 @@ OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescri
     formats::ByteReader in({bytes + kHeaderSize, length - kHeaderSize});
     formats::ImageFields fields;
     formats::parseImageFields(in, fields);  // the entry holds them: its length was checked
-    pairImageFields(d, fields, [](auto& handle, const auto& file) {
-      if constexpr (std::is_array_v<std::remove_reference_t<decltype(handle)>>)
-        std::memcpy(handle, file.data(), sizeof handle);
-      else
-        handle = std::remove_cvref_t<decltype(handle)>(file);
-    });
+    pairImageFields(d, fields,
+                    [](auto& handle, const auto& file) { handle = std::remove_cvref_t<decltype(handle)>(file); });
+    std::memcpy(d.name, fields.compressorName.data(), sizeof d.name);
     d.name[0] = std::min<UInt8>(d.name[0], 31);
   });
 }
@@ -384,12 +381,9 @@ std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
   return entryFromHandle(desc, kFixedSize, [](const ImageDescription& d, FieldWriter write) {
     headerFields(d, write);
     formats::ImageFields fields;
-    pairImageFields(d, fields, [](const auto& handle, auto& file) {
-      if constexpr (std::is_array_v<std::remove_reference_t<decltype(handle)>>)
-        std::memcpy(file.data(), handle, sizeof handle);
-      else
-        file = std::remove_cvref_t<decltype(file)>(handle);
-    });
+    pairImageFields(d, fields,
+                    [](const auto& handle, auto& file) { file = std::remove_cvref_t<decltype(file)>(handle); });
+    std::memcpy(fields.compressorName.data(), d.name, sizeof d.name);
     formats::writeImageFields(write.out(), fields);
   });
 }
