@@ -11,6 +11,7 @@
 #include "SessionResults.h"
 #include "vqt/codecs/CodecTable.h"
 #include "vqt/codecs/Encoder.h"
+#include "vqt/formats/ImageExtensions.h"
 
 namespace codecs = vqt::codecs;
 
@@ -31,12 +32,8 @@ OSErr describeColour(ImageDescriptionHandle desc, const codecs::ColourTags& tags
     return static_cast<OSErr>(ICMImageDescriptionSetProperty(
         desc, kQTPropertyClass_ImageDescription, kICMImageDescriptionPropertyID_NCLCColorInfo, sizeof(nclc), &nclc));
   }
-  std::vector<UInt8> nclx{'n', 'c', 'l', 'x'};
-  for (const int value : {tags.primaries, tags.transfer, tags.matrix}) {
-    nclx.push_back(static_cast<UInt8>(value >> 8));
-    nclx.push_back(static_cast<UInt8>(value));
-  }
-  nclx.push_back(0x80);  // full range
+  const auto nclx = vqt::formats::writeColr(
+      {'nclx', code(tags.primaries), code(tags.transfer), code(tags.matrix), 0x80});  // full range
   Handle extension = nullptr;
   if (PtrToHand(nclx.data(), &extension, static_cast<long>(nclx.size())) != noErr) return memFullErr;
   const OSErr added =

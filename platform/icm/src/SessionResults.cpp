@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "vqt/codecs/CodecTable.h"
+#include "vqt/formats/ImageExtensions.h"
 
 OSStatus vqtICMResultOf(vqt::codecs::Status status) {
   using vqt::codecs::Status;
@@ -33,18 +34,15 @@ void readColourDescription(ImageDescriptionHandle desc, vqt::codecs::DecoderConf
     if (GetImageDescriptionExtension(desc, &extension, kColorInfoImageDescriptionExtension, index) != noErr ||
         extension == nullptr)
       return;
-    const auto size = static_cast<std::size_t>(GetHandleSize(extension));
-    const auto* bytes = reinterpret_cast<const UInt8*>(*extension);
-    const UInt32 type =
-        size >= 4 ? (UInt32{bytes[0]} << 24 | UInt32{bytes[1]} << 16 | UInt32{bytes[2]} << 8 | bytes[3]) : 0;
-    const bool nclc = type == kVideoColorInfoImageDescriptionExtensionType && size >= 10;
-    const bool nclx = type == 'nclx' && size >= 11;
-    if (nclc || nclx) {
-      config.matrix = vqt::codecs::colourMatrixFromNclc((bytes[8] << 8) | bytes[9]);
-      if (nclx) config.range = (bytes[10] & 0x80) ? vqt::codecs::ColourRange::full : vqt::codecs::ColourRange::video;
-    }
+    const auto colour = vqt::formats::parseColr(
+        {reinterpret_cast<const UInt8*>(*extension), static_cast<std::size_t>(GetHandleSize(extension))});
     DisposeHandle(extension);
-    if (nclc || nclx) return;
+    if (colour) {
+      config.matrix = vqt::codecs::colourMatrixFromNclc(colour->matrix);
+      if (colour->colourType == 'nclx')
+        config.range = colour->fullRange() ? vqt::codecs::ColourRange::full : vqt::codecs::ColourRange::video;
+      return;
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include "MovieState.h"
 
 #include "vqt/container/Timecode.h"
+#include "vqt/formats/ByteIO.h"
 
 #include <algorithm>
 #include <climits>
@@ -93,10 +94,7 @@ HandlerError timecodeAt(MediaObject& media, std::int64_t mediaTime, SInt32* fram
   if (denominator > 0)
     elapsed = static_cast<std::int64_t>(
         std::min<__int128>(__int128(mediaTime - start) * entry->timeScale / denominator, INT32_MAX));
-  const std::int64_t frame =
-      std::int64_t(std::int32_t(std::uint32_t(counter[0]) << 24 | std::uint32_t(counter[1]) << 16 |
-                                std::uint32_t(counter[2]) << 8 | counter[3])) +
-      elapsed;
+  const std::int64_t frame = std::int64_t(std::int32_t(vqt::formats::loadU32(counter))) + elapsed;
   if (frameNum) *frameNum = clampTime(frame);
   if (tcdef) *tcdef = definition;
   fillRecord(frame, definition, tcrec);

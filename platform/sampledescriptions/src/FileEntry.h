@@ -5,69 +5,61 @@
 
 #include <Carbon/MacMemory.h>
 
+#include "vqt/formats/ByteIO.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <iterator>
 #include <type_traits>
+#include <span>
 #include <vector>
 
 namespace vqt::description {
 
-inline UInt16 be16(const UInt8* p) { return UInt16((p[0] << 8) | p[1]); }
-inline UInt32 be32(const UInt8* p) { return (UInt32(p[0]) << 24) | (UInt32(p[1]) << 16) | (UInt32(p[2]) << 8) | p[3]; }
-
-inline void put16(std::vector<UInt8>& out, UInt16 v) {
-  out.push_back(UInt8(v >> 8));
-  out.push_back(UInt8(v));
-}
-inline void put32(std::vector<UInt8>& out, UInt32 v) {
-  put16(out, UInt16(v >> 16));
-  put16(out, UInt16(v));
-}
-
-// The unsigned integer as wide as a field, to move its bits through.
-template <typename T>
-using FieldBits = std::conditional_t<sizeof(T) == 2, UInt16, std::conditional_t<sizeof(T) == 4, UInt32, UInt64>>;
-
 // Fills fields, in the order they are visited, from consecutive big-endian bytes.
 class FieldReader {
  public:
-  explicit FieldReader(const UInt8* at) : at_(at) {}
+  explicit FieldReader(std::span<const UInt8> bytes) : in_(bytes) {}
 
   template <typename T>
   void operator()(T& field) {
     if constexpr (std::is_array_v<T>) {
-      std::memcpy(field, at_, sizeof field);  // bytes (a Pascal string) are stored as they are
+      const auto bytes = in_.bytes(sizeof field);  // bytes (a Pascal string) are stored as they are
+      if (!bytes.empty()) std::memcpy(field, bytes.data(), sizeof field);
+    } else if constexpr (sizeof(T) == 2) {
+      field = std::bit_cast<T>(in_.u16());
+    } else if constexpr (sizeof(T) == 4) {
+      field = std::bit_cast<T>(in_.u32());
     } else {
-      FieldBits<T> bits = 0;
-      for (size_t i = 0; i < sizeof(T); ++i) bits = FieldBits<T>((bits << 8) | at_[i]);
-      field = std::bit_cast<T>(bits);
+      field = std::bit_cast<T>(in_.u64());
     }
-    at_ += sizeof field;
   }
 
  private:
-  const UInt8* at_;
+  formats::ByteReader in_;
 };
 
 // Appends fields, in the order they are visited, as big-endian bytes.
 class FieldWriter {
  public:
-  explicit FieldWriter(std::vector<UInt8>& out) : out_(out) {}
+  explicit FieldWriter(formats::ByteWriter& out) : out_(out) {}
+  formats::ByteWriter& out() { return out_; }
 
   template <typename T>
   void operator()(const T& field) {
     if constexpr (std::is_array_v<T>) {
-      out_.insert(out_.end(), std::begin(field), std::end(field));
+      out_.bytes(std::span(reinterpret_cast<const UInt8*>(field), sizeof field));
+    } else if constexpr (sizeof(T) == 2) {
+      out_.u16(std::bit_cast<UInt16>(field));
+    } else if constexpr (sizeof(T) == 4) {
+      out_.u32(std::bit_cast<UInt32>(field));
     } else {
-      const auto bits = std::bit_cast<FieldBits<T>>(field);
-      for (size_t i = sizeof(T); i-- > 0;) out_.push_back(UInt8(bits >> (8 * i)));
+      out_.u64(std::bit_cast<UInt64>(field));
     }
   }
 
  private:
-  std::vector<UInt8>& out_;
+  formats::ByteWriter& out_;
 };
 
 // A new handle for a file's 'stsd' entry: the fixed part converted by
@@ -80,7 +72,7 @@ OSErr handleFromFile(const UInt8* bytes, size_t length, size_t fixedSize, DescHa
   if (!bytes || length < fixedSize || length > 0x7FFFFFFF) return paramErr;
   auto handle = reinterpret_cast<DescHandle>(NewHandleClear(Size(length)));
   if (!handle) return memFullErr;
-  readFields(**handle, FieldReader(bytes + 4));
+  readFields(**handle, FieldReader({bytes + 4, length - 4}));
   const SInt32 size = SInt32(length);
   auto* base = reinterpret_cast<UInt8*>(*handle);
   std::memcpy(base, &size, sizeof size);
@@ -103,16 +95,15 @@ inline size_t usedSize(Handle h, size_t fixedSize) {
 // extensions as they are; empty when the handle is smaller than its fixed part.
 template <typename Desc, typename WriteFields>
 std::vector<UInt8> entryFromHandle(Desc** desc, size_t fixedSize, WriteFields writeFields) {
-  std::vector<UInt8> out;
   const Handle h = reinterpret_cast<Handle>(desc);
-  if (!desc || !*desc || GetHandleSize(h) < Size(fixedSize)) return out;
+  if (!desc || !*desc || GetHandleSize(h) < Size(fixedSize)) return {};
   const size_t total = usedSize(h, fixedSize);
-  out.reserve(total);
-  put32(out, UInt32(total));
+  formats::ByteWriter out;
+  out.u32(UInt32(total));
   writeFields(static_cast<const Desc&>(**desc), FieldWriter(out));
   const auto* base = reinterpret_cast<const UInt8*>(*h);
-  out.insert(out.end(), base + fixedSize, base + total);
-  return out;
+  out.bytes({base + fixedSize, base + total});
+  return out.take();
 }
 
 }  // namespace vqt::description

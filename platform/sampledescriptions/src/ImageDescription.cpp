@@ -5,16 +5,22 @@
 #include <Carbon/TextUtils.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <optional>
+#include <type_traits>
 
 #include "FileEntry.h"
+#include "vqt/formats/ImageExtensions.h"
+#include "vqt/formats/ImageFields.h"
 
 using namespace vqt::description;
+namespace formats = vqt::formats;
 
 namespace {
 
 constexpr size_t kFixedSize = sizeof(ImageDescription);
+constexpr size_t kHeaderSize = offsetof(ImageDescription, version);  // size, type, reserved, data reference
 
 struct ExtensionAtom {
   size_t offset;  // of the atom header within the handle
@@ -22,27 +28,33 @@ struct ExtensionAtom {
   OSType type;
 };
 
-// The fixed part's fields after idSize, in file order; Desc is ImageDescription, const or not.
+// The fields after idSize that every sample description starts with.
 template <typename Desc, typename Visit>
-void forEachField(Desc& d, Visit&& visit) {
+void headerFields(Desc& d, Visit&& visit) {
   visit(d.cType);
   visit(d.resvd1);
   visit(d.resvd2);
   visit(d.dataRefIndex);
-  visit(d.version);
-  visit(d.revisionLevel);
-  visit(d.vendor);
-  visit(d.temporalQuality);
-  visit(d.spatialQuality);
-  visit(d.width);
-  visit(d.height);
-  visit(d.hRes);
-  visit(d.vRes);
-  visit(d.dataSize);
-  visit(d.frameCount);
-  visit(d.name);
-  visit(d.depth);
-  visit(d.clutID);
+}
+
+// The rest of the fixed part and the file's image fields (the shared layout)
+// paired one to one but for the name: `move(handleField, fileField)` copies
+// one way or the other.
+template <typename Desc, typename Fields, typename Move>
+void pairImageFields(Desc& d, Fields& f, Move&& move) {
+  move(d.version, f.version);
+  move(d.revisionLevel, f.revisionLevel);
+  move(d.vendor, f.vendor);
+  move(d.temporalQuality, f.temporalQuality);
+  move(d.spatialQuality, f.spatialQuality);
+  move(d.width, f.width);
+  move(d.height, f.height);
+  move(d.hRes, f.horizontalResolution);
+  move(d.vRes, f.verticalResolution);
+  move(d.dataSize, f.dataSize);
+  move(d.frameCount, f.frameCount);
+  move(d.depth, f.depth);
+  move(d.clutID, f.colorTableId);
 }
 
 bool isValid(ImageDescriptionHandle desc) {
@@ -56,13 +68,12 @@ size_t extensionEnd(ImageDescriptionHandle desc) { return usedSize(reinterpret_c
 // so a damaged tail (or the 4-byte zero terminator some writers add) is ignored.
 std::vector<ExtensionAtom> extensionAtoms(ImageDescriptionHandle desc) {
   std::vector<ExtensionAtom> atoms;
-  const auto* base = reinterpret_cast<const UInt8*>(*desc);
-  const size_t end = extensionEnd(desc);
+  const std::span bytes(reinterpret_cast<const UInt8*>(*desc), extensionEnd(desc));
   size_t at = kFixedSize;
-  while (end - at >= 8) {
-    const UInt32 size = be32(base + at);
-    if (size < 8 || size > end - at) break;
-    atoms.push_back({at, size, be32(base + at + 4)});
+  while (bytes.size() - at >= 8) {
+    const UInt32 size = formats::loadU32(bytes, at);
+    if (size < 8 || size > bytes.size() - at) break;
+    atoms.push_back({at, size, formats::loadU32(bytes, at + 4)});
     at += size;
   }
   return atoms;
@@ -88,11 +99,11 @@ OSErr appendExtension(ImageDescriptionHandle desc, OSType type, const UInt8* dat
   const Handle h = reinterpret_cast<Handle>(desc);
   SetHandleSize(h, end + 8 + length);
   if (OSErr err = MemError()) return err;
-  std::vector<UInt8> header;
-  put32(header, UInt32(8 + length));
-  put32(header, type);
+  formats::ByteWriter header;
+  header.u32(UInt32(8 + length));
+  header.u32(type);
   auto* base = reinterpret_cast<UInt8*>(*h);
-  std::memcpy(base + end, header.data(), 8);
+  std::memcpy(base + end, header.data().data(), 8);
   if (length) std::memcpy(base + end + 8, data, length);
   (*desc)->idSize = SInt32(end + 8 + length);
   return noErr;
@@ -138,13 +149,13 @@ const PropertyShape* shapeOf(QTPropertyClass propClass, QTPropertyID propID) {
   return nullptr;
 }
 
-// The 'colr' extension that carries an 'nclc' triple, if any.
-std::optional<std::vector<UInt8>> nclcPayload(ImageDescriptionHandle desc) {
+// The first 'colr' extension that carries an 'nclc' triple, if any.
+std::optional<formats::ColourInfo> nclcColour(ImageDescriptionHandle desc) {
   for (long i = 1;; ++i) {
     auto atom = findExtension(desc, kColorInfoImageDescriptionExtension, i);
     if (!atom) return std::nullopt;
-    auto bytes = payload(desc, *atom);
-    if (bytes.size() >= 10 && be32(bytes.data()) == kVideoColorInfoImageDescriptionExtensionType) return bytes;
+    auto colour = formats::parseColr(payload(desc, *atom));
+    if (colour && colour->colourType == kVideoColorInfoImageDescriptionExtensionType) return colour;
   }
 }
 
@@ -170,53 +181,52 @@ OSStatus ICMImageDescriptionGetProperty(ImageDescriptionHandle desc, QTPropertyC
   if (!shape) return kQTPropertyNotSupportedErr;
   if (propValueSize < shape->size) return kQTPropertyBadValueSizeErr;
 
-  auto extension = [&](OSType type, size_t need) -> std::optional<std::vector<UInt8>> {
+  auto extension = [&](OSType type) -> std::optional<std::vector<UInt8>> {
     auto atom = findExtension(desc, type, 1);
     if (!atom) return std::nullopt;
-    auto bytes = payload(desc, *atom);
-    if (bytes.size() < need) return std::nullopt;
-    return bytes;
+    return payload(desc, *atom);
   };
 
   switch (propID) {
     case kICMImageDescriptionPropertyID_PixelAspectRatio: {
       // No 'pasp' extension means square pixels.
-      PixelAspectRatioImageDescriptionExtension value{1, 1};
-      if (auto bytes = extension(kPixelAspectRatioImageDescriptionExtension, 8))
-        value = {be32(bytes->data()), be32(bytes->data() + 4)};
+      formats::PixelAspectRatio pasp;
+      if (auto bytes = extension(kPixelAspectRatioImageDescriptionExtension))
+        pasp = formats::parsePasp(*bytes).value_or(pasp);
+      const PixelAspectRatioImageDescriptionExtension value{pasp.hSpacing, pasp.vSpacing};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_NCLCColorInfo: {
-      auto bytes = nclcPayload(desc);
-      if (!bytes) return codecExtensionNotFoundErr;
-      NCLCColorInfoImageDescriptionExtension value{be32(bytes->data()), be16(bytes->data() + 4),
-                                                   be16(bytes->data() + 6), be16(bytes->data() + 8)};
+      auto colour = nclcColour(desc);
+      if (!colour) return codecExtensionNotFoundErr;
+      const NCLCColorInfoImageDescriptionExtension value{colour->colourType, colour->primaries, colour->transfer,
+                                                         colour->matrix};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_FieldInfo: {
-      auto bytes = extension(kFieldInfoImageDescriptionExtension, 2);
-      if (!bytes) return codecExtensionNotFoundErr;
-      FieldInfoImageDescriptionExtension2 value{(*bytes)[0], (*bytes)[1]};
+      auto bytes = extension(kFieldInfoImageDescriptionExtension);
+      auto fields = bytes ? formats::parseFiel(*bytes) : std::nullopt;
+      if (!fields) return codecExtensionNotFoundErr;
+      const FieldInfoImageDescriptionExtension2 value{fields->fields, fields->detail};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_CleanAperture: {
       // No 'clap' extension means the whole encoded picture is clean.
-      CleanApertureImageDescriptionExtension value{UInt32((*desc)->width), 1, UInt32((*desc)->height), 1, 0, 1, 0, 1};
-      if (auto bytes = extension(kCleanApertureImageDescriptionExtension, 32)) {
-        const UInt8* p = bytes->data();
-        value = {be32(p),      be32(p + 4),          be32(p + 8), be32(p + 12), SInt32(be32(p + 16)),
-                 be32(p + 20), SInt32(be32(p + 24)), be32(p + 28)};
-      }
+      formats::CleanAperture clap{.widthN = UInt32((*desc)->width), .heightN = UInt32((*desc)->height)};
+      if (auto bytes = extension(kCleanApertureImageDescriptionExtension))
+        clap = formats::parseClap(*bytes).value_or(clap);
+      const CleanApertureImageDescriptionExtension value{clap.widthN,    clap.widthD,    clap.heightN,  clap.heightD,
+                                                         clap.horizOffN, clap.horizOffD, clap.vertOffN, clap.vertOffD};
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
     case kICMImageDescriptionPropertyID_GammaLevel: {
-      auto bytes = extension(kGammaLevelImageDescriptionExtension, 4);
-      if (!bytes) return codecExtensionNotFoundErr;
-      const Fixed value = Fixed(be32(bytes->data()));
+      auto bytes = extension(kGammaLevelImageDescriptionExtension);
+      if (!bytes || bytes->size() < 4) return codecExtensionNotFoundErr;
+      const Fixed value = Fixed(formats::loadU32(*bytes));
       std::memcpy(propValueAddress, &value, sizeof value);
       break;
     }
@@ -238,44 +248,40 @@ OSStatus ICMImageDescriptionSetProperty(ImageDescriptionHandle desc, QTPropertyC
   if (!shape) return kQTPropertyNotSupportedErr;
   if (propValueSize != shape->size) return kQTPropertyBadValueSizeErr;
 
-  std::vector<UInt8> bytes;
   switch (propID) {
     case kICMImageDescriptionPropertyID_PixelAspectRatio: {
       PixelAspectRatioImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, value.hSpacing);
-      put32(bytes, value.vSpacing);
-      return replaceExtension(desc, kPixelAspectRatioImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kPixelAspectRatioImageDescriptionExtension,
+                              formats::writePasp({value.hSpacing, value.vSpacing}));
     }
     case kICMImageDescriptionPropertyID_NCLCColorInfo: {
       NCLCColorInfoImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, kVideoColorInfoImageDescriptionExtensionType);
-      put16(bytes, value.primaries);
-      put16(bytes, value.transferFunction);
-      put16(bytes, value.matrix);
-      return replaceExtension(desc, kColorInfoImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kColorInfoImageDescriptionExtension,
+                              formats::writeColr({kVideoColorInfoImageDescriptionExtensionType, value.primaries,
+                                                  value.transferFunction, value.matrix}));
     }
     case kICMImageDescriptionPropertyID_FieldInfo: {
       FieldInfoImageDescriptionExtension2 value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      bytes = {value.fields, value.detail};
-      return replaceExtension(desc, kFieldInfoImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kFieldInfoImageDescriptionExtension,
+                              formats::writeFiel({value.fields, value.detail}));
     }
     case kICMImageDescriptionPropertyID_CleanAperture: {
       CleanApertureImageDescriptionExtension value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      for (UInt32 field : {value.cleanApertureWidthN, value.cleanApertureWidthD, value.cleanApertureHeightN,
-                           value.cleanApertureHeightD, UInt32(value.horizOffN), value.horizOffD, UInt32(value.vertOffN),
-                           value.vertOffD})
-        put32(bytes, field);
-      return replaceExtension(desc, kCleanApertureImageDescriptionExtension, bytes);
+      return replaceExtension(desc, kCleanApertureImageDescriptionExtension,
+                              formats::writeClap({value.cleanApertureWidthN, value.cleanApertureWidthD,
+                                                  value.cleanApertureHeightN, value.cleanApertureHeightD,
+                                                  value.horizOffN, value.horizOffD, value.vertOffN, value.vertOffD}));
     }
     case kICMImageDescriptionPropertyID_GammaLevel: {
       Fixed value;
       std::memcpy(&value, propValueAddress, sizeof value);
-      put32(bytes, UInt32(value));
-      return replaceExtension(desc, kGammaLevelImageDescriptionExtension, bytes);
+      formats::ByteWriter gamma;
+      gamma.u32(UInt32(value));
+      return replaceExtension(desc, kGammaLevelImageDescriptionExtension, gamma.data());
     }
     case kICMImageDescriptionPropertyID_EncodedWidth:
     case kICMImageDescriptionPropertyID_EncodedHeight: {
@@ -359,13 +365,25 @@ ImageDescriptionHandle VqtNewImageDescription(CodecType codec, SInt16 width, SIn
 }
 
 OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescriptionHandle* desc) {
-  return handleFromFile(bytes, length, kFixedSize, desc, [](ImageDescription& d, FieldReader read) {
-    forEachField(d, read);
+  return handleFromFile(bytes, length, kFixedSize, desc, [&](ImageDescription& d, FieldReader read) {
+    headerFields(d, read);
+    formats::ByteReader in({bytes + kHeaderSize, length - kHeaderSize});
+    formats::ImageFields fields;
+    formats::parseImageFields(in, fields);  // the entry holds them: its length was checked
+    pairImageFields(d, fields,
+                    [](auto& handle, const auto& file) { handle = std::remove_cvref_t<decltype(handle)>(file); });
+    std::memcpy(d.name, fields.compressorName.data(), sizeof d.name);
     d.name[0] = std::min<UInt8>(d.name[0], 31);
   });
 }
 
 std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
-  return entryFromHandle(desc, kFixedSize,
-                         [](const ImageDescription& d, FieldWriter write) { forEachField(d, write); });
+  return entryFromHandle(desc, kFixedSize, [](const ImageDescription& d, FieldWriter write) {
+    headerFields(d, write);
+    formats::ImageFields fields;
+    pairImageFields(d, fields,
+                    [](const auto& handle, auto& file) { file = std::remove_cvref_t<decltype(file)>(handle); });
+    std::memcpy(fields.compressorName.data(), d.name, sizeof d.name);
+    formats::writeImageFields(write.out(), fields);
+  });
 }

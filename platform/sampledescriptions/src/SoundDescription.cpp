@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "FileEntry.h"
+#include "vqt/formats/SoundFields.h"
 
 using namespace vqt::description;
 
@@ -21,46 +22,40 @@ void headerFields(Desc& d, Visit&& visit) {
   visit(d.dataRefIndex);
 }
 
-// A sound description's fixed part after the size, in file order, for the
-// version it holds (read before the fields that depend on it); an unknown
-// version is taken as version 0: its first 36 bytes mean the same.
-// Desc is SoundDescription, const or not; the handle holds the whole fixed part.
-template <typename Desc, typename Visit>
-void soundFields(Desc& d, Visit&& visit) {
-  headerFields(d, visit);
-  visit(d.version);
-  visit(d.revlevel);
-  visit(d.vendor);
-  if (d.version == kSoundDescriptionVersion2) {
-    using V2 = std::conditional_t<std::is_const_v<Desc>, const SoundDescriptionV2, SoundDescriptionV2>;
-    auto& v2 = reinterpret_cast<V2&>(d);
-    visit(v2.always3);
-    visit(v2.always16);
-    visit(v2.alwaysMinus2);
-    visit(v2.always0);
-    visit(v2.always65536);
-    visit(v2.sizeOfStructOnly);
-    visit(v2.audioSampleRate);
-    visit(v2.numAudioChannels);
-    visit(v2.always7F000000);
-    visit(v2.constBitsPerChannel);
-    visit(v2.formatSpecificFlags);
-    visit(v2.constBytesPerAudioPacket);
-    visit(v2.constLPCMFramesPerAudioPacket);
-    return;
-  }
-  visit(d.numChannels);
-  visit(d.sampleSize);
-  visit(d.compressionID);
-  visit(d.packetSize);
-  visit(d.sampleRate);
-  if (d.version == kSoundDescriptionVersion1) {
+// The sound fields of a handle and of a file entry (the shared layout, which
+// knows what each version holds), paired one to one: `move(handleField,
+// fileField)` copies one way or the other. The version is paired first, so
+// the file's fields say which of the rest exist; an unknown version pairs as
+// version 0, whose 36 bytes every version begins with. Version 2 keeps its
+// constants (always3, ...) where version 0 keeps the same-sized fields.
+template <typename Desc, typename Fields, typename Move>
+void pairSoundFields(Desc& d, Fields& f, Move&& move) {
+  move(d.version, f.version);
+  move(d.revlevel, f.revisionLevel);
+  move(d.vendor, f.vendor);
+  move(d.numChannels, f.channelCount);
+  move(d.sampleSize, f.sampleSize);
+  move(d.compressionID, f.compressionId);
+  move(d.packetSize, f.packetSize);
+  move(d.sampleRate, f.sampleRate);
+  if (f.version == kSoundDescriptionVersion1) {
     using V1 = std::conditional_t<std::is_const_v<Desc>, const SoundDescriptionV1, SoundDescriptionV1>;
     auto& v1 = reinterpret_cast<V1&>(d);
-    visit(v1.samplesPerPacket);
-    visit(v1.bytesPerPacket);
-    visit(v1.bytesPerFrame);
-    visit(v1.bytesPerSample);
+    move(v1.samplesPerPacket, f.samplesPerPacket);
+    move(v1.bytesPerPacket, f.bytesPerPacket);
+    move(v1.bytesPerFrame, f.bytesPerFrame);
+    move(v1.bytesPerSample, f.bytesPerSample);
+  } else if (f.version == kSoundDescriptionVersion2) {
+    using V2 = std::conditional_t<std::is_const_v<Desc>, const SoundDescriptionV2, SoundDescriptionV2>;
+    auto& v2 = reinterpret_cast<V2&>(d);
+    move(v2.sizeOfStructOnly, f.structSize);
+    move(v2.audioSampleRate, f.audioSampleRate);
+    move(v2.numAudioChannels, f.audioChannels);
+    move(v2.always7F000000, f.always7F000000);
+    move(v2.constBitsPerChannel, f.constBitsPerChannel);
+    move(v2.formatSpecificFlags, f.formatSpecificFlags);
+    move(v2.constBytesPerAudioPacket, f.constBytesPerAudioPacket);
+    move(v2.constLPCMFramesPerAudioPacket, f.constLPCMFramesPerAudioPacket);
   }
 }
 
@@ -86,15 +81,27 @@ size_t VqtSoundDescriptionFixedSize(SInt16 version) {
 
 OSErr VqtSoundDescriptionFromFile(const UInt8* bytes, size_t length, SoundDescriptionHandle* desc) {
   const bool holdsVersion = bytes && length >= sizeof(SoundDescription);
-  const size_t fixed = holdsVersion ? fixedSizeOrVersion0(SInt16(be16(bytes + 16))) : sizeof(SoundDescription);
-  return handleFromFile(bytes, length, fixed, desc,
-                        [](SoundDescription& d, FieldReader read) { soundFields(d, read); });
+  const size_t fixed =
+      holdsVersion ? fixedSizeOrVersion0(SInt16(vqt::formats::loadU16({bytes, length}, 16))) : sizeof(SoundDescription);
+  return handleFromFile(bytes, length, fixed, desc, [&](SoundDescription& d, FieldReader read) {
+    headerFields(d, read);
+    vqt::formats::ByteReader in({bytes + kHeaderSize, length - kHeaderSize});
+    vqt::formats::SoundFields fields;
+    vqt::formats::parseSoundFields(in, fields);  // the entry holds them: its length was checked
+    pairSoundFields(d, fields,
+                    [](auto& handle, const auto& file) { handle = std::remove_cvref_t<decltype(handle)>(file); });
+  });
 }
 
 std::vector<UInt8> VqtSoundDescriptionToFile(SoundDescriptionHandle desc) {
   if (!desc || !*desc || GetHandleSize(reinterpret_cast<Handle>(desc)) < Size(sizeof(SoundDescription))) return {};
-  return entryFromHandle(desc, fixedSizeOrVersion0((*desc)->version),
-                         [](const SoundDescription& d, FieldWriter write) { soundFields(d, write); });
+  return entryFromHandle(desc, fixedSizeOrVersion0((*desc)->version), [](const SoundDescription& d, FieldWriter write) {
+    headerFields(d, write);
+    vqt::formats::SoundFields fields;
+    pairSoundFields(d, fields,
+                    [](const auto& handle, auto& file) { file = std::remove_cvref_t<decltype(file)>(handle); });
+    vqt::formats::writeSoundFields(write.out(), fields);
+  });
 }
 
 OSErr VqtSampleDescriptionFromFile(const UInt8* bytes, size_t length, SampleDescriptionHandle* desc) {

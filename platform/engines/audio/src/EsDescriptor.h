@@ -1,6 +1,6 @@
-// The MPEG-4 elementary stream descriptor carried in an 'esds' atom: read to find the
-// decoder configuration (AudioSpecificConfig for AAC), written when an imported AAC
-// file needs the 'esds' payload a movie file would carry.
+// What the audio engine needs of an 'esds' atom (its layout is the formats library's):
+// the decoder configuration (AudioSpecificConfig for AAC) read back, and the payload a
+// movie file would carry written for an imported AAC file.
 #pragma once
 
 #include <cstdint>

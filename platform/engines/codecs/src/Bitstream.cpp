@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+#include "vqt/formats/Esds.h"
+
 namespace vqt::codecs {
 namespace {
 
@@ -32,31 +34,6 @@ void forEachNal(Span data, Visit visit) {
 
 void putBigEndian(Bytes& out, std::uint32_t value, int bytes) {
   for (int i = bytes - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-}
-
-// MPEG-4 descriptor: tag, length in the four-byte expandable form, body.
-void putDescriptor(Bytes& out, std::uint8_t tag, const Bytes& body) {
-  out.push_back(tag);
-  const auto length = static_cast<std::uint32_t>(body.size());
-  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 21) & 0x7F)));
-  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 14) & 0x7F)));
-  out.push_back(static_cast<std::uint8_t>(0x80 | ((length >> 7) & 0x7F)));
-  out.push_back(static_cast<std::uint8_t>(length & 0x7F));
-  out.insert(out.end(), body.begin(), body.end());
-}
-
-// Reads one descriptor header at `pos`; returns false when it does not fit.
-bool readDescriptor(Span data, std::size_t& pos, std::uint8_t& tag, std::size_t& length) {
-  if (pos >= data.size()) return false;
-  tag = data[pos++];
-  length = 0;
-  for (int i = 0; i < 4; ++i) {
-    if (pos >= data.size()) return false;
-    const std::uint8_t byte = data[pos++];
-    length = (length << 7) | (byte & 0x7F);
-    if ((byte & 0x80) == 0) break;
-  }
-  return length <= data.size() - pos;
 }
 
 }  // namespace
@@ -147,49 +124,18 @@ Bytes hevcConfigurationFromAnnexB(Span headers, int chromaFormat, int bitDepth) 
   return out;
 }
 
+// MPEG-4 Visual in a visual stream (0x11), buffer size unknown.
 Bytes esdsFromDecoderSpecificInfo(Span info, int averageBitRate) {
-  Bytes specific(info.begin(), info.end());
-  Bytes decoderConfig{0x20, 0x11};    // MPEG-4 Visual, visual stream
-  putBigEndian(decoderConfig, 0, 3);  // buffer size unknown
-  putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);
-  putBigEndian(decoderConfig, static_cast<std::uint32_t>(averageBitRate), 4);
-  putDescriptor(decoderConfig, 0x05, specific);
-  Bytes es{0, 0, 0};  // ES_ID 0, no flags
-  putDescriptor(es, 0x04, decoderConfig);
-  putDescriptor(es, 0x06, Bytes{0x02});  // SL config: predefined for MP4
-  Bytes out{0, 0, 0, 0};                 // version and flags
-  putDescriptor(out, 0x03, es);
-  return out;
+  const auto rate = static_cast<std::uint32_t>(averageBitRate);
+  formats::DecoderConfig config{.objectType = 0x20, .streamByte = 0x11, .maxBitrate = rate, .averageBitrate = rate};
+  config.decoderSpecificInfo.emplace(info.begin(), info.end());
+  return formats::writeEsds({.decoderConfig = config, .slConfig = Bytes{0x02}});
 }
 
 Bytes decoderSpecificInfoFromEsds(Span esds) {
-  std::size_t pos = 4;  // version and flags
-  std::uint8_t tag = 0;
-  std::size_t length = 0;
-  if (esds.size() < 4 || !readDescriptor(esds, pos, tag, length) || tag != 0x03) return {};
-  std::size_t end = pos + length;
-  if (pos + 3 > end) return {};
-  const std::uint8_t flags = esds[pos + 2];
-  pos += 3;
-  if (flags & 0x80) pos += 2;
-  if ((flags & 0x40) && pos < end) pos += 1 + esds[pos];
-  if (flags & 0x20) pos += 2;
-  while (pos < end) {
-    if (!readDescriptor(esds.first(end), pos, tag, length)) return {};
-    if (tag != 0x04) {
-      pos += length;
-      continue;
-    }
-    std::size_t configEnd = pos + length;
-    pos += 13;
-    while (pos < configEnd) {
-      if (!readDescriptor(esds.first(configEnd), pos, tag, length)) return {};
-      if (tag == 0x05) return Bytes(esds.begin() + pos, esds.begin() + pos + length);
-      pos += length;
-    }
-    return {};
-  }
-  return {};
+  const auto es = formats::parseEsds(esds);
+  if (!es || !es->decoderConfig || !es->decoderConfig->decoderSpecificInfo) return {};
+  return *es->decoderConfig->decoderSpecificInfo;
 }
 
 }  // namespace vqt::codecs

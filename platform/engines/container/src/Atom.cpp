@@ -3,21 +3,15 @@
 namespace vqt::container {
 
 Error readAtomHeader(ByteReader& in, AtomHeader& header) {
-  const std::size_t available = in.remaining();
-  if (available < 8) return Error::truncated;
-  std::uint64_t size = in.u32();
-  header.type = in.u32();
-  header.headerSize = 8;
-  if (size == 1) {
-    if (in.remaining() < 8) return Error::truncated;
-    size = in.u64();
-    header.headerSize = 16;
-  } else if (size == 0) {
-    size = available;
+  switch (formats::parseAtomHeader(in, header)) {
+    case formats::AtomHeaderStatus::ok:
+      return Error::none;
+    case formats::AtomHeaderStatus::truncated:
+      return Error::truncated;
+    case formats::AtomHeaderStatus::badSize:
+      break;
   }
-  if (size < header.headerSize || size > available) return Error::badAtomSize;
-  header.size = size;
-  return Error::none;
+  return Error::badAtomSize;
 }
 
 Error parseAtoms(ByteReader& in, ParseContext& context, std::vector<std::unique_ptr<Atom>>& out) {

@@ -7,16 +7,11 @@
 namespace vqt::container {
 
 void parseExtensions(ByteReader& in, std::vector<ExtensionAtom>& out, std::vector<std::uint8_t>& trailing) {
-  while (in.remaining() >= 8) {
-    ByteReader probe = in;
-    AtomHeader header;
-    if (readAtomHeader(probe, header) != Error::none) break;
-    in = probe;
-    auto payload = in.bytes(static_cast<std::size_t>(header.size - header.headerSize));
+  const auto bytes = in.rest();
+  const std::size_t end = formats::forEachAtom(bytes, [&](const AtomHeader& header, auto, auto payload) {
     out.push_back(ExtensionAtom{header.type, {payload.begin(), payload.end()}});
-  }
-  auto rest = in.rest();
-  trailing.assign(rest.begin(), rest.end());
+  });
+  trailing.assign(bytes.begin() + static_cast<std::ptrdiff_t>(end), bytes.end());
 }
 
 void writeExtensions(ByteWriter& out, const std::vector<ExtensionAtom>& extensions) {
@@ -65,22 +60,7 @@ void SampleEntry::dumpFields(Dumper& out) const {
 }
 
 Error VisualSampleEntry::parseFields(ByteReader& in) {
-  version = in.u16();
-  revisionLevel = in.u16();
-  vendor = in.u32();
-  temporalQuality = in.u32();
-  spatialQuality = in.u32();
-  width = in.u16();
-  height = in.u16();
-  horizontalResolution = in.u32();
-  verticalResolution = in.u32();
-  dataSize = in.u32();
-  frameCount = in.u16();
-  auto name = in.bytes(32);
-  if (!name.empty()) std::copy(name.begin(), name.end(), compressorName.begin());
-  depth = in.s16();
-  colorTableId = in.s16();
-  if (in.failed()) return Error::truncated;
+  if (!formats::parseImageFields(in, *this)) return Error::truncated;
   // An indexed depth with colour table ID 0 carries its table inline.
   const int indexedDepth = depth & 0x1F;
   if (colorTableId == 0 && depth > 0 && indexedDepth <= 8 && in.remaining() >= 8) {
@@ -96,20 +76,7 @@ Error VisualSampleEntry::parseFields(ByteReader& in) {
 }
 
 void VisualSampleEntry::writeFields(ByteWriter& out) const {
-  out.u16(version);
-  out.u16(revisionLevel);
-  out.u32(vendor);
-  out.u32(temporalQuality);
-  out.u32(spatialQuality);
-  out.u16(width);
-  out.u16(height);
-  out.u32(horizontalResolution);
-  out.u32(verticalResolution);
-  out.u32(dataSize);
-  out.u16(frameCount);
-  out.bytes(compressorName);
-  out.s16(depth);
-  out.s16(colorTableId);
+  formats::writeImageFields(out, *this);
   out.bytes(colorTable);
 }
 
@@ -130,51 +97,10 @@ double SoundSampleEntry::effectiveSampleRate() const { return version == 2 ? aud
 std::uint32_t SoundSampleEntry::effectiveChannels() const { return version == 2 ? audioChannels : channelCount; }
 
 Error SoundSampleEntry::parseFields(ByteReader& in) {
-  version = in.u16();
-  revisionLevel = in.u16();
-  vendor = in.u32();
-  channelCount = in.u16();
-  sampleSize = in.u16();
-  compressionId = in.s16();
-  packetSize = in.u16();
-  sampleRate = in.u32();
-  if (version == 1) {
-    samplesPerPacket = in.u32();
-    bytesPerPacket = in.u32();
-    bytesPerFrame = in.u32();
-    bytesPerSample = in.u32();
-  } else if (version == 2) {
-    structSize = in.u32();
-    audioSampleRate = in.f64();
-    audioChannels = in.u32();
-    always7F000000 = in.u32();
-    constBitsPerChannel = in.u32();
-    formatSpecificFlags = in.u32();
-    constBytesPerAudioPacket = in.u32();
-    constLPCMFramesPerAudioPacket = in.u32();
-  }
-  return in.failed() ? Error::truncated : Error::none;
+  return formats::parseSoundFields(in, *this) ? Error::none : Error::truncated;
 }
 
-void SoundSampleEntry::writeFields(ByteWriter& out) const {
-  out.u16(version);
-  out.u16(revisionLevel);
-  out.u32(vendor);
-  out.u16(channelCount);
-  out.u16(sampleSize);
-  out.s16(compressionId);
-  out.u16(packetSize);
-  out.u32(sampleRate);
-  if (version == 1) {
-    for (auto v : {samplesPerPacket, bytesPerPacket, bytesPerFrame, bytesPerSample}) out.u32(v);
-  } else if (version == 2) {
-    out.u32(structSize);
-    out.f64(audioSampleRate);
-    for (auto v : {audioChannels, always7F000000, constBitsPerChannel, formatSpecificFlags, constBytesPerAudioPacket,
-                   constLPCMFramesPerAudioPacket})
-      out.u32(v);
-  }
-}
+void SoundSampleEntry::writeFields(ByteWriter& out) const { formats::writeSoundFields(out, *this); }
 
 void SoundSampleEntry::dumpEntryFields(Dumper& out) const {
   out.field("version", version);

@@ -6,6 +6,7 @@
 #include "vqt/container/ByteIO.h"
 #include "vqt/container/Dumper.h"
 #include "vqt/container/Error.h"
+#include "vqt/formats/AtomHeader.h"
 
 #include <memory>
 #include <vector>
@@ -85,11 +86,7 @@ class ContainerAtom : public Atom {
   const std::vector<std::unique_ptr<Atom>>* children() const override { return &items; }
 };
 
-struct AtomHeader {
-  FourCC type = 0;
-  std::uint64_t size = 0;  // whole atom, header included
-  std::uint32_t headerSize = 8;
-};
+using formats::AtomHeader;
 
 // Reads an atom header from `in` and checks its size against what is left:
 // size 0 becomes "to the end", size 1 reads the 64-bit size.

@@ -6,8 +6,9 @@
 #pragma once
 
 #include "vqt/container/Atom.h"
+#include "vqt/formats/ImageFields.h"
+#include "vqt/formats/SoundFields.h"
 
-#include <array>
 #include <optional>
 
 namespace vqt::container {
@@ -40,18 +41,10 @@ class SampleEntry : public Atom {
   virtual void dumpEntryFields(Dumper& out) const = 0;
 };
 
-class VisualSampleEntry final : public SampleEntry {
+// The fixed fields are the shared layout's.
+class VisualSampleEntry final : public SampleEntry, public formats::ImageFields {
  public:
   using SampleEntry::SampleEntry;
-  std::uint16_t version = 0, revisionLevel = 0;
-  FourCC vendor = 0;
-  std::uint32_t temporalQuality = 0, spatialQuality = 0;
-  std::uint16_t width = 0, height = 0;
-  std::uint32_t horizontalResolution = 0x00480000, verticalResolution = 0x00480000;
-  std::uint32_t dataSize = 0;
-  std::uint16_t frameCount = 1;
-  std::array<std::uint8_t, 32> compressorName{};  // Pascal string in 32 bytes
-  std::int16_t depth = 24, colorTableId = -1;
   std::vector<std::uint8_t> colorTable;  // only when colorTableId is 0 and the depth is indexed
 
  protected:
@@ -60,22 +53,10 @@ class VisualSampleEntry final : public SampleEntry {
   void dumpEntryFields(Dumper& out) const override;
 };
 
-class SoundSampleEntry final : public SampleEntry {
+// The fixed fields (all three versions) are the shared layout's.
+class SoundSampleEntry final : public SampleEntry, public formats::SoundFields {
  public:
   using SampleEntry::SampleEntry;
-  std::uint16_t version = 0, revisionLevel = 0;
-  FourCC vendor = 0;
-  std::uint16_t channelCount = 2, sampleSize = 16;
-  std::int16_t compressionId = 0;
-  std::uint16_t packetSize = 0;
-  std::uint32_t sampleRate = 0;  // 16.16 fixed (v0/v1)
-  // Version 1
-  std::uint32_t samplesPerPacket = 0, bytesPerPacket = 0, bytesPerFrame = 0, bytesPerSample = 0;
-  // Version 2
-  std::uint32_t structSize = 72;
-  double audioSampleRate = 0;
-  std::uint32_t audioChannels = 0, always7F000000 = 0x7F000000, constBitsPerChannel = 0;
-  std::uint32_t formatSpecificFlags = 0, constBytesPerAudioPacket = 0, constLPCMFramesPerAudioPacket = 0;
 
   double effectiveSampleRate() const;
   std::uint32_t effectiveChannels() const;

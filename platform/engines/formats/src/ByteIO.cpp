@@ -1,9 +1,9 @@
-#include "vqt/container/ByteIO.h"
+#include "vqt/formats/ByteIO.h"
 
 #include <bit>
 #include <cstring>
 
-namespace vqt::container {
+namespace vqt::formats {
 
 std::span<const std::uint8_t> ByteReader::bytes(std::size_t count) {
   if (count > remaining()) {
@@ -35,6 +35,14 @@ std::uint32_t ByteReader::u32() {
 std::uint64_t ByteReader::u64() {
   const std::uint64_t high = u32();
   return high << 32 | u32();
+}
+
+std::uint16_t loadU16(std::span<const std::uint8_t> bytes, std::size_t at) {
+  return at <= bytes.size() ? ByteReader(bytes.subspan(at)).u16() : 0;
+}
+
+std::uint32_t loadU32(std::span<const std::uint8_t> bytes, std::size_t at) {
+  return at <= bytes.size() ? ByteReader(bytes.subspan(at)).u32() : 0;
 }
 
 double ByteReader::f64() { return std::bit_cast<double>(u64()); }
@@ -80,4 +88,4 @@ void ByteWriter::endAtom(std::size_t start) {
   patch32(start, 1);
 }
 
-}  // namespace vqt::container
+}  // namespace vqt::formats
