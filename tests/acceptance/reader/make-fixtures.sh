@@ -35,6 +35,18 @@ fixture two-video.mov -f lavfi -i "testsrc2=size=160x120:rate=25:duration=0.4" \
 # Sound only.
 fixture sound-only.mov -f lavfi -i "$(tone 1000 48000 1)" -ac 2 -c:a pcm_s16le
 
+# The four codecs the decode paths are pinned on: ProRes 422 HQ, ProRes 4444
+# with a moving alpha, DNxHR HQ and long-GOP H.264 with B-frames.
+fixture pin-prores-hq.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=1" \
+  -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le
+fixture pin-prores-4444.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=1" \
+  -vf "format=yuva444p10le,geq=lum='lum(X,Y)':cb='cb(X,Y)':cr='cr(X,Y)':a='4*X+N*8'" \
+  -c:v prores_ks -profile:v 4 -pix_fmt yuva444p10le
+fixture pin-dnxhr-hq.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=1" \
+  -c:v dnxhd -profile:v dnxhr_hq -pix_fmt yuv422p
+fixture pin-h264-gop.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=2" \
+  -c:v libx264 -preset veryfast -g 24 -bf 3 -pix_fmt yuv420p
+
 # Damaged copies of the H.264 movie.
 if [ ! -s "$out/bad-truncated.mov" ]; then
   size=$(stat -c %s "$out/h264-2997.mov")
