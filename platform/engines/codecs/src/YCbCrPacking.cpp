@@ -67,17 +67,19 @@ inline __m128 twoSamplesTwice(const Sample* p) {
   return _mm_unpacklo_ps(both, both);
 }
 
-// The float row of packRows, four pixels a step, for frames without alpha whose
-// chroma is full or half width: the same single-precision operations in the same
-// order, so the same floats. Returns the pixels done.
+// The float row of packRows, four pixels a step, for frames whose chroma is
+// full or half width, with or without alpha (`alpha` null: opaque): the same
+// single-precision operations in the same order, so the same floats. Returns
+// the pixels done.
 template <typename Sample>
-int packFloatPixels(const Sample* luma, const Sample* cb, const Sample* cr, int chromaShiftX, float unit,
-                    std::uint8_t* row, int width) {
+int packFloatPixels(const Sample* luma, const Sample* cb, const Sample* cr, const Sample* alpha, float alphaScale,
+                    int chromaShiftX, float unit, std::uint8_t* row, int width) {
   if (chromaShiftX > 1) return 0;
   const __m128 units = _mm_set1_ps(unit), sixteen = _mm_set1_ps(16.0f), inverse255 = _mm_set1_ps(1.0f / 255.0f);
+  const __m128 alphaUnits = _mm_set1_ps(alphaScale);
   int x = 0;
   for (; x + 4 <= width; x += 4) {
-    __m128 a = _mm_set1_ps(1.0f);
+    __m128 a = alpha ? _mm_mul_ps(fourSamples(alpha + x), alphaUnits) : _mm_set1_ps(1.0f);
     __m128 y = _mm_mul_ps(_mm_sub_ps(_mm_mul_ps(fourSamples(luma + x), units), sixteen), inverse255);
     __m128 blue = chromaShiftX ? twoSamplesTwice(cb + x / 2) : fourSamples(cb + x);
     __m128 red = chromaShiftX ? twoSamplesTwice(cr + x / 2) : fourSamples(cr + x);
@@ -109,7 +111,7 @@ void packRows(const AVFrame& frame, const ImageView& out, const PlaneLayout& lay
     int x = 0;
 #if defined(__SSE2__)
     if constexpr (ToFloat) {
-      if (!alpha) x = packFloatPixels(luma, cb, cr, layout.chromaShiftX, unit, row, width);
+      x = packFloatPixels(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, row, width);
     }
 #endif
     for (; x < width; ++x) {
@@ -207,14 +209,16 @@ void unpackRows(const ConstImageView& in, AVFrame& frame, const PlaneLayout& lay
 }
 
 #if defined(__SSE2__)
-// The row of packTransformedRows, four pixels a step, for frames without alpha
-// whose chroma is full or half width: the same single-precision operations in
-// the same order, so the same floats. Returns the pixels done.
+// The row of packTransformedRows, four pixels a step, for frames whose chroma
+// is full or half width, with or without alpha (`alpha` null: opaque): the
+// same single-precision operations in the same order, so the same floats.
+// Returns the pixels done.
 template <typename Sample>
-int packTransformedPixels(const Sample* luma, const Sample* cb, const Sample* cr, int chromaShiftX, float unit,
-                          const YCbCrTransform& t, std::uint8_t* row, int width) {
+int packTransformedPixels(const Sample* luma, const Sample* cb, const Sample* cr, const Sample* alpha, float alphaScale,
+                          int chromaShiftX, float unit, const YCbCrTransform& t, std::uint8_t* row, int width) {
   if (chromaShiftX > 1) return 0;
   const __m128 units = _mm_set1_ps(unit), inverse255 = _mm_set1_ps(1.0f / 255.0f), sixteen = _mm_set1_ps(16.0f);
+  const __m128 alphaUnits = _mm_set1_ps(alphaScale);
   int x = 0;
   for (; x + 4 <= width; x += 4) {
     const __m128 blue = chromaShiftX ? twoSamplesTwice(cb + x / 2) : fourSamples(cb + x);
@@ -229,7 +233,7 @@ int packTransformedPixels(const Sample* luma, const Sample* cb, const Sample* cr
           _mm_mul_ps(_mm_set1_ps(t.matrix[r][2]), v[2]));
       o[r] = _mm_add_ps(sum, _mm_set1_ps(t.outOffset[r]));
     }
-    __m128 a = _mm_set1_ps(1.0f);
+    __m128 a = alpha ? _mm_mul_ps(fourSamples(alpha + x), alphaUnits) : _mm_set1_ps(1.0f);
     __m128 y = _mm_mul_ps(_mm_sub_ps(o[0], sixteen), inverse255);
     __m128 b = _mm_mul_ps(o[1], inverse255);
     __m128 c = _mm_mul_ps(o[2], inverse255);
@@ -257,7 +261,7 @@ void packTransformedRows(const AVFrame& frame, const PlaneLayout& layout, float 
     std::uint8_t* row = out.data + y * out.bytesPerRow;
     int x = 0;
 #if defined(__SSE2__)
-    if (!alpha) x = packTransformedPixels(luma, cb, cr, layout.chromaShiftX, unit, t, row, width);
+    x = packTransformedPixels(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width);
 #endif
     for (; x < width; ++x) {
       const int cx = x >> layout.chromaShiftX;
