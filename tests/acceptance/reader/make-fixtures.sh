@@ -47,6 +47,10 @@ fixture pin-dnxhr-hq.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=1" 
 fixture pin-h264-gop.mov -f lavfi -i "testsrc2=size=320x180:rate=24:duration=2" \
   -c:v libx264 -preset veryfast -g 24 -bf 3 -pix_fmt yuv420p
 
+# A long small movie (3000 frames, GOP 48 with B-frames) for memory over a whole read.
+fixture long-h264-small.mov -f lavfi -i "testsrc2=size=160x120:rate=24" -frames:v 3000 \
+  -c:v libx264 -preset ultrafast -g 48 -bf 3 -pix_fmt yuv420p
+
 # Damaged copies of the H.264 movie.
 if [ ! -s "$out/bad-truncated.mov" ]; then
   size=$(stat -c %s "$out/h264-2997.mov")
