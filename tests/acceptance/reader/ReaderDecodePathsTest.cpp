@@ -25,10 +25,9 @@ struct PinnedMovie {
 };
 
 const PinnedMovie kPinned[] = {
-    {"pin-prores-hq.mov", 743816, 0x94d4364b6c61cb00},
-    {"pin-prores-4444.mov", 4472024, 0x1646a235dae78aac},
-    {"pin-dnxhr-hq.mov", 688920, 0xfde8ac71f7907a86},
-    {"pin-h264-gop.mov", 59816, 0x9da3c81dbf67f1c7},
+    {"pin-prores-hq.mov", 765652, 0x4d9e0e249107c8b1},        {"pin-prores-4444.mov", 4576445, 0x984f747364d904be},
+    {"pin-prores-4444-601.mov", 4576427, 0xbc2105fb3d11a724}, {"pin-dnxhr-hq.mov", 688938, 0x493a02ac0dec74e8},
+    {"pin-h264-gop.mov", 62656, 0xd9ff858c54a93570},
 };
 
 // FNV-1a over the floats' bits: equal floats, equal sums.
