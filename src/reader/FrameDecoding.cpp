@@ -81,7 +81,7 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
   if (width != 0) addNumber(attributes, kCVPixelBufferWidthKey, width);
   if (height != 0) addNumber(attributes, kCVPixelBufferHeightKey, height);
   int flags = 0;
-  choosePixelFormat(decompressor, pixelFormat, flags);
+  choosePixelFormat(decompressor, pixelFormat, flags, image);
   pixelFormatFlags = flags;
   if (pixelFormat != 0) addNumber(attributes, kCVPixelBufferPixelFormatTypeKey, static_cast<SInt32>(pixelFormat));
 
