@@ -265,9 +265,17 @@ __attribute__((target("avx2"))) inline __m256 eightSamples(const std::uint8_t* p
   return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
 }
 // Four samples, each repeated: the chroma of eight 4:2:2 pixels.
-template <typename Sample>
-__attribute__((target("avx2"))) inline __m256 fourSamplesTwice(const Sample* p) {
-  return _mm256_cvtepi32_ps(_mm256_setr_epi32(p[0], p[0], p[1], p[1], p[2], p[2], p[3], p[3]));
+__attribute__((target("avx2"))) inline __m256 twice(__m128i four) {
+  const __m256i pairs = _mm256_setr_epi32(0, 0, 1, 1, 2, 2, 3, 3);
+  return _mm256_cvtepi32_ps(_mm256_permutevar8x32_epi32(_mm256_castsi128_si256(four), pairs));
+}
+__attribute__((target("avx2"))) inline __m256 fourSamplesTwice(const std::uint16_t* p) {
+  return twice(_mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+}
+__attribute__((target("avx2"))) inline __m256 fourSamplesTwice(const std::uint8_t* p) {
+  std::int32_t bytes;
+  std::memcpy(&bytes, p, 4);
+  return twice(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes)));
 }
 
 template <typename Sample>
