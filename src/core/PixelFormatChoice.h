@@ -5,6 +5,7 @@
 #pragma once
 
 #include <Carbon/Components.h>
+#include <QuickTime/ImageDescription.h>
 
 #include <string>
 #include <vector>
@@ -51,6 +52,15 @@ const std::vector<GlobalSettingsEntry>& globalSettingsTable();
 
 // Chooses the pixel format to exchange with `codec` and the override flags that
 // apply to it. Never fails: 32 (8-bit ARGB) when nothing better qualifies.
-void choosePixelFormat(Component codec, OSType& pixelFormat, int& flags);
+// Given the stream's image description, an H.264 or HEVC stream whose
+// configuration says 8-bit 4:2:0 takes '2vuy' before 'r4fl' (when the codec
+// offers it and no override rules it out): it holds all such a stream has, at
+// an eighth of the bytes a frame.
+void choosePixelFormat(Component codec, OSType& pixelFormat, int& flags, ImageDescriptionHandle image = nullptr);
+
+// True when an H.264 ('avcC': Baseline, Main, Extended or High profile) or HEVC
+// ('hvcC': 4:2:0 chroma, 8-bit luma and chroma) configuration in the image
+// description says every picture is 8-bit 4:2:0; false when there is none.
+bool isEightBit420Stream(ImageDescriptionHandle image);
 
 }  // namespace Vantor::QuickTime

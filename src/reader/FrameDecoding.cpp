@@ -5,6 +5,7 @@
 
 #include "PixelFormatChoice.h"
 #include "PixelFormatNames.h"
+#include "RowBands.h"
 #include "Diagnostics.h"
 
 #include <vantor/quicktime/PixelKernels.h>
@@ -80,7 +81,7 @@ int QuickTimeCodecReaderPrivate::createDecompressionSession() {
   if (width != 0) addNumber(attributes, kCVPixelBufferWidthKey, width);
   if (height != 0) addNumber(attributes, kCVPixelBufferHeightKey, height);
   int flags = 0;
-  choosePixelFormat(decompressor, pixelFormat, flags);
+  choosePixelFormat(decompressor, pixelFormat, flags, image);
   pixelFormatFlags = flags;
   if (pixelFormat != 0) addNumber(attributes, kCVPixelBufferPixelFormatTypeKey, static_cast<SInt32>(pixelFormat));
 
@@ -257,61 +258,65 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
   // at the last row).
   const int pixels = std::min<SInt64>(width, static_cast<SInt64>(CVPixelBufferGetWidth(pixelBuffer)));
   const ChromaCoefficients chroma = (codecType == 'mp4v' || codecType == 'avc1') ? kVideo2vuyMpeg : kVideo2vuyDefault;
-  for (SInt64 y = 0; y < height; ++y) {
-    const SInt64 sourceRow = bufferHeight - 1 - y;
-    if (sourceRow < 0) break;
-    const UInt8* in = base + static_cast<size_t>(sourceRow) * bytesPerRow;
-    float* r = rgba + static_cast<size_t>(height - 1 - y) * static_cast<size_t>(width) * 4;
-    float* g = r + 1;
-    float* b = r + 2;
-    float* a = r + 3;
-    switch (format) {
-      case k32ARGBPixelFormat:
-        for (int x = 0; x < pixels; ++x) {
-          a[4 * x] = in[4 * x] * kByteScale;
-          r[4 * x] = in[4 * x + 1] * kByteScale;
-          g[4 * x] = in[4 * x + 2] * kByteScale;
-          b[4 * x] = in[4 * x + 3] * kByteScale;
+  // Rows are independent: bands of them convert side by side, each row with
+  // the same kernel as one thread would use, so the floats are the same.
+  const SInt64 rows = std::min<SInt64>(height, bufferHeight);
+  forRowBands(rows, [&](SInt64 first, SInt64 end) {
+    for (SInt64 y = first; y < end; ++y) {
+      const SInt64 sourceRow = bufferHeight - 1 - y;
+      const UInt8* in = base + static_cast<size_t>(sourceRow) * bytesPerRow;
+      float* r = rgba + static_cast<size_t>(height - 1 - y) * static_cast<size_t>(width) * 4;
+      float* g = r + 1;
+      float* b = r + 2;
+      float* a = r + 3;
+      switch (format) {
+        case k32ARGBPixelFormat:
+          for (int x = 0; x < pixels; ++x) {
+            a[4 * x] = in[4 * x] * kByteScale;
+            r[4 * x] = in[4 * x + 1] * kByteScale;
+            g[4 * x] = in[4 * x + 2] * kByteScale;
+            b[4 * x] = in[4 * x + 3] * kByteScale;
+          }
+          break;
+        case k64ARGBPixelFormat: {
+          const auto* words = reinterpret_cast<const UInt16*>(in);
+          for (int x = 0; x < pixels; ++x) {
+            a[4 * x] = words[4 * x] * kWordScale;
+            r[4 * x] = words[4 * x + 1] * kWordScale;
+            g[4 * x] = words[4 * x + 2] * kWordScale;
+            b[4 * x] = words[4 * x + 3] * kWordScale;
+          }
+          break;
         }
-        break;
-      case k64ARGBPixelFormat: {
-        const auto* words = reinterpret_cast<const UInt16*>(in);
-        for (int x = 0; x < pixels; ++x) {
-          a[4 * x] = words[4 * x] * kWordScale;
-          r[4 * x] = words[4 * x + 1] * kWordScale;
-          g[4 * x] = words[4 * x + 2] * kWordScale;
-          b[4 * x] = words[4 * x + 3] * kWordScale;
+        case k48RGBPixelFormat: {
+          const auto* words = reinterpret_cast<const UInt16*>(in);
+          for (int x = 0; x < pixels; ++x) {
+            r[4 * x] = words[3 * x] * kWordScale;
+            g[4 * x] = words[3 * x + 1] * kWordScale;
+            b[4 * x] = words[3 * x + 2] * kWordScale;
+            a[4 * x] = 1.0f;
+          }
+          break;
         }
-        break;
+        case k2vuyPixelFormat:
+          // An odd width ends in a group with Cb, Y' and Cr but no second pixel:
+          // one byte more lets the kernel read that Cr for the last column.
+          convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels + (pixels & 1), chroma);
+          break;
+        case kYUVSPixelFormat:
+          convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);
+          break;
+        case k4444YpCbCrA8RPixelFormat:
+          convertR408ToRgb(in, a, r, g, b, 4, pixels);
+          break;
+        case k4444YpCbCrA32RPixelFormat:
+          convertR4flToRgb(reinterpret_cast<const float*>(in), a, r, g, b, 4, pixels);
+          break;
+        default:
+          break;
       }
-      case k48RGBPixelFormat: {
-        const auto* words = reinterpret_cast<const UInt16*>(in);
-        for (int x = 0; x < pixels; ++x) {
-          r[4 * x] = words[3 * x] * kWordScale;
-          g[4 * x] = words[3 * x + 1] * kWordScale;
-          b[4 * x] = words[3 * x + 2] * kWordScale;
-          a[4 * x] = 1.0f;
-        }
-        break;
-      }
-      case k2vuyPixelFormat:
-        // An odd width ends in a group with Cb, Y' and Cr but no second pixel:
-        // one byte more lets the kernel read that Cr for the last column.
-        convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels + (pixels & 1), chroma);
-        break;
-      case kYUVSPixelFormat:
-        convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);
-        break;
-      case k4444YpCbCrA8RPixelFormat:
-        convertR408ToRgb(in, a, r, g, b, 4, pixels);
-        break;
-      case k4444YpCbCrA32RPixelFormat:
-        convertR4flToRgb(reinterpret_cast<const float*>(in), a, r, g, b, 4, pixels);
-        break;
-      default:
-        break;
     }
-  }
+  });
   return 0;
 }
 

@@ -29,7 +29,7 @@ struct StreamCase {
 // Drop-frame start frame: 59 minutes of 1800 frames, less 2 at each minute not
 // divisible by 10 (108), plus 59 s 28 f.
 const StreamCase kStreams[] = {
-    {"h264-2997.mov", 60, 320, 240, 1.0f, 30000, 1001, 30000.0 / 1001, "avc1", "r4fl", 108000, "01:00:00:00", "Reel_A"},
+    {"h264-2997.mov", 60, 320, 240, 1.0f, 30000, 1001, 30000.0 / 1001, "avc1", "2vuy", 108000, "01:00:00:00", "Reel_A"},
     {"prores-bars.mov", 12, 320, 240, 1.0f, 24000, 1001, 24000.0 / 1001, "apch", "r4fl"},
     {"mjpeg-25.mov", 25, 320, 240, 4.0f / 3.0f, 0, 0, 25.0, "jpeg", "2vuy"},
     {"rle-125.mov", 25, 160, 120, 1.0f, 0, 0, 12.5, "rle ", "32\n"},

@@ -35,6 +35,28 @@ fixture two-video.mov -f lavfi -i "testsrc2=size=160x120:rate=25:duration=0.4" \
 # Sound only.
 fixture sound-only.mov -f lavfi -i "$(tone 1000 48000 1)" -ac 2 -c:a pcm_s16le
 
+# The four codecs the decode paths are pinned on: ProRes 422 HQ, ProRes 4444
+# with a moving alpha, DNxHR HQ and long-GOP H.264 with B-frames, tagged BT.709
+# (as HD is) so that their Y'CbCr goes through the matrix into BT.601, at a
+# width that is not a multiple of eight; one ProRes 4444 untagged, in BT.601.
+bt709="-color_primaries bt709 -color_trc bt709 -colorspace bt709"
+fixture pin-prores-hq.mov -f lavfi -i "testsrc2=size=326x180:rate=24:duration=1" \
+  -c:v prores_ks -profile:v 3 -pix_fmt yuv422p10le $bt709
+fixture pin-prores-4444.mov -f lavfi -i "testsrc2=size=326x180:rate=24:duration=1" \
+  -vf "format=yuva444p10le,geq=lum='lum(X,Y)':cb='cb(X,Y)':cr='cr(X,Y)':a='4*X+N*8'" \
+  -c:v prores_ks -profile:v 4 -pix_fmt yuva444p10le $bt709
+fixture pin-prores-4444-601.mov -f lavfi -i "testsrc2=size=326x180:rate=24:duration=1" \
+  -vf "format=yuva444p10le,geq=lum='lum(X,Y)':cb='cb(X,Y)':cr='cr(X,Y)':a='4*X+N*8'" \
+  -c:v prores_ks -profile:v 4 -pix_fmt yuva444p10le
+fixture pin-dnxhr-hq.mov -f lavfi -i "testsrc2=size=326x180:rate=24:duration=1" \
+  -c:v dnxhd -profile:v dnxhr_hq -pix_fmt yuv422p $bt709
+fixture pin-h264-gop.mov -f lavfi -i "testsrc2=size=326x180:rate=24:duration=2" \
+  -c:v libx264 -preset veryfast -g 24 -bf 3 -pix_fmt yuv420p $bt709
+
+# A long small movie (3000 frames, GOP 48 with B-frames) for memory over a whole read.
+fixture long-h264-small.mov -f lavfi -i "testsrc2=size=160x120:rate=24" -frames:v 3000 \
+  -c:v libx264 -preset ultrafast -g 48 -bf 3 -pix_fmt yuv420p
+
 # Damaged copies of the H.264 movie.
 if [ ! -s "$out/bad-truncated.mov" ]; then
   size=$(stat -c %s "$out/h264-2997.mov")

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "CodecTestSupport.h"
+#include "ColourTransform.h"
 #include "UyvyPacking.h"
 #include "vqt/ffmpeg/Handles.h"
 
@@ -262,6 +263,70 @@ TEST(FourTwoZeroPacking, GivesLibswscaleBytes) {
                             static_cast<std::size_t>(width) * 2),
                 0)
           << "row " << y;
+    }
+  }
+}
+
+// The one-pass packing through a colour matrix: with BT.601 video range (no
+// change) it is the plain packing byte for byte; from BT.709 and from full
+// range it is within one step of the matrix applied to 16-bit 4:4:4 and
+// averaged over each pair, with the same vertical chroma filter.
+TEST(FourTwoZeroPacking, ThroughAMatrixMatchesTheSixteenBitDetour) {
+  for (const auto& [width, height] : {std::pair{1920, 1080}, {66, 38}, {18, 16}}) {
+    SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+    ffmpeg::FramePtr frame(av_frame_alloc());
+    frame->format = AV_PIX_FMT_YUV420P;
+    frame->width = width;
+    frame->height = height;
+    ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
+    std::uint32_t state = 777;
+    for (int plane = 0; plane < 3; ++plane) {
+      for (int y = 0; y < (plane ? height / 2 : height); ++y) {
+        for (int x = 0; x < (plane ? width / 2 : width); ++x) {
+          state = state * 1664525u + 1013904223u;
+          frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>(state >> 24);
+        }
+      }
+    }
+    ASSERT_TRUE(canPackPlanar420To2vuyTransformed(*frame));
+    TestImage plain(kPixelFormat2vuy, width, height), same(kPixelFormat2vuy, width, height);
+    packPlanar420To2vuy(*frame, test::viewOf(plain));
+    packPlanar420To2vuyTransformed(*frame, false, transformToExchange(ColourMatrix::bt601, false), test::viewOf(same));
+    ASSERT_EQ(same.bytes, plain.bytes);
+
+    for (const bool fullRange : {false, true}) {
+      SCOPED_TRACE(fullRange ? "BT.709 full range" : "BT.709 video range");
+      const YCbCrTransform transform = transformToExchange(ColourMatrix::bt709, fullRange);
+      TestImage ours(kPixelFormat2vuy, width, height);
+      packPlanar420To2vuyTransformed(*frame, fullRange, transform, test::viewOf(ours));
+      // The detour: the plain packing's chroma (already filtered) spread over
+      // 16-bit 4:4:4, the matrix there, each pair's chroma the mean of its two.
+      ffmpeg::FramePtr wide(av_frame_alloc());
+      wide->format = AV_PIX_FMT_YUV444P;
+      wide->width = width;
+      wide->height = height;
+      ASSERT_GE(av_frame_get_buffer(wide.get(), 0), 0);
+      for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+          const std::uint8_t* group = plain.bytes.data() + y * plain.bytesPerRow + 4 * (x / 2);
+          wide->data[0][y * wide->linesize[0] + x] = frame->data[0][y * frame->linesize[0] + x];
+          wide->data[1][y * wide->linesize[1] + x] = group[0];
+          wide->data[2][y * wide->linesize[2] + x] = group[2];
+        }
+      }
+      ffmpeg::FramePtr corrected(av_frame_alloc());
+      corrected->format = AV_PIX_FMT_YUVA444P16LE;
+      corrected->width = width;
+      corrected->height = height;
+      ASSERT_GE(av_frame_get_buffer(corrected.get(), 0), 0);
+      transformPlanar(*wide, fullRange, transform, *corrected, false);
+      TestImage detour(kPixelFormat2vuy, width, height);
+      pack444To422(*corrected, test::viewOf(detour));
+      int worst = 0;
+      for (std::size_t i = 0; i < ours.bytes.size(); ++i)
+        worst = std::max(worst, std::abs(ours.bytes[i] - detour.bytes[i]));
+      EXPECT_LE(worst, 1);
+      EXPECT_NE(ours.bytes, plain.bytes) << "the matrix was not applied";
     }
   }
 }

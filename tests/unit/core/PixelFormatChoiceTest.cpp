@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFBundle.h>
 #include <vantor/host/BundleLocation.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -145,4 +146,79 @@ TEST(FourCharCodeColumns, DecimalZeroAndThirtyTwoElsePacked) {
   EXPECT_EQ(parseFourCharCode("apchXYZ"), 0x61706368u);
   EXPECT_EQ(parseFourCharCode("ab"), 0x61620000u);
   EXPECT_EQ(parseFourCharCode(""), 0u);
+}
+
+namespace {
+
+// An image description with one configuration extension of `type` holding `payload`.
+ImageDescriptionHandle describedBy(long type, std::vector<UInt8> payload) {
+  ImageDescriptionHandle image = VqtNewImageDescription(type == 'avcC' ? 'avc1' : 'hvc1', 64, 64);
+  Handle extension = NewHandle(static_cast<Size>(payload.size()));
+  if (!payload.empty()) std::memcpy(*extension, payload.data(), payload.size());
+  AddImageDescriptionExtension(image, extension, type);
+  DisposeHandle(extension);
+  return image;
+}
+
+// An 'hvcC' payload of 23 bytes with this profile, chroma format and depths less 8.
+std::vector<UInt8> hvcC(UInt8 profile, UInt8 chroma, UInt8 lumaMore, UInt8 chromaMore) {
+  std::vector<UInt8> bytes(23, 0);
+  bytes[0] = 1;
+  bytes[1] = profile;
+  bytes[16] = 0xFC | chroma;
+  bytes[17] = 0xF8 | lumaMore;
+  bytes[18] = 0xF8 | chromaMore;
+  return bytes;
+}
+
+}  // namespace
+
+// 8-bit 4:2:0 H.264 and HEVC streams take '2vuy' ahead of 'r4fl'; deeper or
+// wider-chroma ones, unreadable configurations and overrides keep the order.
+TEST_F(PixelFormatChoiceTest, EightBitFourTwoZeroStreamsTake2vuyBeforeFloats) {
+  writeSettings("decode,x2vy,0,macosx,intel,2\n");
+  const std::vector<OSType> anyDepth = {'r4fl', '2vuy'};
+  const Component h264 = codec('imdc', 'none', anyDepth);
+  auto chooseFor = [](Component c, ImageDescriptionHandle image) {
+    OSType format = 0;
+    int flags = 0;
+    choosePixelFormat(c, format, flags, image);
+    DisposeHandle(reinterpret_cast<Handle>(image));
+    return format;
+  };
+  struct Case {
+    long type;
+    std::vector<UInt8> payload;
+    bool eightBit420;
+  };
+  const Case cases[] = {
+      {'avcC', {1, 66, 0xC0, 30, 0xFF}, true},     // Baseline
+      {'avcC', {1, 77, 0x40, 40, 0xFF}, true},     // Main
+      {'avcC', {1, 100, 0, 40, 0xFF}, true},       // High
+      {'avcC', {1, 110, 0, 40, 0xFF}, false},      // High 10
+      {'avcC', {1, 122, 0, 40, 0xFF}, false},      // High 4:2:2
+      {'avcC', {1, 244, 0, 40, 0xFF}, false},      // High 4:4:4
+      {'avcC', {0, 100, 0, 40, 0xFF}, false},      // not version 1
+      {'avcC', {1}, false},                        // cut short
+      {'avcC', {}, false},                         // empty
+      {'hvcC', hvcC(1, 1, 0, 0), true},            // Main
+      {'hvcC', hvcC(2, 1, 2, 2), false},           // Main 10
+      {'hvcC', hvcC(4, 2, 0, 0), false},           // 8-bit 4:2:2
+      {'hvcC', std::vector<UInt8>(18, 1), false},  // cut short
+      {'esds', {1, 100, 0, 40}, false},            // no H.264 or HEVC configuration
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.type == 'avcC'   ? "avcC"
+                             : c.type == 'hvcC' ? "hvcC"
+                                                : "esds") +
+                 " case with " + std::to_string(c.payload.size()) + " bytes");
+    EXPECT_EQ(isEightBit420Stream(describedBy(c.type, c.payload)), c.eightBit420);
+    EXPECT_EQ(chooseFor(h264, describedBy(c.type, c.payload)), c.eightBit420 ? OSType('2vuy') : OSType('r4fl'));
+  }
+  EXPECT_FALSE(isEightBit420Stream(nullptr));
+  EXPECT_EQ(chooseFor(h264, nullptr), OSType('r4fl'));
+  // An override that rules '2vuy' out wins over the stream's depth.
+  EXPECT_EQ(chooseFor(codec('imdc', 'x2vy', anyDepth), describedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
+  // A codec that does not offer '2vuy' is not given it.
+  EXPECT_EQ(chooseFor(codec('imdc', 'none', {'r4fl'}), describedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
 }

@@ -358,6 +358,11 @@ Status PixelConverter::toExchangeConverted(const AVFrame& frame, ColourMatrix ma
   const int height = frame.height;
   const bool fullRange = isFullRange(frame);
   const YCbCrTransform transform = transformToExchange(matrix, fullRange);
+  if (destination.pixelFormat == kPixelFormat2vuy && canPackPlanar420To2vuyTransformed(frame)) {
+    // 8-bit 4:2:0 (H.264, MPEG-4) in one pass, not through a 16-bit 4:4:4 frame.
+    packPlanar420To2vuyTransformed(frame, fullRange, transform, destination);
+    return Status::ok;
+  }
   const AVFrame* planar = &frame;
   if (!isPlanarYuv(frame)) {
     // Packed and semi-planar layouts are spread out first, their range kept.

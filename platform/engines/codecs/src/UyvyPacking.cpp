@@ -1,6 +1,7 @@
 #include "UyvyPacking.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -74,6 +75,99 @@ void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows) {
       cr = blended + kMostPairs;
     }
     packRow(plane(0, y), cb, cr, rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
+  }
+}
+
+bool canPackPlanar420To2vuyTransformed(const AVFrame& frame) {
+  return (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) && frame.width % 2 == 0 &&
+         frame.height % 2 == 0 && frame.height >= kSmallestHeight && frame.width > 0 && frame.width / 2 <= kMostPairs;
+}
+
+namespace {
+
+std::uint8_t nearestByte(float value) {
+  return static_cast<std::uint8_t>(std::clamp(std::nearbyint(value), 0.0f, 255.0f));
+}
+
+// One '2vuy' row through the matrix. `unit` scales a sample to 8-bit units.
+void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr, float unit,
+                        const YCbCrTransform& t, std::uint8_t* out, int pairs) {
+  const float(&m)[3][3] = t.matrix;
+  int pair = 0;
+#if defined(__SSE2__)
+  // Four pairs a step, the same operations as the loop below.
+  const __m128 units = _mm_set1_ps(unit), half = _mm_set1_ps(0.5f);
+  const __m128i zero = _mm_setzero_si128();
+  auto splat = [](float v) { return _mm_set1_ps(v); };
+  auto four = [&](const std::uint8_t* p) {
+    std::int32_t bytes;
+    std::memcpy(&bytes, p, 4);
+    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero));
+  };
+  const __m128i lowWords = _mm_set1_epi32(0xFFFF);
+  for (; pair + 4 <= pairs; pair += 4) {
+    // Eight luma bytes as four (even | odd << 16) words.
+    const __m128i lumaPairs =
+        _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(luma + 2 * pair)), zero);
+    const __m128 y0 =
+        _mm_sub_ps(_mm_mul_ps(_mm_cvtepi32_ps(_mm_and_si128(lumaPairs, lowWords)), units), splat(t.inOffset[0]));
+    const __m128 y1 =
+        _mm_sub_ps(_mm_mul_ps(_mm_cvtepi32_ps(_mm_srli_epi32(lumaPairs, 16)), units), splat(t.inOffset[0]));
+    const __m128 b = _mm_sub_ps(_mm_mul_ps(four(cb + pair), units), splat(t.inOffset[1]));
+    const __m128 r = _mm_sub_ps(_mm_mul_ps(four(cr + pair), units), splat(t.inOffset[2]));
+    auto row = [&](int k, __m128 y) {
+      return _mm_add_ps(_mm_add_ps(_mm_add_ps(_mm_mul_ps(splat(m[k][0]), y), _mm_mul_ps(splat(m[k][1]), b)),
+                                   _mm_mul_ps(splat(m[k][2]), r)),
+                        splat(t.outOffset[k]));
+    };
+    // Rounded to the nearest (ties to even, as nearbyint), saturated to bytes.
+    const __m128i outY0 = _mm_cvtps_epi32(row(0, y0)), outY1 = _mm_cvtps_epi32(row(0, y1));
+    const __m128i outB = _mm_cvtps_epi32(_mm_mul_ps(_mm_add_ps(row(1, y0), row(1, y1)), half));
+    const __m128i outR = _mm_cvtps_epi32(_mm_mul_ps(_mm_add_ps(row(2, y0), row(2, y1)), half));
+    const __m128i chroma = _mm_packs_epi32(outB, outR);   // Cb 0-3, Cr 0-3
+    const __m128i lumas = _mm_packs_epi32(outY0, outY1);  // Y' even 0-3, odd 0-3
+    const __m128i first = _mm_unpacklo_epi16(chroma, lumas), second = _mm_unpackhi_epi16(chroma, lumas);
+    const __m128i groups = _mm_packus_epi16(_mm_unpacklo_epi32(first, second), _mm_unpackhi_epi32(first, second));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * pair), groups);
+  }
+#endif
+  for (; pair < pairs; ++pair) {
+    const float y0 = luma[2 * pair] * unit - t.inOffset[0];
+    const float y1 = luma[2 * pair + 1] * unit - t.inOffset[0];
+    const float b = cb[pair] * unit - t.inOffset[1];
+    const float r = cr[pair] * unit - t.inOffset[2];
+    auto row = [&](int k, float y) { return ((m[k][0] * y + m[k][1] * b) + m[k][2] * r) + t.outOffset[k]; };
+    out[4 * pair] = nearestByte((row(1, y0) + row(1, y1)) * 0.5f);
+    out[4 * pair + 1] = nearestByte(row(0, y0));
+    out[4 * pair + 2] = nearestByte((row(2, y0) + row(2, y1)) * 0.5f);
+    out[4 * pair + 3] = nearestByte(row(0, y1));
+  }
+}
+
+}  // namespace
+
+void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
+                                    const ImageView& rows) {
+  const int pairs = frame.width / 2;
+  const int height = std::min(frame.height, rows.height);
+  const float unit = sampleUnit(8, fullRange);
+  alignas(16) std::uint8_t blended[2 * kMostPairs];  // Cb, then Cr
+  auto plane = [&](int index, int row) {
+    return frame.data[index] + static_cast<std::ptrdiff_t>(row) * frame.linesize[index];
+  };
+  for (int y = 0; y < height; ++y) {
+    const int chromaRow = y / 2;
+    const bool own = y == 0 || (y % 2 == 1 && y != frame.height - 1);
+    const std::uint8_t* cb = plane(1, chromaRow);
+    const std::uint8_t* cr = plane(2, chromaRow);
+    if (!own) {
+      roundedMean(plane(1, chromaRow - 1), cb, blended, pairs);
+      roundedMean(plane(2, chromaRow - 1), cr, blended + kMostPairs, pairs);
+      cb = blended;
+      cr = blended + kMostPairs;
+    }
+    packTransformedRow(plane(0, y), cb, cr, unit, transform,
+                       rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
   }
 }
 

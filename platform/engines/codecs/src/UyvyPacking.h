@@ -7,6 +7,7 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
+#include "ColourTransform.h"
 #include "vqt/codecs/Image.h"
 
 namespace vqt::codecs {
@@ -20,6 +21,15 @@ bool canPackPlanar420To2vuy(const AVFrame& frame);
 // rows take their chroma row, even rows the rounded mean of it and the one
 // above, except the first row (its own) and the last (the mean as well).
 void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows);
+
+// The same rows through `transform` (a stream's matrix and range into BT.601
+// video range), in one pass: chroma blended as above, then every pixel's Y' and
+// each pair's Cb and Cr (the mean of its two pixels') mapped in single
+// precision and rounded to the nearest byte. `fullRange` says how `frame` is
+// scaled; it may be full range (canPackPlanar420To2vuy's other conditions hold).
+bool canPackPlanar420To2vuyTransformed(const AVFrame& frame);
+void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
+                                    const ImageView& rows);
 
 // A 16-bit 4:4:4 video-range frame (YUVA444P16LE) into '2vuy' or 'yuvs' rows
 // (`rows.pixelFormat` says which): each pair's chroma is the mean of its two
