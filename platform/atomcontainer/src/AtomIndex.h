@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QuickTime/QTAtomContainer.h>
+#include <vqt/formats/ByteIO.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -25,18 +26,11 @@ inline constexpr std::size_t kMaxChildren = 0x7FFF;
 // Atoms are named by 32-bit offsets.
 inline constexpr std::size_t kMaxContainerSize = 0x7FFFFFFF;
 
-inline std::uint16_t be16(const std::uint8_t* p) { return std::uint16_t((p[0] << 8) | p[1]); }
-inline std::uint32_t be32(const std::uint8_t* p) {
-  return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) | (std::uint32_t(p[2]) << 8) | p[3];
-}
-inline void put16(std::uint8_t* p, std::uint16_t v) {
-  p[0] = std::uint8_t(v >> 8);
-  p[1] = std::uint8_t(v);
-}
-inline void put32(std::uint8_t* p, std::uint32_t v) {
-  put16(p, std::uint16_t(v >> 16));
-  put16(p + 2, std::uint16_t(v));
-}
+// Fields at a place the index has already checked lies inside the container.
+inline std::uint16_t be16(const std::uint8_t* p) { return vqt::formats::loadU16({p, 2}); }
+inline std::uint32_t be32(const std::uint8_t* p) { return vqt::formats::loadU32({p, 4}); }
+inline void put16(std::uint8_t* p, std::uint16_t v) { vqt::formats::storeU16({p, 2}, 0, v); }
+inline void put32(std::uint8_t* p, std::uint32_t v) { vqt::formats::storeU32({p, 4}, 0, v); }
 
 struct AtomEntry {
   std::size_t offset = 0;  // of the atom's header in the container

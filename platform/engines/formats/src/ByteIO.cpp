@@ -45,6 +45,18 @@ std::uint32_t loadU32(std::span<const std::uint8_t> bytes, std::size_t at) {
   return at <= bytes.size() ? ByteReader(bytes.subspan(at)).u32() : 0;
 }
 
+void storeU16(std::span<std::uint8_t> bytes, std::size_t at, std::uint16_t value) {
+  if (at > bytes.size() || bytes.size() - at < 2) return;
+  bytes[at] = static_cast<std::uint8_t>(value >> 8);
+  bytes[at + 1] = static_cast<std::uint8_t>(value);
+}
+
+void storeU32(std::span<std::uint8_t> bytes, std::size_t at, std::uint32_t value) {
+  if (at > bytes.size() || bytes.size() - at < 4) return;
+  storeU16(bytes, at, static_cast<std::uint16_t>(value >> 16));
+  storeU16(bytes, at + 2, static_cast<std::uint16_t>(value));
+}
+
 double ByteReader::f64() { return std::bit_cast<double>(u64()); }
 
 void ByteWriter::u16(std::uint16_t v) {

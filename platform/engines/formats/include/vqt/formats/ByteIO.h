@@ -83,5 +83,8 @@ class ByteWriter {
 // The big-endian value at `at`, or 0 when the bytes stop short of it.
 std::uint16_t loadU16(std::span<const std::uint8_t> bytes, std::size_t at = 0);
 std::uint32_t loadU32(std::span<const std::uint8_t> bytes, std::size_t at = 0);
+// Patches the big-endian value at `at` in place; nothing is written when it does not fit.
+void storeU16(std::span<std::uint8_t> bytes, std::size_t at, std::uint16_t value);
+void storeU32(std::span<std::uint8_t> bytes, std::size_t at, std::uint32_t value);
 
 }  // namespace vqt::formats
