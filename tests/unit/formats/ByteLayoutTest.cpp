@@ -29,8 +29,8 @@ TEST(ByteReader, AnOverrunReadsZerosAndFailsForGood) {
 TEST(ByteIO, InPlacePatchesLandBigEndianAndNeverPastTheEnd) {
   Bytes bytes(6, 0xEE);
   storeU32(bytes, 1, 0x01020304);
-  storeU16(bytes, 4, 0xA0B0);  // runs past the end: nothing written
-  storeU32(bytes, 99, 1);
+  storeU32(bytes, 3, 0xA0B0C0D0);  // runs past the end: nothing written
+  storeU16(bytes, 99, 1);
   EXPECT_EQ(bytes, (Bytes{0xEE, 0x01, 0x02, 0x03, 0x04, 0xEE}));
   storeU16(bytes, 4, 0xA0B0);
   EXPECT_EQ(loadU16(bytes, 4), 0xA0B0);
