@@ -49,6 +49,27 @@ void roundedMean(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* mea
   for (; i < count; ++i) mean[i] = static_cast<std::uint8_t>((a[i] + b[i] + 1) >> 1);
 }
 
+const std::uint8_t* planeRow(const AVFrame& frame, int index, int row) {
+  return frame.data[index] + static_cast<std::ptrdiff_t>(row) * frame.linesize[index];
+}
+
+struct ChromaRows {
+  const std::uint8_t* cb;
+  const std::uint8_t* cr;
+};
+
+// The Cb and Cr rows 4:2:2 wants beside luma row y of a 4:2:0 picture: a row
+// between two chroma rows takes their rounded mean (made in `blended`, Cb then
+// Cr at kMostPairs), the first row and each chroma row's lower luma row their own.
+ChromaRows chromaForLumaRow(const AVFrame& frame, int y, int pairs, std::uint8_t* blended) {
+  const int chromaRow = y / 2;
+  const bool own = y == 0 || (y % 2 == 1 && y != frame.height - 1);
+  if (own) return {planeRow(frame, 1, chromaRow), planeRow(frame, 2, chromaRow)};
+  roundedMean(planeRow(frame, 1, chromaRow - 1), planeRow(frame, 1, chromaRow), blended, pairs);
+  roundedMean(planeRow(frame, 2, chromaRow - 1), planeRow(frame, 2, chromaRow), blended + kMostPairs, pairs);
+  return {blended, blended + kMostPairs};
+}
+
 }  // namespace
 
 bool canPackPlanar420To2vuy(const AVFrame& frame) {
@@ -59,22 +80,11 @@ bool canPackPlanar420To2vuy(const AVFrame& frame) {
 void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows) {
   const int pairs = frame.width / 2;
   const int height = frame.height;
-  alignas(16) std::uint8_t blended[2 * kMostPairs];  // Cb, then Cr
-  auto plane = [&](int index, int row) {
-    return frame.data[index] + static_cast<std::ptrdiff_t>(row) * frame.linesize[index];
-  };
+  alignas(16) std::uint8_t blended[2 * kMostPairs];
   for (int y = 0; y < height; ++y) {
-    const int chromaRow = y / 2;
-    const bool own = y == 0 || (y % 2 == 1 && y != height - 1);
-    const std::uint8_t* cb = plane(1, chromaRow);
-    const std::uint8_t* cr = plane(2, chromaRow);
-    if (!own) {
-      roundedMean(plane(1, chromaRow - 1), cb, blended, pairs);
-      roundedMean(plane(2, chromaRow - 1), cr, blended + kMostPairs, pairs);
-      cb = blended;
-      cr = blended + kMostPairs;
-    }
-    packRow(plane(0, y), cb, cr, rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
+    const ChromaRows chroma = chromaForLumaRow(frame, y, pairs, blended);
+    packRow(planeRow(frame, 0, y), chroma.cb, chroma.cr, rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow,
+            pairs);
   }
 }
 
@@ -151,22 +161,10 @@ void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const 
   const int pairs = frame.width / 2;
   const int height = std::min(frame.height, rows.height);
   const float unit = sampleUnit(8, fullRange);
-  alignas(16) std::uint8_t blended[2 * kMostPairs];  // Cb, then Cr
-  auto plane = [&](int index, int row) {
-    return frame.data[index] + static_cast<std::ptrdiff_t>(row) * frame.linesize[index];
-  };
+  alignas(16) std::uint8_t blended[2 * kMostPairs];
   for (int y = 0; y < height; ++y) {
-    const int chromaRow = y / 2;
-    const bool own = y == 0 || (y % 2 == 1 && y != frame.height - 1);
-    const std::uint8_t* cb = plane(1, chromaRow);
-    const std::uint8_t* cr = plane(2, chromaRow);
-    if (!own) {
-      roundedMean(plane(1, chromaRow - 1), cb, blended, pairs);
-      roundedMean(plane(2, chromaRow - 1), cr, blended + kMostPairs, pairs);
-      cb = blended;
-      cr = blended + kMostPairs;
-    }
-    packTransformedRow(plane(0, y), cb, cr, unit, transform,
+    const ChromaRows chroma = chromaForLumaRow(frame, y, pairs, blended);
+    packTransformedRow(planeRow(frame, 0, y), chroma.cb, chroma.cr, unit, transform,
                        rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
   }
 }
