@@ -48,6 +48,23 @@ bool isDeepFormat(OSType format) {
 
 }  // namespace
 
+namespace vqt::icm {
+
+// The frame on the encoding thread, and what its job leaves behind for the
+// caller's thread: the client's buffer, tracking and encoded frames are only
+// ever handed back there, so its callbacks never run on our thread. Kept
+// outside the session's struct: a nested struct with member initializers is
+// not yet default-constructible inside its enclosing class for std::optional.
+struct FrameInFlight {
+  CVPixelBufferRef buffer = nullptr;  // retained and locked until handed back
+  ICMSourceTrackingCallbackRecord tracking{};
+  void* trackingRefCon = nullptr;
+  codecs::Status status = codecs::Status::ok;
+  std::vector<codecs::EncodedFrame> frames;
+};
+
+}  // namespace vqt::icm
+
 struct OpaqueICMCompressionSession {
   std::atomic<long> references{1};
   ICMEncodedFrameOutputRecord output{};
@@ -69,16 +86,7 @@ struct OpaqueICMCompressionSession {
   TimeValue64 decodeShift = 0;
   bool decodeShiftKnown = false;  // since the encoder was made
 
-  // The frame on the encoding thread, and what its job leaves behind for the
-  // caller's thread: the client's buffer, tracking and encoded frames are
-  // only ever handed back there, so its callbacks never run on our thread.
-  struct InFlight {
-    CVPixelBufferRef buffer = nullptr;  // retained and locked until handed back
-    ICMSourceTrackingCallbackRecord tracking{};
-    void* trackingRefCon = nullptr;
-    codecs::Status status = codecs::Status::ok;
-    std::vector<codecs::EncodedFrame> frames;
-  };
+  using InFlight = vqt::icm::FrameInFlight;
   bool encodeAhead = true;
   std::optional<InFlight> inFlight;
   EncodeAhead ahead;  // declared last: its thread stops before anything it uses goes

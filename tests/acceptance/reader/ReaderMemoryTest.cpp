@@ -33,6 +33,9 @@ Resident resident() {
 }
 
 TEST(ReaderMemory, ALongMovieReadInOrderKeepsResidentMemoryFlat) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine on purpose: resident memory grows by design";
+#endif
   setenv("VANTOR_QUICKTIME_PICTURE_CACHE_MB", "2", 1);  // read when the session is made
   QuickTimeCodecReader reader;
   ASSERT_EQ(reader.open(fixture("long-h264-small.mov"), 1), 0);

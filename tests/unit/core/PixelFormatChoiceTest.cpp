@@ -150,15 +150,25 @@ TEST(FourCharCodeColumns, DecimalZeroAndThirtyTwoElsePacked) {
 
 namespace {
 
-// An image description with one configuration extension of `type` holding `payload`.
-ImageDescriptionHandle describedBy(long type, std::vector<UInt8> payload) {
-  ImageDescriptionHandle image = VqtNewImageDescription(type == 'avcC' ? 'avc1' : 'hvc1', 64, 64);
-  Handle extension = NewHandle(static_cast<Size>(payload.size()));
-  if (!payload.empty()) std::memcpy(*extension, payload.data(), payload.size());
-  AddImageDescriptionExtension(image, extension, type);
-  DisposeHandle(extension);
-  return image;
-}
+// An image description with one configuration extension of `type` holding
+// `payload`, disposed of at the end of the expression that made it.
+class DescribedBy {
+ public:
+  DescribedBy(long type, const std::vector<UInt8>& payload)
+      : image_(VqtNewImageDescription(type == 'avcC' ? 'avc1' : 'hvc1', 64, 64)) {
+    Handle extension = NewHandle(static_cast<Size>(payload.size()));
+    if (!payload.empty()) std::memcpy(*extension, payload.data(), payload.size());
+    AddImageDescriptionExtension(image_, extension, type);
+    DisposeHandle(extension);
+  }
+  ~DescribedBy() { DisposeHandle(reinterpret_cast<Handle>(image_)); }
+  DescribedBy(const DescribedBy&) = delete;
+  DescribedBy& operator=(const DescribedBy&) = delete;
+  operator ImageDescriptionHandle() const { return image_; }
+
+ private:
+  ImageDescriptionHandle image_;
+};
 
 // An 'hvcC' payload of 23 bytes with this profile, chroma format and depths less 8.
 std::vector<UInt8> hvcC(UInt8 profile, UInt8 chroma, UInt8 lumaMore, UInt8 chromaMore) {
@@ -212,13 +222,13 @@ TEST_F(PixelFormatChoiceTest, EightBitFourTwoZeroStreamsTake2vuyBeforeFloats) {
                              : c.type == 'hvcC' ? "hvcC"
                                                 : "esds") +
                  " case with " + std::to_string(c.payload.size()) + " bytes");
-    EXPECT_EQ(isEightBit420Stream(describedBy(c.type, c.payload)), c.eightBit420);
-    EXPECT_EQ(chooseFor(h264, describedBy(c.type, c.payload)), c.eightBit420 ? OSType('2vuy') : OSType('r4fl'));
+    EXPECT_EQ(isEightBit420Stream(DescribedBy(c.type, c.payload)), c.eightBit420);
+    EXPECT_EQ(chooseFor(h264, DescribedBy(c.type, c.payload)), c.eightBit420 ? OSType('2vuy') : OSType('r4fl'));
   }
   EXPECT_FALSE(isEightBit420Stream(nullptr));
   EXPECT_EQ(chooseFor(h264, nullptr), OSType('r4fl'));
   // An override that rules '2vuy' out wins over the stream's depth.
-  EXPECT_EQ(chooseFor(codec('imdc', 'x2vy', anyDepth), describedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
+  EXPECT_EQ(chooseFor(codec('imdc', 'x2vy', anyDepth), DescribedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
   // A codec that does not offer '2vuy' is not given it.
-  EXPECT_EQ(chooseFor(codec('imdc', 'none', {'r4fl'}), describedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
+  EXPECT_EQ(chooseFor(codec('imdc', 'none', {'r4fl'}), DescribedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
 }
