@@ -193,7 +193,6 @@ TEST_F(PixelFormatChoiceTest, EightBitFourTwoZeroStreamsTake2vuyBeforeFloats) {
     OSType format = 0;
     int flags = 0;
     choosePixelFormat(c, format, flags, image);
-    DisposeHandle(reinterpret_cast<Handle>(image));
     return format;
   };
   struct Case {
