@@ -103,7 +103,10 @@ void choosePixelFormat(Component codec, OSType& pixelFormat, int& flags, ImageDe
       std::memcpy(&format, *formats + i * 4, sizeof format);
       const FormatPreference* preference = preferenceOf(format);
       if (preference == nullptr || (flags & preference->excludedBy)) continue;
-      // Just ahead of 'r4fl' for a stream that is 8-bit 4:2:0 throughout.
+      // Just ahead of 'r4fl' for a stream that is 8-bit 4:2:0 throughout: such a
+      // stream loses nothing in '2vuy', which is an eighth of the float buffer's
+      // bytes to fill and read back. The codec's own order stays for every other
+      // stream, so deep or 4:2:2/4:4:4 material keeps its precision.
       const int rank = format == '2vuy' && eightBit420 ? -1 : preference->rank;
       if (rank < bestRank) {
         pixelFormat = format;
