@@ -199,7 +199,9 @@ int memory(int frames) {
                                   "-c copy -frames:v " + std::to_string(frames));
   Reader reader(path);
   const int count = std::min(frames, reader.reader.getFrameCount());
-  constexpr int kWarmUp = 100;
+  // The decoded-picture cache fills to its bound (384 MB unless set: about 130
+  // of these pictures) and is meant to stay full, so "start" is after that.
+  constexpr int kWarmUp = 1000;
   double startPeak = 0, startNow = 0, endPeak = 0, endNow = 0;
   const auto start = Clock::now();
   for (int f = 1; f <= count; ++f) {
@@ -215,7 +217,7 @@ int memory(int frames) {
   std::snprintf(ours, sizeof ours, "%.0f MiB at frame %d", endPeak, count);
   std::snprintf(reference, sizeof reference, "%.0f MiB at frame %d", startPeak, kWarmUp);
   const double ratio = endPeak / std::max(1.0, startPeak);
-  row("memory: peak RSS reading a " + std::to_string(count) + "-frame 1080p movie, end vs start", ours, reference,
+  row("memory: peak RSS reading a " + std::to_string(count) + "-frame 1080p movie, end vs cache full", ours, reference,
       ratio, "<= 1.10", ratio <= kMemoryGoal);
   return 0;
 }
