@@ -9,6 +9,7 @@
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
 #include "vqt/formats/ImageFields.h"
+#include "vqt/formats/ParameterSets.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace {
@@ -60,7 +61,7 @@ Bytes writeImage(const ImageFields& fields) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::span payload(data + 1, size - 1);
-  switch (data[0] % 7) {
+  switch (data[0] % 8) {
     case 0:
       stable(payload, parseEsds, writeEsds);
       break;
@@ -88,6 +89,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     case 6:
       stable(payload, parseImage, writeImage);
+      break;
+    case 7:
+      stable(payload, parseAvcConfig, writeAvcConfig);
+      stable(payload, parseHevcConfig, writeHevcConfig);
       break;
   }
   return 0;

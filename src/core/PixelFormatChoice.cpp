@@ -62,30 +62,7 @@ void registerR4flIfUnknown() {
 
 }  // namespace
 
-bool isEightBit420Stream(ImageDescriptionHandle image) {
-  if (image == nullptr) return false;
-  auto configuration = [&](long type, std::vector<UInt8>& bytes) {
-    Handle extension = nullptr;
-    if (GetImageDescriptionExtension(image, &extension, type, 1) != noErr || extension == nullptr) return false;
-    const Size size = GetHandleSize(extension);
-    bytes.assign(*extension, *extension + std::max<Size>(size, 0));
-    DisposeHandle(extension);
-    return true;
-  };
-  std::vector<UInt8> bytes;
-  if (configuration('avcC', bytes)) {
-    // Byte 1 is the profile; these four carry nothing but 8-bit 4:2:0 (or 4:0:0).
-    constexpr UInt8 kBaseline = 66, kMain = 77, kExtended = 88, kHigh = 100;
-    if (bytes.size() < 2 || bytes[0] != 1) return false;
-    return bytes[1] == kBaseline || bytes[1] == kMain || bytes[1] == kExtended || bytes[1] == kHigh;
-  }
-  if (configuration('hvcC', bytes)) {
-    // Bytes 16-18: chroma format, luma and chroma depth less 8, each in its low bits.
-    if (bytes.size() < 19 || bytes[0] != 1) return false;
-    return (bytes[16] & 3) == 1 && (bytes[17] & 7) == 0 && (bytes[18] & 7) == 0;
-  }
-  return false;
-}
+bool isEightBit420Stream(ImageDescriptionHandle image) { return VqtImageDescriptionIsEightBit420(image); }
 
 void choosePixelFormat(Component codec, OSType& pixelFormat, int& flags, ImageDescriptionHandle image) {
   loadGlobalSettingsIfEmpty("../Resources/GlobalSettings.csv");

@@ -13,6 +13,7 @@
 #include "FileEntry.h"
 #include "vqt/formats/ImageExtensions.h"
 #include "vqt/formats/ImageFields.h"
+#include "vqt/formats/ParameterSets.h"
 
 using namespace vqt::description;
 namespace formats = vqt::formats;
@@ -386,4 +387,25 @@ std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc) {
     std::memcpy(fields.compressorName.data(), d.name, sizeof d.name);
     formats::writeImageFields(write.out(), fields);
   });
+}
+
+Boolean VqtImageDescriptionIsEightBit420(ImageDescriptionHandle desc) {
+  auto payload = [&](long type) -> std::optional<std::vector<UInt8>> {
+    Handle extension = nullptr;
+    if (GetImageDescriptionExtension(desc, &extension, type, 1) != noErr || extension == nullptr) return std::nullopt;
+    const auto* bytes = reinterpret_cast<const UInt8*>(*extension);
+    std::vector<UInt8> copy(bytes, bytes + std::max<Size>(GetHandleSize(extension), 0));
+    DisposeHandle(extension);
+    return copy;
+  };
+  if (desc == nullptr) return false;
+  if (const auto avc = payload('avcC')) {
+    const auto config = vqt::formats::parseAvcConfig(*avc);
+    return config && vqt::formats::isEightBit420(*config);
+  }
+  if (const auto hevc = payload('hvcC')) {
+    const auto config = vqt::formats::parseHevcConfig(*hevc);
+    return config && vqt::formats::isEightBit420(*config);
+  }
+  return false;
 }

@@ -201,20 +201,20 @@ TEST_F(PixelFormatChoiceTest, EightBitFourTwoZeroStreamsTake2vuyBeforeFloats) {
     bool eightBit420;
   };
   const Case cases[] = {
-      {'avcC', {1, 66, 0xC0, 30, 0xFF}, true},     // Baseline
-      {'avcC', {1, 77, 0x40, 40, 0xFF}, true},     // Main
-      {'avcC', {1, 100, 0, 40, 0xFF}, true},       // High
-      {'avcC', {1, 110, 0, 40, 0xFF}, false},      // High 10
-      {'avcC', {1, 122, 0, 40, 0xFF}, false},      // High 4:2:2
-      {'avcC', {1, 244, 0, 40, 0xFF}, false},      // High 4:4:4
-      {'avcC', {0, 100, 0, 40, 0xFF}, false},      // not version 1
-      {'avcC', {1}, false},                        // cut short
-      {'avcC', {}, false},                         // empty
-      {'hvcC', hvcC(1, 1, 0, 0), true},            // Main
-      {'hvcC', hvcC(2, 1, 2, 2), false},           // Main 10
-      {'hvcC', hvcC(4, 2, 0, 0), false},           // 8-bit 4:2:2
-      {'hvcC', std::vector<UInt8>(18, 1), false},  // cut short
-      {'esds', {1, 100, 0, 40}, false},            // no H.264 or HEVC configuration
+      {'avcC', {1, 66, 0xC0, 30, 0xFF, 0xE0, 0}, true},  // Baseline
+      {'avcC', {1, 77, 0x40, 40, 0xFF, 0xE0, 0}, true},  // Main
+      {'avcC', {1, 100, 0, 40, 0xFF, 0xE0, 0}, true},    // High
+      {'avcC', {1, 110, 0, 40, 0xFF, 0xE0, 0}, false},   // High 10
+      {'avcC', {1, 122, 0, 40, 0xFF, 0xE0, 0}, false},   // High 4:2:2
+      {'avcC', {1, 244, 0, 40, 0xFF, 0xE0, 0}, false},   // High 4:4:4
+      {'avcC', {0, 100, 0, 40, 0xFF, 0xE0, 0}, false},   // not version 1
+      {'avcC', {1, 100, 0, 40, 0xFF}, false},            // cut short before its sets
+      {'avcC', {}, false},                               // empty
+      {'hvcC', hvcC(1, 1, 0, 0), true},                  // Main
+      {'hvcC', hvcC(2, 1, 2, 2), false},                 // Main 10
+      {'hvcC', hvcC(4, 2, 0, 0), false},                 // 8-bit 4:2:2
+      {'hvcC', std::vector<UInt8>(18, 1), false},        // cut short
+      {'esds', {1, 100, 0, 40}, false},                  // no H.264 or HEVC configuration
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.type == 'avcC'   ? "avcC"
@@ -227,7 +227,9 @@ TEST_F(PixelFormatChoiceTest, EightBitFourTwoZeroStreamsTake2vuyBeforeFloats) {
   EXPECT_FALSE(isEightBit420Stream(nullptr));
   EXPECT_EQ(chooseFor(h264, nullptr), OSType('r4fl'));
   // An override that rules '2vuy' out wins over the stream's depth.
-  EXPECT_EQ(chooseFor(codec('imdc', 'x2vy', anyDepth), DescribedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
+  EXPECT_EQ(chooseFor(codec('imdc', 'x2vy', anyDepth), DescribedBy('avcC', {1, 100, 0, 40, 0xFF, 0xE0, 0})),
+            OSType('r4fl'));
   // A codec that does not offer '2vuy' is not given it.
-  EXPECT_EQ(chooseFor(codec('imdc', 'none', {'r4fl'}), DescribedBy('avcC', {1, 100, 0, 40, 0xFF})), OSType('r4fl'));
+  EXPECT_EQ(chooseFor(codec('imdc', 'none', {'r4fl'}), DescribedBy('avcC', {1, 100, 0, 40, 0xFF, 0xE0, 0})),
+            OSType('r4fl'));
 }

@@ -6,6 +6,7 @@
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
 #include "vqt/formats/ImageFields.h"
+#include "vqt/formats/ParameterSets.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace vqt::formats {
@@ -181,6 +182,45 @@ TEST(ImageExtensions, EachReadsBackAndShortOrForeignPayloadsAreRefused) {
   EXPECT_FALSE(parseColr(Bytes{'p', 'r', 'o', 'f', 0, 1, 0, 1, 0, 1, 0}));
   EXPECT_FALSE(parseFiel(Bytes{1}));
   EXPECT_FALSE(parseClap(Bytes(31, 0)));
+}
+
+TEST(DecoderConfigurations, WrittenSetsReadBackAndShortOrLyingBytesAreRefused) {
+  AvcConfig avc;
+  avc.profile = 110;
+  avc.level = 40;
+  avc.lengthSize = 2;
+  avc.sequenceSets = {{0x67, 110, 0, 40, 0xAC}};
+  avc.pictureSets = {{0x68, 0xEE}, {0x68, 0xEF}};
+  avc.trailing = {0xFD, 0xF9, 0xF8, 0};
+  const Bytes avcBytes = writeAvcConfig(avc);
+  EXPECT_EQ(avcBytes[4], 0xFD);  // 2-byte lengths
+  EXPECT_EQ(avcBytes[5], 0xE1);  // one sequence set
+  EXPECT_EQ(parseAvcConfig(avcBytes), avc);
+  EXPECT_FALSE(isEightBit420(avc));  // High 10
+  for (std::size_t cut = 1; cut < 6 + 2 + 5 + 1 + 4 + 4; ++cut)
+    EXPECT_FALSE(parseAvcConfig(std::span(avcBytes).first(cut))) << cut;
+  Bytes lying = avcBytes;
+  lying[7] = 0x40;  // the sequence set claims more bytes than there are
+  EXPECT_FALSE(parseAvcConfig(lying));
+
+  HevcConfig hevc;
+  hevc.generalProfile = {0x01, 0x60, 0, 0, 0, 0x90, 0, 0, 0, 0, 0, 93};
+  hevc.chromaFormat = 1;
+  hevc.temporalLayers = 2;
+  hevc.temporalIdNested = true;
+  hevc.arrays = {{true, 32, {{0x40, 0x01, 0x0C}}}, {true, 33, {{0x42, 0x01}}}, {false, 34, {{0x44, 0x01}, {0x44, 2}}}};
+  const Bytes hevcBytes = writeHevcConfig(hevc);
+  EXPECT_EQ(hevcBytes.size(), 23u + 3 * 3 + (2 + 3) + (2 + 2) + 2 * (2 + 2));
+  EXPECT_EQ(hevcBytes[16], 0xFD);  // reserved bits set, 4:2:0
+  EXPECT_EQ(parseHevcConfig(hevcBytes), hevc);
+  EXPECT_TRUE(isEightBit420(hevc));
+  hevc.lumaDepthLess8 = 2;
+  EXPECT_FALSE(isEightBit420(hevc));
+  for (std::size_t cut = 1; cut < hevcBytes.size(); ++cut)
+    EXPECT_FALSE(parseHevcConfig(std::span(hevcBytes).first(cut))) << cut;
+  Bytes wrongVersion = hevcBytes;
+  wrongVersion[0] = 0;
+  EXPECT_FALSE(parseHevcConfig(wrongVersion));
 }
 
 }  // namespace

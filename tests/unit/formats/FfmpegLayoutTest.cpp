@@ -10,6 +10,7 @@
 #include "vqt/formats/Esds.h"
 #include "vqt/formats/ImageExtensions.h"
 #include "vqt/formats/ImageFields.h"
+#include "vqt/formats/ParameterSets.h"
 #include "vqt/formats/SoundFields.h"
 
 namespace vqt::formats {
@@ -43,6 +44,8 @@ void collect(std::span<const std::uint8_t> bytes, FourCC type, std::vector<Bytes
       case 'mp4v':
       case 'apch':
       case '2vuy':
+      case 'avc1':
+      case 'hvc1':
         if (payload.size() > 78) collect(payload.subspan(78), type, out);
         break;
       case 'mp4a': {
@@ -159,6 +162,36 @@ TEST(FfmpegLayouts, SoundEntryFieldsOfEveryVersionWriteBackByteForByte) {
   EXPECT_EQ(v2.audioSampleRate, 96000.0);
   EXPECT_EQ(v2.audioChannels, 1u);
   EXPECT_EQ(v2.constBitsPerChannel, 16u);
+}
+
+TEST(FfmpegLayouts, DecoderConfigurationsReadAndWriteBackByteForByte) {
+  struct Case {
+    const char* file;
+    FourCC type;
+    bool eightBit420;
+  };
+  for (const Case& c : {Case{"h264-8bit.mov", 'avcC', true}, Case{"h264-10bit-422.mov", 'avcC', false},
+                        Case{"hevc-8bit.mov", 'hvcC', true}, Case{"hevc-10bit-422.mov", 'hvcC', false}}) {
+    SCOPED_TRACE(c.file);
+    const auto all = payloads(c.file, c.type);
+    ASSERT_EQ(all.size(), 1u);
+    if (c.type == 'avcC') {
+      const auto config = parseAvcConfig(all[0]);
+      ASSERT_TRUE(config);
+      EXPECT_EQ(config->sequenceSets.size(), 1u);
+      EXPECT_EQ(config->pictureSets.size(), 1u);
+      EXPECT_EQ(config->profile, c.eightBit420 ? 100 : 122);  // High, High 4:2:2
+      EXPECT_EQ(isEightBit420(*config), c.eightBit420);
+      EXPECT_EQ(writeAvcConfig(*config), all[0]);
+    } else {
+      const auto config = parseHevcConfig(all[0]);
+      ASSERT_TRUE(config);
+      EXPECT_GE(config->arrays.size(), 3u);  // VPS, SPS, PPS (and the encoder's SEI)
+      EXPECT_EQ(config->chromaFormat, c.eightBit420 ? 1 : 2);
+      EXPECT_EQ(isEightBit420(*config), c.eightBit420);
+      EXPECT_EQ(writeHevcConfig(*config), all[0]);
+    }
+  }
 }
 
 }  // namespace

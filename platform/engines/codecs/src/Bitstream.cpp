@@ -1,9 +1,10 @@
 #include "Bitstream.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 
 #include "vqt/formats/Esds.h"
+#include "vqt/formats/ParameterSets.h"
 
 namespace vqt::codecs {
 namespace {
@@ -54,74 +55,48 @@ Bytes annexBToLengthPrefixed(Span data) {
 }
 
 Bytes avcConfigurationFromAnnexB(Span headers) {
-  std::vector<Span> sps, pps;
+  formats::AvcConfig config;
   forEachNal(headers, [&](Span nal) {
     const int type = nal[0] & 0x1F;
-    if (type == 7 && nal.size() >= 4) sps.push_back(nal);
-    if (type == 8) pps.push_back(nal);
+    if (type == 7 && nal.size() >= 4) config.sequenceSets.emplace_back(nal.begin(), nal.end());
+    if (type == 8) config.pictureSets.emplace_back(nal.begin(), nal.end());
   });
-  if (sps.empty()) return {};
-  Bytes out{1,
-            sps[0][1],
-            sps[0][2],
-            sps[0][3],
-            0xFF,  // 4-byte NAL lengths
-            static_cast<std::uint8_t>(0xE0 | (sps.size() & 0x1F))};
-  for (Span nal : sps) {
-    putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
-    out.insert(out.end(), nal.begin(), nal.end());
-  }
-  out.push_back(static_cast<std::uint8_t>(pps.size()));
-  for (Span nal : pps) {
-    putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
-    out.insert(out.end(), nal.begin(), nal.end());
-  }
-  return out;
+  if (config.sequenceSets.empty()) return {};
+  const formats::NalUnit& sps = config.sequenceSets.front();
+  config.profile = sps[1];
+  config.compatibility = sps[2];
+  config.level = sps[3];
+  return formats::writeAvcConfig(config);
 }
 
 Bytes hevcConfigurationFromAnnexB(Span headers, int chromaFormat, int bitDepth) {
   // Arrays in the order readers expect: VPS (32), SPS (33), PPS (34).
-  std::array<std::vector<Span>, 3> arrays;
+  formats::HevcConfig config;
+  for (std::uint8_t type = 32; type <= 34; ++type) config.arrays.push_back({true, type, {}});
   forEachNal(headers, [&](Span nal) {
     if (nal.size() < 2) return;
     const int type = (nal[0] >> 1) & 0x3F;
-    if (type >= 32 && type <= 34) arrays[static_cast<std::size_t>(type - 32)].push_back(nal);
+    if (type >= 32 && type <= 34)
+      config.arrays[static_cast<std::size_t>(type - 32)].units.emplace_back(nal.begin(), nal.end());
   });
-  if (arrays[1].empty()) return {};
+  if (config.arrays[1].units.empty()) return {};
   // The SPS's general profile_tier_level: 12 bytes after the 2-byte NAL
   // header and the byte holding the VPS id and sub-layer count, taken from
   // the payload with its emulation-prevention bytes removed.
   Bytes rbsp;
-  const Span sps = arrays[1][0];
+  const formats::NalUnit& sps = config.arrays[1].units.front();
   for (std::size_t i = 2; i < sps.size() && rbsp.size() < 13; ++i) {
     if (i >= 4 && sps[i] == 3 && sps[i - 1] == 0 && sps[i - 2] == 0) continue;
     rbsp.push_back(sps[i]);
   }
   if (rbsp.size() < 13) return {};
-  const int subLayers = ((rbsp[0] >> 1) & 0x7) + 1;
-  const bool nested = (rbsp[0] & 1) != 0;
-  Bytes out{1};
-  out.insert(out.end(), rbsp.begin() + 1, rbsp.begin() + 13);  // profile, compatibility, constraints, level
-  putBigEndian(out, 0xF000, 2);                                // no minimum spatial segmentation
-  out.push_back(0xFC);                                         // parallelism unknown
-  out.push_back(static_cast<std::uint8_t>(0xFC | (chromaFormat & 3)));
-  out.push_back(static_cast<std::uint8_t>(0xF8 | ((bitDepth - 8) & 7)));
-  out.push_back(static_cast<std::uint8_t>(0xF8 | ((bitDepth - 8) & 7)));
-  putBigEndian(out, 0, 2);                                                            // average frame rate unknown
-  out.push_back(static_cast<std::uint8_t>((subLayers << 3) | (nested ? 4 : 0) | 3));  // 4-byte NAL lengths
-  std::uint8_t count = 0;
-  for (const auto& array : arrays) count += array.empty() ? 0 : 1;
-  out.push_back(count);
-  for (std::size_t i = 0; i < arrays.size(); ++i) {
-    if (arrays[i].empty()) continue;
-    out.push_back(static_cast<std::uint8_t>(0x80 | (32 + i)));  // complete: no such units in the samples
-    putBigEndian(out, static_cast<std::uint32_t>(arrays[i].size()), 2);
-    for (Span nal : arrays[i]) {
-      putBigEndian(out, static_cast<std::uint32_t>(nal.size()), 2);
-      out.insert(out.end(), nal.begin(), nal.end());
-    }
-  }
-  return out;
+  std::copy(rbsp.begin() + 1, rbsp.begin() + 13, config.generalProfile.begin());
+  config.chromaFormat = static_cast<std::uint8_t>(chromaFormat & 3);
+  config.lumaDepthLess8 = config.chromaDepthLess8 = static_cast<std::uint8_t>((bitDepth - 8) & 7);
+  config.temporalLayers = static_cast<std::uint8_t>(((rbsp[0] >> 1) & 0x7) + 1);
+  config.temporalIdNested = (rbsp[0] & 1) != 0;
+  std::erase_if(config.arrays, [](const formats::HevcConfig::Array& array) { return array.units.empty(); });
+  return formats::writeHevcConfig(config);
 }
 
 // MPEG-4 Visual in a visual stream (0x11), buffer size unknown.

@@ -128,3 +128,7 @@ ImageDescriptionHandle VqtNewImageDescription(CodecType codec, SInt16 width, SIn
 OSErr VqtImageDescriptionFromFile(const UInt8* bytes, size_t length, ImageDescriptionHandle* desc);
 // The 'stsd' entry bytes of a handle (big-endian, extensions after the fixed part).
 std::vector<UInt8> VqtImageDescriptionToFile(ImageDescriptionHandle desc);
+// True when the description's 'avcC' or 'hvcC' says the stream is 8-bit 4:2:0
+// throughout (H.264 Baseline, Main, Extended or High; HEVC 4:2:0 at 8 bits);
+// false without one, or with one that does not parse.
+Boolean VqtImageDescriptionIsEightBit420(ImageDescriptionHandle desc);
