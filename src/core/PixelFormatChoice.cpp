@@ -3,10 +3,8 @@
 #include <Carbon/MacMemory.h>
 #include <QuickTime/ImageCompression.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstring>
-#include <vector>
 
 namespace Vantor::QuickTime {
 
