@@ -223,26 +223,32 @@ INSTANTIATE_TEST_SUITE_P(CliEncoded, IndependentEncoder, ::testing::Values(
 ), [](const auto& info) { return std::string(info.param.label); });
 // clang-format on
 
+// An 8-bit 4:2:0 picture of pseudo-random samples (a fixed sequence per seed).
+ffmpeg::FramePtr noisyFourTwoZero(int width, int height, std::uint32_t state) {
+  ffmpeg::FramePtr frame(av_frame_alloc());
+  frame->format = AV_PIX_FMT_YUV420P;
+  frame->width = width;
+  frame->height = height;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) return nullptr;
+  for (int plane = 0; plane < 3; ++plane) {
+    for (int y = 0; y < (plane ? height / 2 : height); ++y) {
+      for (int x = 0; x < (plane ? width / 2 : width); ++x) {
+        state = state * 1664525u + 1013904223u;
+        frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>(state >> 24);
+      }
+    }
+  }
+  return frame;
+}
+
 // The own 4:2:0 to '2vuy' packing must give libswscale's bytes exactly (the
 // bilinear conversion the engine used for it before), across sizes whose
 // chroma filter edges differ.
 TEST(FourTwoZeroPacking, GivesLibswscaleBytes) {
   for (const auto& [width, height] : {std::pair{1920, 1080}, {96, 16}, {66, 38}, {720, 486}}) {
     SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
-    ffmpeg::FramePtr frame(av_frame_alloc());
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = width;
-    frame->height = height;
-    ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
-    std::uint32_t state = 12345;
-    for (int plane = 0; plane < 3; ++plane) {
-      for (int y = 0; y < (plane ? height / 2 : height); ++y) {
-        for (int x = 0; x < (plane ? width / 2 : width); ++x) {
-          state = state * 1664525u + 1013904223u;
-          frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>(state >> 24);
-        }
-      }
-    }
+    const ffmpeg::FramePtr frame = noisyFourTwoZero(width, height, 12345u);
+    ASSERT_NE(frame, nullptr);
     ASSERT_TRUE(canPackPlanar420To2vuy(*frame));
     TestImage ours(kPixelFormat2vuy, width, height);
     packPlanar420To2vuy(*frame, test::viewOf(ours));
@@ -274,20 +280,8 @@ TEST(FourTwoZeroPacking, GivesLibswscaleBytes) {
 TEST(FourTwoZeroPacking, ThroughAMatrixMatchesTheSixteenBitDetour) {
   for (const auto& [width, height] : {std::pair{1920, 1080}, {66, 38}, {18, 16}}) {
     SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
-    ffmpeg::FramePtr frame(av_frame_alloc());
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = width;
-    frame->height = height;
-    ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
-    std::uint32_t state = 777;
-    for (int plane = 0; plane < 3; ++plane) {
-      for (int y = 0; y < (plane ? height / 2 : height); ++y) {
-        for (int x = 0; x < (plane ? width / 2 : width); ++x) {
-          state = state * 1664525u + 1013904223u;
-          frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>(state >> 24);
-        }
-      }
-    }
+    const ffmpeg::FramePtr frame = noisyFourTwoZero(width, height, 777u);
+    ASSERT_NE(frame, nullptr);
     ASSERT_TRUE(canPackPlanar420To2vuyTransformed(*frame));
     TestImage plain(kPixelFormat2vuy, width, height), same(kPixelFormat2vuy, width, height);
     packPlanar420To2vuy(*frame, test::viewOf(plain));
