@@ -11,6 +11,8 @@
 #include <vantor/quicktime/PixelKernels.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
@@ -41,6 +43,59 @@ void swapWords(CVPixelBufferRef buffer) {
   if (!words) return;
   const size_t count = CVPixelBufferGetBytesPerRow(buffer) * CVPixelBufferGetHeight(buffer) / 2;
   for (size_t i = 0; i < count; ++i) words[i] = static_cast<UInt16>((words[i] >> 8) | (words[i] << 8));
+}
+
+// One row of the emitted buffer into a row of the host's floats.
+void convertRow(OSType format, const UInt8* in, float* r, int pixels, const ChromaCoefficients& chroma) {
+  float* g = r + 1;
+  float* b = r + 2;
+  float* a = r + 3;
+  switch (format) {
+    case k32ARGBPixelFormat:
+      for (int x = 0; x < pixels; ++x) {
+        a[4 * x] = in[4 * x] * kByteScale;
+        r[4 * x] = in[4 * x + 1] * kByteScale;
+        g[4 * x] = in[4 * x + 2] * kByteScale;
+        b[4 * x] = in[4 * x + 3] * kByteScale;
+      }
+      break;
+    case k64ARGBPixelFormat: {
+      const auto* words = reinterpret_cast<const UInt16*>(in);
+      for (int x = 0; x < pixels; ++x) {
+        a[4 * x] = words[4 * x] * kWordScale;
+        r[4 * x] = words[4 * x + 1] * kWordScale;
+        g[4 * x] = words[4 * x + 2] * kWordScale;
+        b[4 * x] = words[4 * x + 3] * kWordScale;
+      }
+      break;
+    }
+    case k48RGBPixelFormat: {
+      const auto* words = reinterpret_cast<const UInt16*>(in);
+      for (int x = 0; x < pixels; ++x) {
+        r[4 * x] = words[3 * x] * kWordScale;
+        g[4 * x] = words[3 * x + 1] * kWordScale;
+        b[4 * x] = words[3 * x + 2] * kWordScale;
+        a[4 * x] = 1.0f;
+      }
+      break;
+    }
+    case k2vuyPixelFormat:
+      // An odd width ends in a group with Cb, Y' and Cr but no second pixel:
+      // one byte more lets the kernel read that Cr for the last column.
+      convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels + (pixels & 1), chroma);
+      break;
+    case kYUVSPixelFormat:
+      convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);
+      break;
+    case k4444YpCbCrA8RPixelFormat:
+      convertR408ToRgb(in, a, r, g, b, 4, pixels);
+      break;
+    case k4444YpCbCrA32RPixelFormat:
+      convertR4flToRgb(reinterpret_cast<const float*>(in), a, r, g, b, 4, pixels);
+      break;
+    default:
+      break;
+  }
 }
 
 }  // namespace
@@ -233,9 +288,7 @@ void QuickTimeCodecReaderPrivate::releasePixelBuffer() {
 int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
   // Nothing emitted (the decode failed, or no sample was decoded): nothing to read.
   if (!pixelBuffer) return 1;
-  const auto* base = static_cast<const UInt8*>(CVPixelBufferGetBaseAddress(pixelBuffer));
   const auto bufferHeight = static_cast<SInt64>(CVPixelBufferGetHeight(pixelBuffer));
-  const size_t bytesPerRow = CVPixelBufferGetBytesPerRow(pixelBuffer);
   const OSType format = CVPixelBufferGetPixelFormatType(pixelBuffer);
   switch (format) {
     case k32ARGBPixelFormat:
@@ -252,72 +305,53 @@ int QuickTimeCodecReaderPrivate::convertPixelBuffer(float* rgba) {
       return 2;
   }
   if (height <= 0) return 0;
-  if (!base) return 1;  // a buffer without memory: nothing to read
   // A buffer narrower than the track's image fills only the pixels it has; one
   // shorter than the image fills only the bottom rows it has (rows are aligned
   // at the last row).
   const int pixels = std::min<SInt64>(width, static_cast<SInt64>(CVPixelBufferGetWidth(pixelBuffer)));
   const ChromaCoefficients chroma = (codecType == 'mp4v' || codecType == 'avc1') ? kVideo2vuyMpeg : kVideo2vuyDefault;
+  const SInt64 rows = std::min<SInt64>(height, bufferHeight);
+  // The buffer's rows are read a few at a time (VqtCVPixelBufferGetRows): a
+  // deferred buffer makes them then, into memory of each band's own that stays
+  // in cache until the kernel below has read them, so a frame is written once
+  // (the floats) instead of three times (the buffer, then the floats). A buffer
+  // already made hands out its own rows. Either way each row meets the same
+  // kernel, so the floats are the same.
+  const size_t scratchBytesPerRow =
+      (VqtCVPixelFormatMinimumBytesPerRow(format, CVPixelBufferGetWidth(pixelBuffer)) + 63) / 64 * 64;
+  constexpr size_t kChunkBytes = 256 * 1024;
+  const SInt64 chunkRows =
+      std::max<SInt64>(2, static_cast<SInt64>(kChunkBytes / std::max<size_t>(scratchBytesPerRow, 1)) & ~SInt64{1});
+  const unsigned bands = rowBandCount(rows);
+  rowScratch.resize(static_cast<size_t>(bands) * static_cast<size_t>(chunkRows) * scratchBytesPerRow + 64);
+  std::atomic<bool> failed{false};
   // Rows are independent: bands of them convert side by side, each row with
   // the same kernel as one thread would use, so the floats are the same.
-  const SInt64 rows = std::min<SInt64>(height, bufferHeight);
-  forRowBands(rows, [&](SInt64 first, SInt64 end) {
-    for (SInt64 y = first; y < end; ++y) {
-      const SInt64 sourceRow = bufferHeight - 1 - y;
-      const UInt8* in = base + static_cast<size_t>(sourceRow) * bytesPerRow;
-      float* r = rgba + static_cast<size_t>(height - 1 - y) * static_cast<size_t>(width) * 4;
-      float* g = r + 1;
-      float* b = r + 2;
-      float* a = r + 3;
-      switch (format) {
-        case k32ARGBPixelFormat:
-          for (int x = 0; x < pixels; ++x) {
-            a[4 * x] = in[4 * x] * kByteScale;
-            r[4 * x] = in[4 * x + 1] * kByteScale;
-            g[4 * x] = in[4 * x + 2] * kByteScale;
-            b[4 * x] = in[4 * x + 3] * kByteScale;
-          }
-          break;
-        case k64ARGBPixelFormat: {
-          const auto* words = reinterpret_cast<const UInt16*>(in);
-          for (int x = 0; x < pixels; ++x) {
-            a[4 * x] = words[4 * x] * kWordScale;
-            r[4 * x] = words[4 * x + 1] * kWordScale;
-            g[4 * x] = words[4 * x + 2] * kWordScale;
-            b[4 * x] = words[4 * x + 3] * kWordScale;
-          }
-          break;
-        }
-        case k48RGBPixelFormat: {
-          const auto* words = reinterpret_cast<const UInt16*>(in);
-          for (int x = 0; x < pixels; ++x) {
-            r[4 * x] = words[3 * x] * kWordScale;
-            g[4 * x] = words[3 * x + 1] * kWordScale;
-            b[4 * x] = words[3 * x + 2] * kWordScale;
-            a[4 * x] = 1.0f;
-          }
-          break;
-        }
-        case k2vuyPixelFormat:
-          // An odd width ends in a group with Cb, Y' and Cr but no second pixel:
-          // one byte more lets the kernel read that Cr for the last column.
-          convert2vuyToRgb(in, a, r, g, b, 4, 2 * pixels + (pixels & 1), chroma);
-          break;
-        case kYUVSPixelFormat:
-          convertYuvsToRgb(in, a, r, g, b, 4, 2 * pixels);
-          break;
-        case k4444YpCbCrA8RPixelFormat:
-          convertR408ToRgb(in, a, r, g, b, 4, pixels);
-          break;
-        case k4444YpCbCrA32RPixelFormat:
-          convertR4flToRgb(reinterpret_cast<const float*>(in), a, r, g, b, 4, pixels);
-          break;
-        default:
-          break;
+  forRowBands(rows, [&](unsigned band, SInt64 first, SInt64 end) {
+    auto* scratch = reinterpret_cast<UInt8*>((reinterpret_cast<uintptr_t>(rowScratch.data()) + 63) & ~uintptr_t{63}) +
+                    static_cast<size_t>(band) * static_cast<size_t>(chunkRows) * scratchBytesPerRow;
+    // Destination rows [first, end) take source rows [bufferHeight - end, bufferHeight - first).
+    for (SInt64 chunkStart = bufferHeight - end; chunkStart < bufferHeight - first;) {
+      const SInt64 chunkEnd = std::min(bufferHeight - first, (chunkStart / chunkRows + 1) * chunkRows);
+      const void* chunk = nullptr;
+      size_t bytesPerRow = 0;
+      if (VqtCVPixelBufferGetRows(pixelBuffer, static_cast<size_t>(chunkStart),
+                                  static_cast<size_t>(chunkEnd - chunkStart), scratch, scratchBytesPerRow, &chunk,
+                                  &bytesPerRow) != kCVReturnSuccess) {
+        failed = true;
+        return;
       }
+      for (SInt64 sourceRow = chunkStart; sourceRow < chunkEnd; ++sourceRow) {
+        const SInt64 y = bufferHeight - 1 - sourceRow;
+        const UInt8* in = static_cast<const UInt8*>(chunk) + static_cast<size_t>(sourceRow - chunkStart) * bytesPerRow;
+        float* r = rgba + static_cast<size_t>(height - 1 - y) * static_cast<size_t>(width) * 4;
+        convertRow(format, in, r, pixels, chroma);
+      }
+      chunkStart = chunkEnd;
     }
   });
-  return 0;
+  // A buffer without memory (its rows could not be made): nothing to read.
+  return failed ? 1 : 0;
 }
 
 }  // namespace Vantor::QuickTime

@@ -40,6 +40,8 @@ class QuickTimeCodecReaderPrivate : public QuickTimeCodecPrivate {
 
   ICMDecompressionSessionRef decompressionSession = nullptr;
   CVPixelBufferRef pixelBuffer = nullptr;
+  // Each conversion band's few rows of the emitted buffer at a time.
+  std::vector<UInt8> rowScratch;
   // The track time (movie time units) at which each frame the scan counted
   // begins, as the stepping through the track found it: frame k is entry k-1.
   std::vector<TimeValue> frameTimes;

@@ -2,9 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <new>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <new>
 
 // Not a Core Foundation object here: reference counting goes through the
 // CVPixelBuffer calls, which is all QuickTime code uses on pixel buffers.
@@ -19,6 +20,13 @@ struct __CVBuffer {
   CVPixelBufferReleaseBytesCallback releaseCallback = nullptr;
   void* releaseRefCon = nullptr;
   bool ownsMemory = false;
+  // A deferred buffer's producer; its base address is made under `making`,
+  // once, and published through `made`.
+  VqtCVPixelBufferProduceRowsCallback produceRows = nullptr;
+  VqtCVPixelBufferReleaseProducerCallback releaseProducer = nullptr;
+  void* producerRefCon = nullptr;
+  std::mutex making;
+  std::atomic<bool> made{true};
 };
 
 namespace {
@@ -126,6 +134,7 @@ CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef buffer) {
 
 void CVPixelBufferRelease(CVPixelBufferRef buffer) {
   if (buffer == nullptr || buffer->retainCount.fetch_sub(1) != 1) return;
+  if (buffer->releaseProducer != nullptr) buffer->releaseProducer(buffer->producerRefCon);
   if (buffer->ownsMemory) {
     std::free(buffer->baseAddress);
   } else if (buffer->releaseCallback != nullptr) {
@@ -151,7 +160,24 @@ CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) 
 }
 
 long VqtCVPixelBufferGetLockCount(CVPixelBufferRef buffer) { return buffer ? buffer->lockCount.load() : 0; }
-void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) { return buffer ? buffer->baseAddress : nullptr; }
+void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) {
+  if (buffer == nullptr) return nullptr;
+  if (buffer->made.load(std::memory_order_acquire)) return buffer->baseAddress;
+  std::lock_guard lock(buffer->making);
+  if (!buffer->made.load(std::memory_order_relaxed)) {
+    // Every row at once, as a buffer made whole from the start would hold them.
+    void* memory = std::calloc(buffer->height, buffer->bytesPerRow);
+    if (memory != nullptr && buffer->produceRows(buffer->producerRefCon, 0, buffer->height, memory,
+                                                 buffer->bytesPerRow) != kCVReturnSuccess) {
+      std::free(memory);
+      memory = nullptr;
+    }
+    buffer->baseAddress = memory;
+    buffer->ownsMemory = true;
+    buffer->made.store(true, std::memory_order_release);
+  }
+  return buffer->baseAddress;
+}
 size_t CVPixelBufferGetBytesPerRow(CVPixelBufferRef buffer) { return buffer ? buffer->bytesPerRow : 0; }
 size_t CVPixelBufferGetWidth(CVPixelBufferRef buffer) { return buffer ? buffer->width : 0; }
 size_t CVPixelBufferGetHeight(CVPixelBufferRef buffer) { return buffer ? buffer->height : 0; }
@@ -159,3 +185,49 @@ size_t CVPixelBufferGetDataSize(CVPixelBufferRef buffer) { return buffer ? buffe
 OSType CVPixelBufferGetPixelFormatType(CVPixelBufferRef buffer) { return buffer ? buffer->pixelFormat : 0; }
 Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) { return false; }
 long VqtCVPixelBufferLiveCount() { return liveBuffers.load(); }
+
+CVReturn VqtCVPixelBufferCreateDeferred(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
+                                        VqtCVPixelBufferProduceRowsCallback produceRows,
+                                        VqtCVPixelBufferReleaseProducerCallback releaseProducer, void* producerRefCon,
+                                        CVPixelBufferRef* pixelBufferOut) {
+  if (CVReturn result = checkRequest(width, height, pixelBufferOut)) return result;
+  if (produceRows == nullptr) return kCVReturnInvalidArgument;
+  const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(pixelFormatType, width);
+  if (minimum == 0) return kCVReturnInvalidPixelFormat;
+  const size_t bytesPerRow = (minimum + 15) / 16 * 16;
+  if (height > SIZE_MAX / bytesPerRow) return kCVReturnInvalidSize;
+  auto* buffer = new (std::nothrow) __CVBuffer{.width = width,
+                                               .height = height,
+                                               .bytesPerRow = bytesPerRow,
+                                               .pixelFormat = pixelFormatType,
+                                               .produceRows = produceRows,
+                                               .releaseProducer = releaseProducer,
+                                               .producerRefCon = producerRefCon,
+                                               .made = false};
+  return handOut(buffer, pixelBufferOut);
+}
+
+CVReturn VqtCVPixelBufferGetRows(CVPixelBufferRef buffer, size_t firstRow, size_t rowCount, void* scratch,
+                                 size_t scratchBytesPerRow, const void** rows, size_t* bytesPerRow) {
+  if (buffer == nullptr || rows == nullptr || bytesPerRow == nullptr) return kCVReturnInvalidArgument;
+  if (firstRow > buffer->height || rowCount > buffer->height - firstRow) return kCVReturnInvalidArgument;
+  if (buffer->made.load(std::memory_order_acquire)) {
+    if (buffer->baseAddress == nullptr) return kCVReturnError;
+    *rows = static_cast<const std::uint8_t*>(buffer->baseAddress) + firstRow * buffer->bytesPerRow;
+    *bytesPerRow = buffer->bytesPerRow;
+    return kCVReturnSuccess;
+  }
+  const size_t minimum = VqtCVPixelFormatMinimumBytesPerRow(buffer->pixelFormat, buffer->width);
+  if (scratch == nullptr || scratchBytesPerRow < minimum) return kCVReturnInvalidArgument;
+  if (rowCount > 0) {
+    if (CVReturn result = buffer->produceRows(buffer->producerRefCon, firstRow, rowCount, scratch, scratchBytesPerRow))
+      return result;
+  }
+  *rows = scratch;
+  *bytesPerRow = scratchBytesPerRow;
+  return kCVReturnSuccess;
+}
+
+Boolean VqtCVPixelBufferIsDeferred(CVPixelBufferRef buffer) {
+  return buffer != nullptr && !buffer->made.load(std::memory_order_acquire);
+}

@@ -87,9 +87,39 @@ bool attribute(CFDictionaryRef attributes, CFStringRef key, SInt32& value) {
 
 }  // namespace
 
+namespace {
+
+CVReturn produceRows(void* conversion, size_t firstRow, size_t rowCount, void* rows, size_t bytesPerRow) {
+  const auto& rowConversion = *static_cast<const codecs::RowConversion*>(conversion);
+  const codecs::ImageView view{rowConversion.pixelFormat(), rowConversion.width(), static_cast<int>(rowCount),
+                               static_cast<std::ptrdiff_t>(bytesPerRow), static_cast<std::uint8_t*>(rows)};
+  return rowConversion.convert(static_cast<int>(firstRow), view) == codecs::Status::ok ? kCVReturnSuccess
+                                                                                       : kCVReturnError;
+}
+
+void releaseRowConversion(void* conversion) { delete static_cast<codecs::RowConversion*>(conversion); }
+
+}  // namespace
+
 CVPixelBufferRef OpaqueICMDecompressionSession::render(const codecs::Picture& picture, OSStatus& result) {
   const auto width = static_cast<std::size_t>(picture.width());
   const auto height = static_cast<std::size_t>(picture.height());
+  // Layouts whose rows depend on the picture alone are emitted deferred: a
+  // client that reads rows through VqtCVPixelBufferGetRows converts them on
+  // while they are in cache, and one that asks for the base address gets the
+  // same bytes made whole.
+  if (std::unique_ptr<codecs::RowConversion> rows = sequence->decoder().rowConversion(picture, pixelFormat)) {
+    CVPixelBufferRef buffer = nullptr;
+    codecs::RowConversion* producer = rows.release();
+    if (VqtCVPixelBufferCreateDeferred(nullptr, width, height, pixelFormat, produceRows, releaseRowConversion, producer,
+                                       &buffer) != kCVReturnSuccess) {
+      delete producer;
+      result = memFullErr;
+      return nullptr;
+    }
+    result = noErr;
+    return buffer;
+  }
   const std::size_t bytesPerRow = (VqtCVPixelFormatMinimumBytesPerRow(pixelFormat, width) + 15) / 16 * 16;
   void* memory = pool != nullptr ? pool->take(bytesPerRow * height) : nullptr;
   if (memory == nullptr) {

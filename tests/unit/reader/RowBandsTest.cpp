@@ -1,6 +1,6 @@
 // Row bands: every row of a frame is converted exactly once, whatever the
 // frame's height and the number of processors, and small frames stay on the
-// calling thread.
+// calling thread; each band has its own index below rowBandCount.
 #include "RowBands.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +13,7 @@
 
 using Vantor::QuickTime::forRowBands;
 using Vantor::QuickTime::kLeastRowsPerBand;
+using Vantor::QuickTime::rowBandCount;
 
 TEST(RowBands, CoverEveryRowOnceForAnyHeightAndProcessorCount) {
   for (unsigned processors : {1u, 2u, 3u, 8u, 64u}) {
@@ -20,15 +21,18 @@ TEST(RowBands, CoverEveryRowOnceForAnyHeightAndProcessorCount) {
       std::vector<std::atomic<int>> visits(static_cast<size_t>(rows));
       std::mutex mutex;
       std::set<std::thread::id> threads;
+      std::set<unsigned> bands;
       forRowBands(
           rows,
-          [&](std::int64_t first, std::int64_t end) {
+          [&](unsigned band, std::int64_t first, std::int64_t end) {
+            ASSERT_LT(band, rowBandCount(rows, processors));
             ASSERT_LE(0, first);
             ASSERT_LT(first, end);
             ASSERT_LE(end, rows);
             for (std::int64_t y = first; y < end; ++y) ++visits[static_cast<size_t>(y)];
             std::lock_guard lock(mutex);
             threads.insert(std::this_thread::get_id());
+            EXPECT_TRUE(bands.insert(band).second) << "band " << band << " twice";
           },
           processors);
       for (std::int64_t y = 0; y < rows; ++y)
@@ -36,7 +40,9 @@ TEST(RowBands, CoverEveryRowOnceForAnyHeightAndProcessorCount) {
       EXPECT_LE(threads.size(), processors);
       if (rows < 2 * kLeastRowsPerBand) {
         EXPECT_LE(threads.size(), 1u) << rows << " rows";
-        if (rows > 0) EXPECT_TRUE(threads.count(std::this_thread::get_id()));
+        if (rows > 0) {
+          EXPECT_TRUE(threads.count(std::this_thread::get_id()));
+        }
       }
     }
   }

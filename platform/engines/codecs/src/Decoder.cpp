@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "Bitstream.h"
+#include "ExchangeRows.h"
 #include "FfmpegHandles.h"
 #include "PixelConverter.h"
 #include "vqt/codecs/CodecTable.h"
@@ -99,6 +100,7 @@ struct Decoder::Impl {
   int nalLengthSize = 0;  // 0: Annex B samples
 
   Status sendPacket(AVPacket* pkt, std::vector<Picture>& out);
+  AVFrame described(const Picture& picture, ColourMatrix& matrix) const;
   Status receive(std::vector<Picture>& out);
   Status pushEndOfSequence(std::vector<Picture>& out);
   Status drain(std::vector<Picture>& out);
@@ -243,20 +245,57 @@ void Decoder::restart() {
   impl_->owed = 0;
 }
 
+// The file's colour description decides: its 'colr' first, then the stream's
+// own tags, then the usual default (BT.709 above 576 lines, BT.601 below; JPEG
+// is BT.601 full range by its own definition). The frame is a shallow copy
+// whose range is the one that holds.
+AVFrame Decoder::Impl::described(const Picture& picture, ColourMatrix& matrix) const {
+  AVFrame frame = *picture.data()->frame;
+  matrix = config.matrix;
+  if (matrix == ColourMatrix::unspecified) matrix = matrixOfStream(frame.colorspace);
+  const bool jpeg = context->codec_id == AV_CODEC_ID_MJPEG;
+  if (matrix == ColourMatrix::unspecified && jpeg) matrix = ColourMatrix::bt601;
+  if (config.range != ColourRange::unspecified)
+    frame.color_range = config.range == ColourRange::full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  return frame;
+}
+
 Status Decoder::convert(const Picture& picture, const ImageView& destination) {
   if (!picture.valid()) return Status::failed;
-  // The file's colour description decides: its 'colr' first, then the
-  // stream's own tags, then the usual default (BT.709 above 576 lines, BT.601
-  // below; JPEG is BT.601 full range by its own definition).
-  AVFrame frame = *picture.data()->frame;  // shallow: only the range is changed
-  ColourMatrix matrix = impl_->config.matrix;
-  if (matrix == ColourMatrix::unspecified) matrix = matrixOfStream(frame.colorspace);
-  const bool jpeg = impl_->context->codec_id == AV_CODEC_ID_MJPEG;
-  if (matrix == ColourMatrix::unspecified && jpeg) matrix = ColourMatrix::bt601;
-  if (impl_->config.range != ColourRange::unspecified)
-    frame.color_range = impl_->config.range == ColourRange::full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  ColourMatrix matrix = ColourMatrix::unspecified;
+  const AVFrame frame = impl_->described(picture, matrix);
   return impl_->converter.toExchange(frame, matrix, destination);
 }
+
+struct RowConversion::Plan {
+  Picture picture;  // keeps the frame's pixels
+  AVFrame frame;    // shallow, as described
+  RowPlan rows;
+  FourCC pixelFormat;
+};
+
+std::unique_ptr<RowConversion> Decoder::rowConversion(const Picture& picture, FourCC pixelFormat) const {
+  if (!picture.valid()) return nullptr;
+  ColourMatrix matrix = ColourMatrix::unspecified;
+  const AVFrame frame = impl_->described(picture, matrix);
+  const RowPlan rows = planRows(frame, matrix, pixelFormat);
+  if (rows.kind == RowPlan::Kind::none) return nullptr;
+  auto plan = std::make_shared<const RowConversion::Plan>(RowConversion::Plan{picture, frame, rows, pixelFormat});
+  return std::make_unique<RowConversion>(std::move(plan));
+}
+
+Status RowConversion::convert(int firstRow, const ImageView& rows) const {
+  if (rows.pixelFormat != plan_->pixelFormat || rows.width != plan_->frame.width || rows.data == nullptr ||
+      firstRow < 0 || rows.height < 0 || firstRow + rows.height > plan_->frame.height ||
+      rows.bytesPerRow < static_cast<std::ptrdiff_t>(minimumBytesPerRow(rows.pixelFormat, rows.width)))
+    return Status::unsupportedFormat;
+  convertRows(plan_->rows, plan_->frame, firstRow, rows);
+  return Status::ok;
+}
+
+FourCC RowConversion::pixelFormat() const { return plan_->pixelFormat; }
+int RowConversion::width() const { return plan_->frame.width; }
+int RowConversion::height() const { return plan_->frame.height; }
 
 std::uint64_t Decoder::samplesDecoded() const { return impl_->samplesDecoded; }
 FourCC Decoder::codecType() const { return impl_->config.codecType; }

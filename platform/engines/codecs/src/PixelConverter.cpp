@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "ColourTransform.h"
+#include "ExchangeRows.h"
 #include "R4flUnpacking.h"
 #include "RgbWidening.h"
 #include "UyvyPacking.h"
@@ -128,6 +129,29 @@ void PixelConverter::inBands(const AVFrame& frame, const ImageView& destination,
   executor_->execute2(executor_, runBand, &work, nullptr, bands);
 }
 
+void PixelConverter::inRowBands(int height, const RowJob& job) {
+  const bool parallel = executor_ != nullptr && (executor_->active_thread_type & FF_THREAD_SLICE) &&
+                        executor_->thread_count > 1 && height >= 64;
+  if (!parallel) {
+    job(0, height);
+    return;
+  }
+  struct Work {
+    const RowJob* job;
+    int rowsPerBand;
+    int height;
+  } work{&job, (height + executor_->thread_count - 1) / executor_->thread_count, height};
+  executor_->execute2(
+      executor_,
+      [](AVCodecContext*, void* argument, int band, int) {
+        const Work& w = *static_cast<const Work*>(argument);
+        const int first = band * w.rowsPerBand;
+        if (first < w.height) (*w.job)(first, std::min(w.rowsPerBand, w.height - first));
+        return 0;
+      },
+      &work, nullptr, executor_->thread_count);
+}
+
 Status PixelConverter::scale(const Planes& from, const Planes& to, int width, int height, ColourMatrix matrix) {
   sws_ = sws_getCachedContext(sws_, width, height, static_cast<AVPixelFormat>(from.format), width, height,
                               static_cast<AVPixelFormat>(to.format),
@@ -171,6 +195,15 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   if (needed == 0 || destination.bytesPerRow < static_cast<std::ptrdiff_t>(needed) || destination.data == nullptr)
     return Status::unsupportedFormat;
   if (destination.width != frame.width || destination.height != frame.height) return Status::unsupportedFormat;
+  if (const RowPlan plan = planRows(frame, matrix, destination.pixelFormat); plan.kind != RowPlan::Kind::none) {
+    inRowBands(frame.height, [&](int first, int rows) {
+      ImageView band = destination;
+      band.data += static_cast<std::ptrdiff_t>(first) * destination.bytesPerRow;
+      band.height = rows;
+      convertRows(plan, frame, first, band);
+    });
+    return Status::ok;
+  }
   const int width = frame.width;
   const int height = frame.height;
   matrix = resolveColourMatrix(matrix, height);
@@ -190,10 +223,6 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   }
 
   if (destination.pixelFormat == kPixelFormatR408 || destination.pixelFormat == kPixelFormatR4fl) {
-    if (isDirectPlanarYuv(frame)) {
-      inBands(frame, destination, packPlanarYuv);
-      return Status::ok;
-    }
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
@@ -213,10 +242,6 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   }
 
   if (destination.pixelFormat == kPixelFormatV210) {
-    if (frame.format == AV_PIX_FMT_YUV422P10LE && !isFullRange(frame)) {
-      inBands(frame, destination, packV210);
-      return Status::ok;
-    }
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
@@ -230,22 +255,8 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   }
 
   if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
-      isPlanarYuv(frame)) {
-    const bool fullRange = isFullRange(frame);
-    inBands(frame, destination, [&](const AVFrame& part, const ImageView& rows) {
-      convertPlanarYuvToRgb16(part, matrix, fullRange, rows);
-    });
-    return Status::ok;
-  }
-
-  if ((destination.pixelFormat == kPixelFormatB64a || destination.pixelFormat == kPixelFormatB48r) &&
       isNarrowRgb(frame)) {
     widenRgbTo16(frame, destination);
-    return Status::ok;
-  }
-
-  if (destination.pixelFormat == kPixelFormat2vuy && canPackPlanar420To2vuy(frame)) {
-    packPlanar420To2vuy(frame, destination);
     return Status::ok;
   }
 
@@ -358,11 +369,6 @@ Status PixelConverter::toExchangeConverted(const AVFrame& frame, ColourMatrix ma
   const int height = frame.height;
   const bool fullRange = isFullRange(frame);
   const YCbCrTransform transform = transformToExchange(matrix, fullRange);
-  if (destination.pixelFormat == kPixelFormat2vuy && canPackPlanar420To2vuyTransformed(frame)) {
-    // 8-bit 4:2:0 (H.264, MPEG-4) in one pass, not through a 16-bit 4:4:4 frame.
-    packPlanar420To2vuyTransformed(frame, fullRange, transform, destination);
-    return Status::ok;
-  }
   const AVFrame* planar = &frame;
   if (!isPlanarYuv(frame)) {
     // Packed and semi-planar layouts are spread out first, their range kept.

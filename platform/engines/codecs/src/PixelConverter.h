@@ -41,6 +41,9 @@ class PixelConverter {
   using BandJob = std::function<void(const AVFrame& frame, const ImageView& destination)>;
   // Runs `job` over bands of rows of a planar frame, in parallel where it can.
   void inBands(const AVFrame& frame, const ImageView& destination, const BandJob& job);
+  // Runs job(firstRow, rowCount) over bands of [0, height), in parallel where it can.
+  using RowJob = std::function<void(int firstRow, int rowCount)>;
+  void inRowBands(int height, const RowJob& job);
 
   AVCodecContext* executor_ = nullptr;
 

@@ -77,14 +77,14 @@ bool canPackPlanar420To2vuy(const AVFrame& frame) {
          frame.height % 2 == 0 && frame.height >= kSmallestHeight && frame.width > 0 && frame.width / 2 <= kMostPairs;
 }
 
-void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows) {
+void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows, int firstRow) {
   const int pairs = frame.width / 2;
-  const int height = frame.height;
+  const int end = std::min(frame.height, firstRow + rows.height);
   alignas(16) std::uint8_t blended[2 * kMostPairs];
-  for (int y = 0; y < height; ++y) {
+  for (int y = firstRow; y < end; ++y) {
     const ChromaRows chroma = chromaForLumaRow(frame, y, pairs, blended);
-    packRow(planeRow(frame, 0, y), chroma.cb, chroma.cr, rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow,
-            pairs);
+    packRow(planeRow(frame, 0, y), chroma.cb, chroma.cr,
+            rows.data + static_cast<std::ptrdiff_t>(y - firstRow) * rows.bytesPerRow, pairs);
   }
 }
 
@@ -157,15 +157,15 @@ void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const 
 }  // namespace
 
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                                    const ImageView& rows) {
+                                    const ImageView& rows, int firstRow) {
   const int pairs = frame.width / 2;
-  const int height = std::min(frame.height, rows.height);
+  const int end = std::min(frame.height, firstRow + rows.height);
   const float unit = sampleUnit(8, fullRange);
   alignas(16) std::uint8_t blended[2 * kMostPairs];
-  for (int y = 0; y < height; ++y) {
+  for (int y = firstRow; y < end; ++y) {
     const ChromaRows chroma = chromaForLumaRow(frame, y, pairs, blended);
     packTransformedRow(planeRow(frame, 0, y), chroma.cb, chroma.cr, unit, transform,
-                       rows.data + static_cast<std::ptrdiff_t>(y) * rows.bytesPerRow, pairs);
+                       rows.data + static_cast<std::ptrdiff_t>(y - firstRow) * rows.bytesPerRow, pairs);
   }
 }
 

@@ -16,11 +16,12 @@ namespace vqt::codecs {
 // conversion would: 8-bit 4:2:0 video range, even width, even height of 16 or more.
 bool canPackPlanar420To2vuy(const AVFrame& frame);
 
-// Rows of `frame` into 'rows' (a '2vuy' view of the frame's size). Chroma is
+// Rows firstRow.. of `frame` into 'rows' (a '2vuy' view, its first row
+// firstRow's, as tall as the rows wanted). Chroma is
 // filtered vertically as libswscale's bilinear scaler does for this layout: odd
 // rows take their chroma row, even rows the rounded mean of it and the one
 // above, except the first row (its own) and the last (the mean as well).
-void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows);
+void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows, int firstRow = 0);
 
 // The same rows through `transform` (a stream's matrix and range into BT.601
 // video range), in one pass: chroma blended as above, then every pixel's Y' and
@@ -29,7 +30,7 @@ void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows);
 // scaled; it may be full range (canPackPlanar420To2vuy's other conditions hold).
 bool canPackPlanar420To2vuyTransformed(const AVFrame& frame);
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                                    const ImageView& rows);
+                                    const ImageView& rows, int firstRow = 0);
 
 // A 16-bit 4:4:4 video-range frame (YUVA444P16LE) into '2vuy' or 'yuvs' rows
 // (`rows.pixelFormat` says which): each pair's chroma is the mean of its two

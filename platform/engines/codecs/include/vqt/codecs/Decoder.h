@@ -46,6 +46,27 @@ class Picture {
   std::shared_ptr<const Data> data_;
 };
 
+// A picture's conversion into one exchange format that runs a few rows at a
+// time, on any thread, in any order: the same bytes as Decoder::convert, for
+// the layouts whose rows depend on the picture alone. Holds the picture. A
+// reader that converts each few rows on into its own layout at once keeps
+// them in the processor's cache instead of writing a whole frame out and
+// reading it back.
+class RowConversion {
+ public:
+  struct Plan;
+  explicit RowConversion(std::shared_ptr<const Plan> plan) : plan_(std::move(plan)) {}
+  // Rows [firstRow, firstRow + rows.height) into `rows`, whose pixel format and
+  // width are the conversion's.
+  Status convert(int firstRow, const ImageView& rows) const;
+  FourCC pixelFormat() const;
+  int width() const;
+  int height() const;
+
+ private:
+  std::shared_ptr<const Plan> plan_;
+};
+
 class Decoder {
  public:
   static Status create(const DecoderConfig& config, std::unique_ptr<Decoder>& decoder);
@@ -65,6 +86,9 @@ class Decoder {
 
   // Writes `picture` into `destination` in destination.pixelFormat.
   Status convert(const Picture& picture, const ImageView& destination);
+  // The same conversion into `pixelFormat` as rows on demand; null when this
+  // picture and format need the whole picture at once (convert does those).
+  std::unique_ptr<RowConversion> rowConversion(const Picture& picture, FourCC pixelFormat) const;
 
   std::uint64_t samplesDecoded() const;  // compressed samples handed to the codec
   FourCC codecType() const;
