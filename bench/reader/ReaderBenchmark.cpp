@@ -132,6 +132,28 @@ double cli(const std::string& path, const std::string& output) {
   return kFrames / seconds(start);
 }
 
+// Seconds to write one 1920x1080 float RGBA frame (33 MB) once with every
+// processor: the least any reader spends on a frame beyond decoding it, as
+// the cores cannot decode while they write. Median of 15, buffer warm.
+double frameWriteSeconds() {
+  std::vector<float> frame(static_cast<size_t>(1920) * 1080 * 4, 0.0f);
+  const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+  std::vector<double> times;
+  for (int r = 0; r < 16; ++r) {
+    const auto start = Clock::now();
+    std::vector<std::thread> writers;
+    const size_t part = frame.size() / threads;
+    for (unsigned t = 0; t < threads; ++t) {
+      float* first = frame.data() + t * part;
+      float* last = t + 1 == threads ? frame.data() + frame.size() : first + part;
+      writers.emplace_back([=] { std::fill(first, last, 0.5f + static_cast<float>(r)); });
+    }
+    for (std::thread& w : writers) w.join();
+    if (r > 0) times.push_back(seconds(start));
+  }
+  return median(times);
+}
+
 int decodeRates(int repetitions) {
   const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
   std::printf(
@@ -169,10 +191,17 @@ int decodeRates(int repetitions) {
                 result.floatCli, result.random / result.decodeOnly, result.random / result.floatCli);
   }
   std::printf("load average after: %s\n", loadAverage().c_str());
+  // The best ratio this machine allows: decoding at the decode-only rate and
+  // writing each frame's floats once at full memory speed, nothing else.
+  const double write = frameWriteSeconds();
+  std::printf("writing one 1080p float RGBA frame with %u threads: %.2f ms\n", threads, write * 1e3);
   for (const Result& r : results) {
     const double ratio = r.ordered / r.decodeOnly;
-    row(std::string("decode ") + r.movie->work + " 1080p, in order, float RGBA vs decode-only", fps(r.ordered),
-        fps(r.decodeOnly), ratio, ">= 0.85", ratio >= kDecodeGoal);
+    const double ceiling = 1.0 / (1.0 + write * r.decodeOnly);
+    char work[200];
+    std::snprintf(work, sizeof work, "decode %s 1080p, in order, float RGBA vs decode-only (ceiling here %.2f)",
+                  r.movie->work, ceiling);
+    row(work, fps(r.ordered), fps(r.decodeOnly), ratio, ">= 0.85", ratio >= kDecodeGoal);
   }
   return 0;
 }
