@@ -18,19 +18,6 @@ bool isRgbFrame(const AVFrame& frame) {
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
 }
 
-// A shallow copy of `frame` that starts at luma row `first` (a multiple of the
-// chroma block height, so chroma rows line up) and is `rows` rows tall.
-AVFrame frameFrom(const AVFrame& frame, int first, int rows) {
-  AVFrame part = frame;
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(part.format));
-  for (int plane = 0; plane < 4 && part.data[plane] != nullptr; ++plane) {
-    const int shift = (plane == 1 || plane == 2) ? d->log2_chroma_h : 0;
-    part.data[plane] += static_cast<std::ptrdiff_t>(first >> shift) * part.linesize[plane];
-  }
-  part.height = rows;
-  return part;
-}
-
 void convertAligned(const RowPlan& plan, const AVFrame& part, const ImageView& rows) {
   switch (plan.kind) {
     case RowPlan::Kind::planar:
@@ -51,6 +38,17 @@ void convertAligned(const RowPlan& plan, const AVFrame& part, const ImageView& r
 }
 
 }  // namespace
+
+AVFrame frameRows(const AVFrame& frame, int first, int rows) {
+  AVFrame part = frame;
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(part.format));
+  for (int plane = 0; plane < 4 && part.data[plane] != nullptr; ++plane) {
+    const int shift = (plane == 1 || plane == 2) ? d->log2_chroma_h : 0;
+    part.data[plane] += static_cast<std::ptrdiff_t>(first >> shift) * part.linesize[plane];
+  }
+  part.height = rows;
+  return part;
+}
 
 RowPlan planRows(const AVFrame& frame, ColourMatrix matrix, FourCC format) {
   RowPlan plan;
@@ -105,7 +103,7 @@ void convertRows(const RowPlan& plan, const AVFrame& frame, int firstRow, const 
   int y = firstRow;
   for (; y < end && y % block != 0; ++y) {
     view.height = 1;
-    AVFrame one = frameFrom(frame, y & ~(block - 1), block);
+    AVFrame one = frameRows(frame, y & ~(block - 1), block);
     // The one row sits `y % block` rows into a block that starts on a chroma row.
     one.data[0] += static_cast<std::ptrdiff_t>(y % block) * one.linesize[0];
     if (one.data[3] != nullptr) one.data[3] += static_cast<std::ptrdiff_t>(y % block) * one.linesize[3];
@@ -115,7 +113,7 @@ void convertRows(const RowPlan& plan, const AVFrame& frame, int firstRow, const 
   }
   if (y < end) {
     view.height = end - y;
-    convertAligned(plan, frameFrom(frame, y, end - y), view);
+    convertAligned(plan, frameRows(frame, y, end - y), view);
   }
 }
 

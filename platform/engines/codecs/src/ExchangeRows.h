@@ -33,6 +33,10 @@ struct RowPlan {
 // How `frame` goes into `format` with `matrix` (the stream's, maybe unspecified).
 RowPlan planRows(const AVFrame& frame, ColourMatrix matrix, FourCC format);
 
+// A shallow copy of `frame` that starts at luma row `first` (a multiple of the
+// chroma block height, so chroma rows line up) and is `rows` rows tall.
+AVFrame frameRows(const AVFrame& frame, int first, int rows);
+
 // Rows [firstRow, firstRow + rows.height) of `frame` into `rows` by `plan`
 // (kind not none). Any first row: a chroma row shared with the row above is
 // found in the whole frame.

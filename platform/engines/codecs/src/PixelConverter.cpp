@@ -47,35 +47,6 @@ int swsColourspace(ColourMatrix matrix) {
   }
 }
 
-struct BandWork {
-  const AVFrame* frame;
-  const ImageView* destination;
-  const std::function<void(const AVFrame&, const ImageView&)>* job;
-  int rowsPerBand;
-  int height;
-};
-
-// One band: a shallow copy of the frame and a view of the destination, both
-// starting at the band's first row (a multiple of 4, so chroma rows line up).
-int runBand(AVCodecContext*, void* argument, int band, int) {
-  const BandWork& work = *static_cast<const BandWork*>(argument);
-  const int first = band * work.rowsPerBand;
-  if (first >= work.height) return 0;
-  const int rows = std::min(work.rowsPerBand, work.height - first);
-  AVFrame part = *work.frame;
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(part.format));
-  for (int plane = 0; plane < 4 && part.data[plane] != nullptr; ++plane) {
-    const int shift = (plane == 1 || plane == 2) ? d->log2_chroma_h : 0;
-    part.data[plane] += static_cast<std::ptrdiff_t>(first >> shift) * part.linesize[plane];
-  }
-  part.height = rows;
-  ImageView view = *work.destination;
-  view.data += first * view.bytesPerRow;
-  view.height = rows;
-  (*work.job)(part, view);
-  return 0;
-}
-
 bool isRgbFormat(int format) {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
   return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
@@ -117,16 +88,12 @@ AVFrame* PixelConverter::scratchFrame(FramePtr& frame, int format, int width, in
 }
 
 void PixelConverter::inBands(const AVFrame& frame, const ImageView& destination, const BandJob& job) {
-  const int height = std::min(frame.height, destination.height);
-  const bool parallel = executor_ != nullptr && (executor_->active_thread_type & FF_THREAD_SLICE) &&
-                        executor_->thread_count > 1 && height >= 64;
-  if (!parallel) {
-    job(frame, destination);
-    return;
-  }
-  const int bands = executor_->thread_count;
-  BandWork work{&frame, &destination, &job, ((height + bands - 1) / bands + 3) & ~3, height};
-  executor_->execute2(executor_, runBand, &work, nullptr, bands);
+  inRowBands(std::min(frame.height, destination.height), [&](int first, int rows) {
+    ImageView view = destination;
+    view.data += first * view.bytesPerRow;
+    view.height = rows;
+    job(frameRows(frame, first, rows), view);
+  });
 }
 
 void PixelConverter::inRowBands(int height, const RowJob& job) {
@@ -136,11 +103,13 @@ void PixelConverter::inRowBands(int height, const RowJob& job) {
     job(0, height);
     return;
   }
+  // Bands start on multiples of 4 rows, so a band of a planar frame cut at
+  // its first row (inBands) finds its chroma rows whole.
   struct Work {
     const RowJob* job;
     int rowsPerBand;
     int height;
-  } work{&job, (height + executor_->thread_count - 1) / executor_->thread_count, height};
+  } work{&job, ((height + executor_->thread_count - 1) / executor_->thread_count + 3) & ~3, height};
   executor_->execute2(
       executor_,
       [](AVCodecContext*, void* argument, int band, int) {
