@@ -186,19 +186,13 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
   }
 
   Planes source{frame.format, {}, {}, isFullRange(frame)};
-  for (int i = 0; i < 4; ++i) {
-    source.data[i] = frame.data[i];
-    source.linesize[i] = frame.linesize[i];
-  }
+  setPlanes(source, frame);
 
   if (destination.pixelFormat == kPixelFormatR408 || destination.pixelFormat == kPixelFormatR4fl) {
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUVA444P16LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
-    for (int i = 0; i < 4; ++i) {
-      to.data[i] = scratch->data[i];
-      to.linesize[i] = scratch->linesize[i];
-    }
+    setPlanes(to, *scratch);
     if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
     if (!(av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format))->flags & AV_PIX_FMT_FLAG_ALPHA)) {
       for (int y = 0; y < height; ++y) {
@@ -214,10 +208,7 @@ Status PixelConverter::toExchange(const AVFrame& frame, ColourMatrix matrix, con
     AVFrame* scratch = scratchFrame(scratch_, AV_PIX_FMT_YUV422P10LE, width, height);
     if (scratch == nullptr) return Status::outOfMemory;
     Planes to{scratch->format, {}, {}, false};
-    for (int i = 0; i < 4; ++i) {
-      to.data[i] = scratch->data[i];
-      to.linesize[i] = scratch->linesize[i];
-    }
+    setPlanes(to, *scratch);
     if (Status s = scale(source, to, width, height, matrix); s != Status::ok) return s;
     inBands(*scratch, destination, packV210);
     return Status::ok;
