@@ -72,9 +72,14 @@ void fillB64aFromBytes(const std::uint8_t* in, std::uint8_t* out, int width, boo
 
 void fillFrameMemory(OSType pixelFormat, const void* pixels, bool pixelsAreBytes, int width, int height,
                      std::size_t bytesPerRow, bool swapB64a, std::uint8_t* memory) {
+  fillFrameRows(pixelFormat, pixels, pixelsAreBytes, width, 0, height, bytesPerRow, swapB64a, memory);
+}
+
+void fillFrameRows(OSType pixelFormat, const void* pixels, bool pixelsAreBytes, int width, int firstRow, int rowCount,
+                   std::size_t bytesPerRow, bool swapB64a, std::uint8_t* rows) {
   const std::size_t hostRow = static_cast<std::size_t>(width) * 4;  // elements
-  for (int y = 0; y < height; ++y) {
-    std::uint8_t* out = memory + static_cast<std::size_t>(y) * bytesPerRow;
+  for (int y = firstRow; y < firstRow + rowCount; ++y) {
+    std::uint8_t* out = rows + static_cast<std::size_t>(y - firstRow) * bytesPerRow;
     const auto* floats = static_cast<const float*>(pixels) + static_cast<std::size_t>(y) * hostRow;
     const auto* bytes = static_cast<const std::uint8_t*>(pixels) + static_cast<std::size_t>(y) * hostRow;
     switch (pixelFormat) {

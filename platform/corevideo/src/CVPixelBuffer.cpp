@@ -1,10 +1,12 @@
 #include <CoreVideo/CVPixelBuffer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <new>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <new>
 
 // Not a Core Foundation object here: reference counting goes through the
 // CVPixelBuffer calls, which is all QuickTime code uses on pixel buffers.
@@ -19,6 +21,12 @@ struct __CVBuffer {
   CVPixelBufferReleaseBytesCallback releaseCallback = nullptr;
   void* releaseRefCon = nullptr;
   bool ownsMemory = false;
+  // Buffers with a row source (the extension at the end of this file): the
+  // memory holds the pixels only once `rowsInMemory` is set.
+  VqtCVPixelBufferRowSourceCallback rowSource = nullptr;
+  void* sourceRefCon = nullptr;
+  std::atomic<bool> rowsInMemory{true};
+  std::mutex producing;  // one whole-frame write at a time
 };
 
 namespace {
@@ -40,6 +48,8 @@ CVReturn checkRequest(size_t width, size_t height, CVPixelBufferRef* pixelBuffer
   *pixelBufferOut = nullptr;
   return width == 0 || height == 0 ? kCVReturnInvalidSize : kCVReturnSuccess;
 }
+
+void writeRowsToMemory(__CVBuffer* buffer);
 
 CVReturn handOut(__CVBuffer* buffer, CVPixelBufferRef* pixelBufferOut) {
   if (buffer == nullptr) return kCVReturnAllocationFailed;
@@ -139,6 +149,7 @@ CFIndex CVPixelBufferGetRetainCount(CVPixelBufferRef buffer) { return buffer ? b
 
 CVReturn CVPixelBufferLockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) {
   if (buffer == nullptr) return kCVReturnInvalidArgument;
+  writeRowsToMemory(buffer);
   ++buffer->lockCount;
   return kCVReturnSuccess;
 }
@@ -151,7 +162,11 @@ CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) 
 }
 
 long VqtCVPixelBufferGetLockCount(CVPixelBufferRef buffer) { return buffer ? buffer->lockCount.load() : 0; }
-void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) { return buffer ? buffer->baseAddress : nullptr; }
+void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) {
+  if (buffer == nullptr) return nullptr;
+  writeRowsToMemory(buffer);  // whoever asks for the memory gets the pixels in it
+  return buffer->baseAddress;
+}
 size_t CVPixelBufferGetBytesPerRow(CVPixelBufferRef buffer) { return buffer ? buffer->bytesPerRow : 0; }
 size_t CVPixelBufferGetWidth(CVPixelBufferRef buffer) { return buffer ? buffer->width : 0; }
 size_t CVPixelBufferGetHeight(CVPixelBufferRef buffer) { return buffer ? buffer->height : 0; }
@@ -159,3 +174,75 @@ size_t CVPixelBufferGetDataSize(CVPixelBufferRef buffer) { return buffer ? buffe
 OSType CVPixelBufferGetPixelFormatType(CVPixelBufferRef buffer) { return buffer ? buffer->pixelFormat : 0; }
 Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) { return false; }
 long VqtCVPixelBufferLiveCount() { return liveBuffers.load(); }
+
+// ---------------------------------------------------------------------------
+// Extension: buffers whose rows are produced on request (see the header).
+
+namespace {
+
+void writeRowsToMemory(__CVBuffer* buffer) {
+  if (buffer->rowsInMemory.load(std::memory_order_acquire)) return;
+  std::lock_guard lock(buffer->producing);
+  if (buffer->rowsInMemory.load(std::memory_order_relaxed)) return;
+  if (buffer->rowSource != nullptr)
+    buffer->rowSource(buffer->sourceRefCon, 0, buffer->height, buffer->baseAddress, buffer->bytesPerRow);
+  buffer->rowsInMemory.store(true, std::memory_order_release);
+}
+
+}  // namespace
+
+CVReturn VqtCVPixelBufferCreateWithRowSource(CFAllocatorRef allocator, size_t width, size_t height,
+                                             OSType pixelFormatType, void* baseAddress, size_t bytesPerRow,
+                                             VqtCVPixelBufferRowSourceCallback rowSource, void* sourceRefCon,
+                                             CVPixelBufferReleaseBytesCallback releaseCallback, void* releaseRefCon,
+                                             CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut) {
+  if (rowSource == nullptr) {
+    if (pixelBufferOut != nullptr) *pixelBufferOut = nullptr;
+    return kCVReturnInvalidArgument;
+  }
+  const CVReturn made =
+      CVPixelBufferCreateWithBytes(allocator, width, height, pixelFormatType, baseAddress, bytesPerRow, releaseCallback,
+                                   releaseRefCon, pixelBufferAttributes, pixelBufferOut);
+  if (made != kCVReturnSuccess) return made;
+  __CVBuffer* buffer = *pixelBufferOut;
+  buffer->rowSource = rowSource;
+  buffer->sourceRefCon = sourceRefCon;
+  buffer->rowsInMemory.store(false, std::memory_order_release);
+  return kCVReturnSuccess;
+}
+
+Boolean VqtCVPixelBufferHasRowSource(CVPixelBufferRef buffer) {
+  return buffer != nullptr && !buffer->rowsInMemory.load(std::memory_order_acquire);
+}
+
+CVReturn VqtCVPixelBufferCopyRows(CVPixelBufferRef buffer, size_t firstRow, size_t rowCount, void* destination,
+                                  size_t destinationBytesPerRow) {
+  if (buffer == nullptr || destination == nullptr || firstRow > buffer->height || rowCount > buffer->height - firstRow)
+    return kCVReturnInvalidArgument;
+  // The pixel bytes of a row: what the format needs, or the whole row for a
+  // format not known here.
+  const size_t needed = VqtCVPixelFormatMinimumBytesPerRow(buffer->pixelFormat, buffer->width);
+  const size_t rowBytes = needed != 0 ? std::min(needed, buffer->bytesPerRow) : buffer->bytesPerRow;
+  if (destinationBytesPerRow < rowBytes) return kCVReturnInvalidArgument;
+  if (rowCount == 0) return kCVReturnSuccess;
+  if (!buffer->rowsInMemory.load(std::memory_order_acquire)) {
+    buffer->rowSource(buffer->sourceRefCon, firstRow, rowCount, destination, destinationBytesPerRow);
+    return kCVReturnSuccess;
+  }
+  const auto* from = static_cast<const std::uint8_t*>(buffer->baseAddress) + firstRow * buffer->bytesPerRow;
+  auto* to = static_cast<std::uint8_t*>(destination);
+  for (size_t row = 0; row < rowCount; ++row)
+    std::memcpy(to + row * destinationBytesPerRow, from + row * buffer->bytesPerRow, rowBytes);
+  return kCVReturnSuccess;
+}
+
+CVReturn VqtCVPixelBufferEndRowSource(CVPixelBufferRef buffer) {
+  if (buffer == nullptr) return kCVReturnInvalidArgument;
+  if (buffer->retainCount.load() > 1) writeRowsToMemory(buffer);
+  // The creator alone holds it: nobody will read these pixels, so they are
+  // never made. From here on the buffer is an ordinary one on its memory.
+  std::lock_guard lock(buffer->producing);
+  buffer->rowSource = nullptr;
+  buffer->rowsInMemory.store(true, std::memory_order_release);
+  return kCVReturnSuccess;
+}
