@@ -29,12 +29,13 @@ struct HostFrame {
   const void* pixels;
   bool pixelsAreBytes;
   int width;
+  int height;
   bool swapB64a;
 };
 
 void produceRows(void* refCon, size_t firstRow, size_t rowCount, void* destination, size_t bytesPerRow) {
   const auto& host = *static_cast<const HostFrame*>(refCon);
-  fillFrameRows(host.pixelFormat, host.pixels, host.pixelsAreBytes, host.width, static_cast<int>(firstRow),
+  fillFrameRows(host.pixelFormat, host.pixels, host.pixelsAreBytes, host.width, host.height, static_cast<int>(firstRow),
                 static_cast<int>(rowCount), bytesPerRow, host.swapB64a, static_cast<std::uint8_t*>(destination));
 }
 
@@ -133,7 +134,7 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
   // them: a session that lays the frame out band by band takes them a few rows
   // at a time while they are in the cache, and the frame memory is written
   // only for a session that reads the whole buffer (the same bytes either way).
-  HostFrame host{pixelFormat, pixels, pixelsAreBytes, width, swapB64a};
+  HostFrame host{pixelFormat, pixels, pixelsAreBytes, width, height, swapB64a};
   CVPixelBufferRef pixelBuffer = nullptr;
   const CVReturn made = VqtCVPixelBufferCreateWithRowSource(
       kCFAllocatorDefault, static_cast<std::size_t>(width), static_cast<std::size_t>(height), pixelFormat, memory,
