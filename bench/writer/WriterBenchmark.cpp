@@ -4,6 +4,7 @@
 // ffmpeg CLI encoding the same frames from raw planar float input with the
 // same settings, in the same run. Prints a ROW line per codec for the shared
 // benchmark table.
+#include <sys/resource.h>
 #include <vantor/quicktime/QuickTimeCodecWriter.h>
 
 #include <algorithm>
@@ -54,6 +55,19 @@ void writeRaw(const std::vector<std::vector<float>>& frames, const std::string& 
     }
 }
 
+// CPU seconds (user and system) of this process or of its finished children.
+double cpuSeconds(int who) {
+  rusage usage{};
+  getrusage(who, &usage);
+  const auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec * 1e-6; };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+struct Timing {
+  double wall = 0;
+  double cpu = 0;
+};
+
 struct Row {
   const char* label;
   const char* codec;
@@ -63,7 +77,7 @@ struct Row {
   const char* ffmpegArguments;
 };
 
-double timeWriter(const Row& row, const std::vector<std::vector<float>>& frames, int count, const std::string& path) {
+Timing timeWriter(const Row& row, const std::vector<std::vector<float>>& frames, int count, const std::string& path) {
   const char* codec = row.codec;
   QuickTimeCodecWriter writer;
   const char** names = writer.getCodecNames();
@@ -72,6 +86,7 @@ double timeWriter(const Row& row, const std::vector<std::vector<float>>& frames,
   writer.setCompressionSettings(kWidth, kHeight, 25.0f, row.keyFrameRate, row.qualityIndex, row.alpha, "");
   if (writer.openMovie(path, 1) != 0) std::exit(1);
   const auto start = Clock::now();
+  const double cpuStart = cpuSeconds(RUSAGE_SELF);
   for (int f = 0; f < count; ++f)
     if (const int r = writer.encodeFrame(f, frames[static_cast<std::size_t>(f % kDistinctFrames)].data(), false);
         r != 0) {
@@ -80,21 +95,22 @@ double timeWriter(const Row& row, const std::vector<std::vector<float>>& frames,
     }
   writer.finishVideo();
   writer.closeMovie(false);
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  return {std::chrono::duration<double>(Clock::now() - start).count(), cpuSeconds(RUSAGE_SELF) - cpuStart};
 }
 
-double timeFfmpeg(const std::string& raw, int count, const std::string& codecArguments, const std::string& path) {
+Timing timeFfmpeg(const std::string& raw, int count, const std::string& codecArguments, const std::string& path) {
   const std::string command = std::string(VQT_FFMPEG) +
                               " -nostdin -loglevel error -y -f rawvideo -pix_fmt gbrapf32le -s 1920x1080 -r 25"
                               " -stream_loop " +
                               std::to_string(count / kDistinctFrames - 1) + " -i '" + raw + "' -frames:v " +
                               std::to_string(count) + " " + codecArguments + " '" + path + "'";
   const auto start = Clock::now();
+  const double cpuStart = cpuSeconds(RUSAGE_CHILDREN);
   if (std::system(command.c_str()) != 0) {
     std::fprintf(stderr, "ffmpeg failed: %s\n", command.c_str());
     std::exit(1);
   }
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  return {std::chrono::duration<double>(Clock::now() - start).count(), cpuSeconds(RUSAGE_CHILDREN) - cpuStart};
 }
 
 double median(std::vector<double> values) {
@@ -130,15 +146,22 @@ int main(int argc, char** argv) {
               count, repetitions);
   for (const Row& row : rows) {
     if (only != nullptr && std::strcmp(only, row.codec) != 0) continue;
-    std::vector<double> ours, cli;
+    std::vector<double> ours, cli, oursCpu, cliCpu;
     for (int r = 0; r < repetitions; ++r) {  // taking turns, so both see the same machine load
-      ours.push_back(timeWriter(row, frames, count, (scratch / "ours.mov").string()));
-      cli.push_back(timeFfmpeg(raw, count, row.ffmpegArguments, (scratch / "ffmpeg.mov").string()));
+      const Timing mine = timeWriter(row, frames, count, (scratch / "ours.mov").string());
+      const Timing theirs = timeFfmpeg(raw, count, row.ffmpegArguments, (scratch / "ffmpeg.mov").string());
+      ours.push_back(mine.wall);
+      oursCpu.push_back(mine.cpu);
+      cli.push_back(theirs.wall);
+      cliCpu.push_back(theirs.cpu);
     }
     const double oursTime = median(ours), cliTime = median(cli);
     const double ratio = cliTime / oursTime;
-    std::printf("%-16s ours %6.1f fps   ffmpeg %6.1f fps   ratio %5.2f\n", row.label, count / oursTime, count / cliTime,
-                ratio);
+    // CPU per frame tells work from waiting: on two cores a side that uses
+    // less than twice its wall time leaves a core idle.
+    std::printf("%-16s ours %6.1f fps (CPU %5.1f ms/frame)   ffmpeg %6.1f fps (CPU %5.1f ms/frame)   ratio %5.2f\n",
+                row.label, count / oursTime, 1000.0 * median(oursCpu) / count, count / cliTime,
+                1000.0 * median(cliCpu) / count, ratio);
     std::printf("ROW\tencode %s 1080p, float RGBA vs ffmpeg CLI from float\t%.1f fps\t%.1f fps\t%.2f\t>= %.1f\t%s\n",
                 row.label, count / oursTime, count / cliTime, ratio, kGoal, ratio >= kGoal ? "PASS" : "FAIL");
     std::fflush(stdout);

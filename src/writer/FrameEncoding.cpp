@@ -22,6 +22,24 @@ namespace {
 
 constexpr OSStatus kFrameDroppedByCodec = -8961;
 
+// The host frame of one encodeFrame call, from which the pixel buffer's rows
+// are made when the session asks for them.
+struct HostFrame {
+  OSType pixelFormat;
+  const void* pixels;
+  bool pixelsAreBytes;
+  int width;
+  int height;
+  bool swapB64a;
+};
+
+CVReturn produceRows(void* refCon, size_t firstRow, size_t rowCount, void* destination, size_t bytesPerRow) {
+  const auto& host = *static_cast<const HostFrame*>(refCon);
+  fillFrameRows(host.pixelFormat, host.pixels, host.pixelsAreBytes, host.width, host.height, static_cast<int>(firstRow),
+                static_cast<int>(rowCount), bytesPerRow, host.swapB64a, static_cast<std::uint8_t*>(destination));
+  return kCVReturnSuccess;
+}
+
 void setOption(ICMCompressionSessionOptionsRef options, ComponentPropertyID id, SInt32 value) {
   ICMCompressionSessionOptionsSetProperty(options, kQTPropertyClass_ICMCompressionSessionOptions, id, 4, &value);
 }
@@ -112,12 +130,16 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
   if (framePool == nullptr) framePool = FrameMemoryPool::create();
   auto* memory = static_cast<std::uint8_t*>(framePool->take(size));
   if (memory == nullptr) return 5;
-  fillFrameMemory(pixelFormat, pixels, pixelsAreBytes, width, height, bytesPerRow, swapB64a, memory);
 
+  // The buffer's rows are made from the host frame when the session asks for
+  // them: a session that lays the frame out band by band takes them a few rows
+  // at a time while they are in the cache, and the frame memory is written
+  // only for a session that reads the whole buffer (the same bytes either way).
+  HostFrame host{pixelFormat, pixels, pixelsAreBytes, width, height, swapB64a};
   CVPixelBufferRef pixelBuffer = nullptr;
-  const CVReturn made = CVPixelBufferCreateWithBytes(kCFAllocatorDefault, static_cast<std::size_t>(width),
-                                                     static_cast<std::size_t>(height), pixelFormat, memory, bytesPerRow,
-                                                     &FrameMemoryPool::giveBack, framePool, nullptr, &pixelBuffer);
+  const CVReturn made = VqtCVPixelBufferCreateDeferredWithBytes(
+      kCFAllocatorDefault, static_cast<std::size_t>(width), static_cast<std::size_t>(height), pixelFormat, memory,
+      bytesPerRow, &FrameMemoryPool::giveBack, framePool, &produceRows, nullptr, &host, nullptr, &pixelBuffer);
   if (made != kCVReturnSuccess || pixelBuffer == nullptr) {
     FrameMemoryPool::giveBack(framePool, memory);
     diagnostic(LogLevel::kError, "Failed to create pixel buffer\n");
@@ -129,6 +151,9 @@ int QuickTimeCodecWriterPrivate::encodeFrame(int frame, const void* pixels, bool
   const OSStatus error = ICMCompressionSessionEncodeFrame(
       compressionSession, pixelBuffer, displayTime, frameDuration,
       kICMValidTime_DisplayTimeStampIsValid | kICMValidTime_DisplayDurationIsValid, nullptr, nullptr, nullptr);
+  // The host frame is the caller's again once this call returns: a session
+  // that still holds the buffer gets its rows in memory now.
+  VqtCVPixelBufferEndDeferral(pixelBuffer);
   CVPixelBufferRelease(pixelBuffer);
   if (error != noErr && error != kFrameDroppedByCodec) {
     diagnostic(LogLevel::kError, "Couldn't encode frame, %ld\n", static_cast<long>(error));

@@ -19,4 +19,10 @@ std::size_t frameBytesPerRow(OSType pixelFormat, int width);
 void fillFrameMemory(OSType pixelFormat, const void* pixels, bool pixelsAreBytes, int width, int height,
                      std::size_t bytesPerRow, bool swapB64a, std::uint8_t* memory);
 
+// Fills `rowCount` rows from host row `firstRow` on of a frame `height` rows
+// high: `rows` is where the first of them goes, `bytesPerRow` apart. Any band
+// of rows gets the bytes the whole frame has there.
+void fillFrameRows(OSType pixelFormat, const void* pixels, bool pixelsAreBytes, int width, int height, int firstRow,
+                   int rowCount, std::size_t bytesPerRow, bool swapB64a, std::uint8_t* rows);
+
 }  // namespace Vantor::QuickTime

@@ -1,5 +1,6 @@
 #include <CoreVideo/CVPixelBuffer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -20,13 +21,14 @@ struct __CVBuffer {
   CVPixelBufferReleaseBytesCallback releaseCallback = nullptr;
   void* releaseRefCon = nullptr;
   bool ownsMemory = false;
-  // A deferred buffer's producer; its base address is made under `making`,
-  // once, and published through `made`.
+  // A deferred buffer's producer (the extension at the end of this file): its
+  // rows are in memory only once `made` is set, which happens once, under `making`.
   VqtCVPixelBufferProduceRowsCallback produceRows = nullptr;
   VqtCVPixelBufferReleaseProducerCallback releaseProducer = nullptr;
   void* producerRefCon = nullptr;
   std::mutex making;
   std::atomic<bool> made{true};
+  bool madeNothing = false;  // the producer failed: no pixels to show
 };
 
 namespace {
@@ -48,6 +50,8 @@ CVReturn checkRequest(size_t width, size_t height, CVPixelBufferRef* pixelBuffer
   *pixelBufferOut = nullptr;
   return width == 0 || height == 0 ? kCVReturnInvalidSize : kCVReturnSuccess;
 }
+
+void makeRows(__CVBuffer* buffer);
 
 CVReturn handOut(__CVBuffer* buffer, CVPixelBufferRef* pixelBufferOut) {
   if (buffer == nullptr) return kCVReturnAllocationFailed;
@@ -162,21 +166,8 @@ CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBufferRef buffer, CVOptionFlags) 
 long VqtCVPixelBufferGetLockCount(CVPixelBufferRef buffer) { return buffer ? buffer->lockCount.load() : 0; }
 void* CVPixelBufferGetBaseAddress(CVPixelBufferRef buffer) {
   if (buffer == nullptr) return nullptr;
-  if (buffer->made.load(std::memory_order_acquire)) return buffer->baseAddress;
-  std::lock_guard lock(buffer->making);
-  if (!buffer->made.load(std::memory_order_relaxed)) {
-    // Every row at once, as a buffer made whole from the start would hold them.
-    void* memory = std::calloc(buffer->height, buffer->bytesPerRow);
-    if (memory != nullptr && buffer->produceRows(buffer->producerRefCon, 0, buffer->height, memory,
-                                                 buffer->bytesPerRow) != kCVReturnSuccess) {
-      std::free(memory);
-      memory = nullptr;
-    }
-    buffer->baseAddress = memory;
-    buffer->ownsMemory = true;
-    buffer->made.store(true, std::memory_order_release);
-  }
-  return buffer->baseAddress;
+  makeRows(buffer);  // whoever asks for the memory gets the pixels in it
+  return buffer->madeNothing ? nullptr : buffer->baseAddress;
 }
 size_t CVPixelBufferGetBytesPerRow(CVPixelBufferRef buffer) { return buffer ? buffer->bytesPerRow : 0; }
 size_t CVPixelBufferGetWidth(CVPixelBufferRef buffer) { return buffer ? buffer->width : 0; }
@@ -185,6 +176,38 @@ size_t CVPixelBufferGetDataSize(CVPixelBufferRef buffer) { return buffer ? buffe
 OSType CVPixelBufferGetPixelFormatType(CVPixelBufferRef buffer) { return buffer ? buffer->pixelFormat : 0; }
 Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) { return false; }
 long VqtCVPixelBufferLiveCount() { return liveBuffers.load(); }
+
+// ---------------------------------------------------------------------------
+// Deferred buffers: rows made on request (see the header).
+
+namespace {
+
+// Every row into the buffer's memory, once: memory of its own is allocated
+// first where none was lent. A producer that fails leaves no base address
+// (the memory itself goes as usual with the last reference).
+void makeRows(__CVBuffer* buffer) {
+  if (buffer->made.load(std::memory_order_acquire)) return;
+  std::lock_guard lock(buffer->making);
+  if (buffer->made.load(std::memory_order_relaxed)) return;
+  if (buffer->baseAddress == nullptr) {
+    buffer->baseAddress = std::calloc(buffer->height, buffer->bytesPerRow);
+    buffer->ownsMemory = buffer->baseAddress != nullptr;
+  }
+  buffer->madeNothing = buffer->baseAddress == nullptr ||
+                        buffer->produceRows(buffer->producerRefCon, 0, buffer->height, buffer->baseAddress,
+                                            buffer->bytesPerRow) != kCVReturnSuccess;
+  buffer->made.store(true, std::memory_order_release);
+}
+
+void setProducer(__CVBuffer* buffer, VqtCVPixelBufferProduceRowsCallback produceRows,
+                 VqtCVPixelBufferReleaseProducerCallback releaseProducer, void* producerRefCon) {
+  buffer->produceRows = produceRows;
+  buffer->releaseProducer = releaseProducer;
+  buffer->producerRefCon = producerRefCon;
+  buffer->made.store(false, std::memory_order_release);
+}
+
+}  // namespace
 
 CVReturn VqtCVPixelBufferCreateDeferred(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
                                         VqtCVPixelBufferProduceRowsCallback produceRows,
@@ -196,15 +219,33 @@ CVReturn VqtCVPixelBufferCreateDeferred(CFAllocatorRef, size_t width, size_t hei
   if (minimum == 0) return kCVReturnInvalidPixelFormat;
   const size_t bytesPerRow = (minimum + 15) / 16 * 16;
   if (height > SIZE_MAX / bytesPerRow) return kCVReturnInvalidSize;
-  auto* buffer = new (std::nothrow) __CVBuffer{.width = width,
-                                               .height = height,
-                                               .bytesPerRow = bytesPerRow,
-                                               .pixelFormat = pixelFormatType,
-                                               .produceRows = produceRows,
-                                               .releaseProducer = releaseProducer,
-                                               .producerRefCon = producerRefCon,
-                                               .made = false};
+  auto* buffer = new (std::nothrow)
+      __CVBuffer{.width = width, .height = height, .bytesPerRow = bytesPerRow, .pixelFormat = pixelFormatType};
+  if (buffer != nullptr) setProducer(buffer, produceRows, releaseProducer, producerRefCon);
   return handOut(buffer, pixelBufferOut);
+}
+
+CVReturn VqtCVPixelBufferCreateDeferredWithBytes(CFAllocatorRef allocator, size_t width, size_t height,
+                                                 OSType pixelFormatType, void* baseAddress, size_t bytesPerRow,
+                                                 CVPixelBufferReleaseBytesCallback releaseCallback, void* releaseRefCon,
+                                                 VqtCVPixelBufferProduceRowsCallback produceRows,
+                                                 VqtCVPixelBufferReleaseProducerCallback releaseProducer,
+                                                 void* producerRefCon, CFDictionaryRef pixelBufferAttributes,
+                                                 CVPixelBufferRef* pixelBufferOut) {
+  if (produceRows == nullptr) {
+    if (pixelBufferOut != nullptr) *pixelBufferOut = nullptr;
+    return kCVReturnInvalidArgument;
+  }
+  const CVReturn made =
+      CVPixelBufferCreateWithBytes(allocator, width, height, pixelFormatType, baseAddress, bytesPerRow, releaseCallback,
+                                   releaseRefCon, pixelBufferAttributes, pixelBufferOut);
+  if (made != kCVReturnSuccess) return made;
+  setProducer(*pixelBufferOut, produceRows, releaseProducer, producerRefCon);
+  return kCVReturnSuccess;
+}
+
+Boolean VqtCVPixelBufferIsDeferred(CVPixelBufferRef buffer) {
+  return buffer != nullptr && !buffer->made.load(std::memory_order_acquire);
 }
 
 CVReturn VqtCVPixelBufferGetRows(CVPixelBufferRef buffer, size_t firstRow, size_t rowCount, void* scratch,
@@ -212,7 +253,7 @@ CVReturn VqtCVPixelBufferGetRows(CVPixelBufferRef buffer, size_t firstRow, size_
   if (buffer == nullptr || rows == nullptr || bytesPerRow == nullptr) return kCVReturnInvalidArgument;
   if (firstRow > buffer->height || rowCount > buffer->height - firstRow) return kCVReturnInvalidArgument;
   if (buffer->made.load(std::memory_order_acquire)) {
-    if (buffer->baseAddress == nullptr) return kCVReturnError;
+    if (buffer->baseAddress == nullptr || buffer->madeNothing) return kCVReturnError;
     *rows = static_cast<const std::uint8_t*>(buffer->baseAddress) + firstRow * buffer->bytesPerRow;
     *bytesPerRow = buffer->bytesPerRow;
     return kCVReturnSuccess;
@@ -228,6 +269,35 @@ CVReturn VqtCVPixelBufferGetRows(CVPixelBufferRef buffer, size_t firstRow, size_
   return kCVReturnSuccess;
 }
 
-Boolean VqtCVPixelBufferIsDeferred(CVPixelBufferRef buffer) {
-  return buffer != nullptr && !buffer->made.load(std::memory_order_acquire);
+CVReturn VqtCVPixelBufferCopyRows(CVPixelBufferRef buffer, size_t firstRow, size_t rowCount, void* destination,
+                                  size_t destinationBytesPerRow) {
+  if (buffer == nullptr || destination == nullptr) return kCVReturnInvalidArgument;
+  // The pixel bytes of a row: what the format needs, or the whole row for a
+  // format not known here.
+  const size_t needed = VqtCVPixelFormatMinimumBytesPerRow(buffer->pixelFormat, buffer->width);
+  const size_t rowBytes = needed != 0 ? std::min(needed, buffer->bytesPerRow) : buffer->bytesPerRow;
+  if (destinationBytesPerRow < rowBytes) return kCVReturnInvalidArgument;
+  const void* rows = nullptr;
+  size_t stride = 0;
+  if (CVReturn result =
+          VqtCVPixelBufferGetRows(buffer, firstRow, rowCount, destination, destinationBytesPerRow, &rows, &stride))
+    return result;
+  if (rows == destination) return kCVReturnSuccess;
+  auto* to = static_cast<std::uint8_t*>(destination);
+  for (size_t row = 0; row < rowCount; ++row)
+    std::memcpy(to + row * destinationBytesPerRow, static_cast<const std::uint8_t*>(rows) + row * stride, rowBytes);
+  return kCVReturnSuccess;
+}
+
+CVReturn VqtCVPixelBufferEndDeferral(CVPixelBufferRef buffer) {
+  if (buffer == nullptr) return kCVReturnInvalidArgument;
+  // Anyone else holding the buffer keeps seeing the pixels: they go into its
+  // memory now. Held by its creator alone, nobody will read them: never made.
+  if (buffer->retainCount.load() > 1) makeRows(buffer);
+  std::lock_guard lock(buffer->making);
+  if (buffer->releaseProducer != nullptr) buffer->releaseProducer(buffer->producerRefCon);
+  buffer->produceRows = nullptr;
+  buffer->releaseProducer = nullptr;
+  buffer->made.store(true, std::memory_order_release);
+  return kCVReturnSuccess;
 }

@@ -56,7 +56,7 @@ namespace vqt::icm {
 // outside the session's struct: a nested struct with member initializers is
 // not yet default-constructible inside its enclosing class for std::optional.
 struct FrameInFlight {
-  CVPixelBufferRef buffer = nullptr;  // retained and locked until handed back
+  CVPixelBufferRef buffer = nullptr;  // retained and locked until handed back; none once laid out
   ICMSourceTrackingCallbackRecord tracking{};
   void* trackingRefCon = nullptr;
   codecs::Status status = codecs::Status::ok;
@@ -109,7 +109,7 @@ struct OpaqueICMEncodedFrame {
 OpaqueICMCompressionSession::~OpaqueICMCompressionSession() {
   // Frames not completed are dropped, as the codec's held frames are; the
   // client's buffer still goes back to it.
-  if (std::optional<InFlight> finished = takeFinished()) {
+  if (std::optional<InFlight> finished = takeFinished(); finished && finished->buffer != nullptr) {
     CVPixelBufferUnlockBaseAddress(finished->buffer, 0);
     CVPixelBufferRelease(finished->buffer);
   }
@@ -129,9 +129,11 @@ std::optional<OpaqueICMCompressionSession::InFlight> OpaqueICMCompressionSession
 // the encoded frames are delivered, as the synchronous path does them.
 // Returns the frame's encoding error first, else the callback's.
 OSStatus OpaqueICMCompressionSession::handBack(InFlight& finished) {
-  CVPixelBufferUnlockBaseAddress(finished.buffer, 0);
-  CVPixelBufferRelease(finished.buffer);
-  finished.buffer = nullptr;
+  if (finished.buffer != nullptr) {  // none when the frame was laid out before it went ahead
+    CVPixelBufferUnlockBaseAddress(finished.buffer, 0);
+    CVPixelBufferRelease(finished.buffer);
+    finished.buffer = nullptr;
+  }
   if (finished.tracking.sourceTrackingCallback != nullptr) {
     const UInt32 flags = kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer |
                          (finished.status == codecs::Status::ok ? kICMSourceTracking_FrameWasEncoded
@@ -301,33 +303,62 @@ OSStatus ICMCompressionSessionEncodeFrame(ICMCompressionSessionRef session, CVPi
   if (!session->framesSubmitted) session->firstDisplayTime = displayTimeStamp;
   session->framesSubmitted = true;
 
-  CVPixelBufferLockBaseAddress(pixelBuffer, 0);
-  const codecs::ConstImageView view{format, session->config.width, session->config.height,
-                                    static_cast<std::ptrdiff_t>(CVPixelBufferGetBytesPerRow(pixelBuffer)),
-                                    static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(pixelBuffer))};
+  // A buffer whose rows are produced on request is laid out here, in bands
+  // straight into the encoder's frame, on the caller's thread: its producer
+  // may read memory that is the caller's only until this call returns. Then
+  // only the sending goes ahead, and the buffer is not held past this call.
+  codecs::Encoder* encoder = session->encoder.get();
+  const bool banded = VqtCVPixelBufferIsDeferred(pixelBuffer) && encoder->takesRowsInBands(format);
+  codecs::ConstImageView view{};
+  if (banded) {
+    const codecs::RowSourceImage rows{
+        format, session->config.width, session->config.height,
+        [pixelBuffer](int first, int count, std::uint8_t* destination, std::ptrdiff_t bytesPerRow) {
+          VqtCVPixelBufferCopyRows(pixelBuffer, static_cast<size_t>(first), static_cast<size_t>(count), destination,
+                                   static_cast<size_t>(bytesPerRow));
+        }};
+    if (const codecs::Status laid = encoder->layOut(rows); laid != codecs::Status::ok) {
+      const OSStatus delivered = previous ? session->handBack(*previous) : noErr;
+      if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr)
+        sourceTrackingCallback->sourceTrackingCallback(
+            sourceTrackingCallback->sourceTrackingRefCon,
+            kICMSourceTracking_LastCall | kICMSourceTracking_ReleasedPixelBuffer | kICMSourceTracking_FrameWasDropped,
+            sourceFrameRefCon, nullptr);
+      return delivered != noErr ? delivered : vqtICMResultOf(laid);
+    }
+  } else {
+    CVPixelBufferLockBaseAddress(pixelBuffer, 0);
+    view = {format, session->config.width, session->config.height,
+            static_cast<std::ptrdiff_t>(CVPixelBufferGetBytesPerRow(pixelBuffer)),
+            static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(pixelBuffer))};
+  }
+  // What is left of the frame's work: sending the laid-out frame, or laying
+  // out and sending the frame in memory.
+  const auto work = [encoder, banded, view, displayTimeStamp,
+                     displayDuration](std::vector<codecs::EncodedFrame>& frames) {
+    return banded ? encoder->send(displayTimeStamp, displayDuration, frames)
+                  : encoder->encode(view, displayTimeStamp, displayDuration, frames);
+  };
   if (session->encodeAhead) {
-    // This frame goes to the encoding thread, which keeps the buffer until
-    // the next call into the session hands it back; meanwhile the previous
-    // frame's results are delivered here.
+    // This frame goes to the encoding thread, which keeps a buffer in memory
+    // until the next call into the session hands it back; meanwhile the
+    // previous frame's results are delivered here.
     session->inFlight.emplace();
     OpaqueICMCompressionSession::InFlight& job = *session->inFlight;
-    job.buffer = CVPixelBufferRetain(pixelBuffer);
+    job.buffer = banded ? nullptr : CVPixelBufferRetain(pixelBuffer);
     if (sourceTrackingCallback != nullptr) job.tracking = *sourceTrackingCallback;
     job.trackingRefCon = sourceFrameRefCon;
-    codecs::Encoder* encoder = session->encoder.get();
-    if (session->ahead.submit([encoder, view, displayTimeStamp, displayDuration, &job] {
-          job.status = encoder->encode(view, displayTimeStamp, displayDuration, job.frames);
-        })) {
+    if (session->ahead.submit([work, &job] { job.status = work(job.frames); })) {
       return previous ? session->handBack(*previous) : noErr;
     }
     // No thread to be had: this frame is encoded here, after the previous one.
-    CVPixelBufferRelease(pixelBuffer);
+    if (!banded) CVPixelBufferRelease(pixelBuffer);
     session->inFlight.reset();
   }
   OSStatus delivered = previous ? session->handBack(*previous) : noErr;
   std::vector<codecs::EncodedFrame> frames;
-  const codecs::Status status = session->encoder->encode(view, displayTimeStamp, displayDuration, frames);
-  CVPixelBufferUnlockBaseAddress(pixelBuffer, 0);
+  const codecs::Status status = work(frames);
+  if (!banded) CVPixelBufferUnlockBaseAddress(pixelBuffer, 0);
   // The pixels were copied into the codec's own frame: the buffer is free again.
   if (sourceTrackingCallback != nullptr && sourceTrackingCallback->sourceTrackingCallback != nullptr) {
     const UInt32 flags =

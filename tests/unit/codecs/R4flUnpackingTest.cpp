@@ -1,11 +1,12 @@
 // 'r4fl' rows straight into planar Y'CbCr of another matrix: every sample is
 // the exact map of its pixels (chroma the mean of the block it covers) to
 // within one code, in every layout the encoders take, at odd sizes too; the
-// eight-pixel steps and the pixel-by-pixel rest give the same samples.
+// vector steps and the pixel-by-pixel rest give the same samples.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "ColourTransform.h"
@@ -123,30 +124,33 @@ TEST(R4flUnpacking, EverySampleIsTheExactMapWithinOneCode) {
   }
 }
 
-TEST(R4flUnpacking, EightPixelStepsAndTheRestAgree) {
-  // Each row turned left by eight: the pixels done eight at a time in one
-  // picture are done one by one in the other, and every sample must match.
+TEST(R4flUnpacking, VectorStepsAndTheRestAgree) {
+  // Each row turned left: the pixels done sixteen or eight at a time in one
+  // picture are done by another step, or one by one, in the other, and every
+  // sample must match. 26 pixels: one step of sixteen, one of eight, two alone.
   const YCbCrTransform t = transformFromExchange(ColourMatrix::bt2020, false);
   for (const AVPixelFormat format : {AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUVA444P10LE, AV_PIX_FMT_YUV420P}) {
-    SCOPED_TRACE(av_get_pix_fmt_name(format));
-    const int width = 10, height = 4;
-    Picture p = makePicture(width, height);
-    Picture q = p;
-    for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x)
-        for (int c = 0; c < 4; ++c) q.at(x, y)[c] = p.at((x + 8) % width, y)[c];
-    ffmpeg::FramePtr a = makeFrame(format, width, height), b = makeFrame(format, width, height);
-    unpackR4flTransformed(p.view(), t, *a);
-    unpackR4flTransformed(q.view(), t, *b);
-    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
-    for (int plane = 0; plane < d->nb_components; ++plane) {
-      const int shiftX = plane == 1 || plane == 2 ? d->log2_chroma_w : 0;
-      const int shiftY = plane == 1 || plane == 2 ? d->log2_chroma_h : 0;
-      const int w = width >> shiftX;
-      for (int y = 0; y < height >> shiftY; ++y)
-        for (int x = 0; x < w; ++x)
-          EXPECT_EQ(sampleAt(*b, plane, x, y), sampleAt(*a, plane, (x + (8 >> shiftX)) % w, y))
-              << "plane " << plane << " at " << x << "," << y;
+    for (const auto [width, turn] : {std::pair{10, 8}, std::pair{26, 8}, std::pair{26, 16}}) {
+      SCOPED_TRACE(testing::Message() << av_get_pix_fmt_name(format) << " width " << width << " turned " << turn);
+      const int height = 4;
+      Picture p = makePicture(width, height);
+      Picture q = p;
+      for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+          for (int c = 0; c < 4; ++c) q.at(x, y)[c] = p.at((x + turn) % width, y)[c];
+      ffmpeg::FramePtr a = makeFrame(format, width, height), b = makeFrame(format, width, height);
+      unpackR4flTransformed(p.view(), t, *a);
+      unpackR4flTransformed(q.view(), t, *b);
+      const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+      for (int plane = 0; plane < d->nb_components; ++plane) {
+        const int shiftX = plane == 1 || plane == 2 ? d->log2_chroma_w : 0;
+        const int shiftY = plane == 1 || plane == 2 ? d->log2_chroma_h : 0;
+        const int w = width >> shiftX;
+        for (int y = 0; y < height >> shiftY; ++y)
+          for (int x = 0; x < w; ++x)
+            EXPECT_EQ(sampleAt(*b, plane, x, y), sampleAt(*a, plane, (x + (turn >> shiftX)) % w, y))
+                << "plane " << plane << " at " << x << "," << y;
+      }
     }
   }
 }

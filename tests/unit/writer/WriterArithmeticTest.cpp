@@ -4,6 +4,7 @@
 #include <CoreVideo/CVPixelFormatTypes.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -146,6 +147,35 @@ TEST(FrameMemory, ChannelOrderAndAlphaPerFormat) {
   fillFrameMemory('r408', host, false, 2, 1, 8, true, r408.data());
   EXPECT_EQ(r408[0], 255);
   EXPECT_EQ(frameBytesPerRow('yuvs', 2), 0u);  // a format the writer cannot fill
+}
+
+TEST(FrameMemory, AnyBandOfRowsHasTheWholeFramesBytes) {
+  // The session asks for rows in bands of its own choosing, into a buffer with
+  // its own row stride; each band must be what the whole frame holds there.
+  constexpr int kWidth = 37, kHeight = 11;
+  std::vector<float> host(kWidth * kHeight * 4);
+  for (std::size_t i = 0; i < host.size(); ++i) host[i] = static_cast<float>((i * 7919) % 1201) / 1000.0f - 0.1f;
+  for (const OSType format :
+       {OSType{k32ARGBPixelFormat}, OSType{'b64a'}, OSType{'2vuy'}, OSType{'r408'}, OSType{'r4fl'}}) {
+    for (const bool bytes : {false, true}) {
+      const std::size_t bytesPerRow = frameBytesPerRow(format, kWidth);
+      std::vector<std::uint8_t> whole(bytesPerRow * kHeight, 0);
+      fillFrameMemory(format, host.data(), bytes, kWidth, kHeight, bytesPerRow, true, whole.data());
+      const std::size_t stride = bytesPerRow + 12;
+      for (const int band : {1, 2, 4, 5}) {
+        std::vector<std::uint8_t> rows(stride * band);
+        for (int first = 0; first < kHeight; first += band) {
+          const int count = std::min(band, kHeight - first);
+          std::fill(rows.begin(), rows.end(), 0);
+          fillFrameRows(format, host.data(), bytes, kWidth, kHeight, first, count, stride, true, rows.data());
+          for (int r = 0; r < count; ++r)
+            EXPECT_TRUE(std::equal(rows.begin() + r * stride, rows.begin() + r * stride + bytesPerRow,
+                                   whole.begin() + (first + r) * bytesPerRow))
+                << "format " << format << " band " << band << " row " << first + r;
+        }
+      }
+    }
+  }
 }
 
 TEST(FrameMemoryPool, BlocksAreRecycledAndOutliveTheOwner) {

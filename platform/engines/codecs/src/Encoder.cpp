@@ -167,6 +167,8 @@ struct Encoder::Impl {
 
   Status receive(std::vector<EncodedFrame>& out);
   Status writableFrame();
+  template <typename Convert>
+  Status layOut(const Convert& convert);
 };
 
 // Frames that frame threads still encode keep their buffers: the next frame
@@ -451,24 +453,47 @@ Status Encoder::create(const EncoderConfig& config, std::unique_ptr<Encoder>& en
   return Status::ok;
 }
 
-Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
-                       std::vector<EncodedFrame>& out) {
+// Fills the encoder's next frame through `convert` (which gets the frame at
+// the picture's size): a codec that codes a larger frame gets the picture in
+// its top left, the edges repeated into the rest.
+template <typename Convert>
+Status Encoder::Impl::layOut(const Convert& convert) {
+  if (Status s = writableFrame(); s != Status::ok) return s;
+  AVFrame& target = *frame;
+  if (!padded) return convert(target);
+  const int codedWidth = target.width, codedHeight = target.height;
+  target.width = config.width;
+  target.height = config.height;
+  const Status converted = convert(target);
+  target.width = codedWidth;
+  target.height = codedHeight;
+  if (converted != Status::ok) return converted;
+  repeatEdges(target, config.width, config.height);
+  return Status::ok;
+}
+
+Status Encoder::layOut(const ConstImageView& image) {
   Impl& impl = *impl_;
-  if (Status s = impl.writableFrame(); s != Status::ok) return s;
-  if (impl.padded) {
-    // The picture goes into the top left of the codec's larger frame.
-    AVFrame& frame = *impl.frame;
-    const int codedWidth = frame.width, codedHeight = frame.height;
-    frame.width = impl.config.width;
-    frame.height = impl.config.height;
-    const Status converted = impl.converter.fromExchange(image, impl.matrix, frame);
-    frame.width = codedWidth;
-    frame.height = codedHeight;
-    if (converted != Status::ok) return converted;
-    repeatEdges(frame, impl.config.width, impl.config.height);
-  } else if (Status s = impl.converter.fromExchange(image, impl.matrix, *impl.frame); s != Status::ok) {
-    return s;
-  }
+  return impl.layOut(
+      [&impl, &image](AVFrame& frame) { return impl.converter.fromExchange(image, impl.matrix, frame); });
+}
+
+Status Encoder::layOut(const RowSourceImage& image) {
+  Impl& impl = *impl_;
+  return impl.layOut(
+      [&impl, &image](AVFrame& frame) { return impl.converter.fromExchangeRows(image, impl.matrix, frame); });
+}
+
+bool Encoder::takesRowsInBands(FourCC pixelFormat) const {
+  const Impl& impl = *impl_;
+  AVFrame picture = *impl.frame;  // the layout and the picture's size, as layOut converts into
+  picture.width = impl.config.width;
+  picture.height = impl.config.height;
+  return PixelConverter::takesRowsInBands(pixelFormat, impl.matrix, picture);
+}
+
+Status Encoder::send(std::int64_t displayTime, std::int64_t duration, std::vector<EncodedFrame>& out) {
+  Impl& impl = *impl_;
   impl.frame->pts = displayTime / impl.ticksPerFrame;
   impl.frame->pict_type = AV_PICTURE_TYPE_NONE;
   // Encoders with a fixed quantiser (MPEG-4, JPEG) take it from each frame,
@@ -485,6 +510,12 @@ Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, st
     return statusOf(result);
   }
   return impl.receive(out);
+}
+
+Status Encoder::encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
+                       std::vector<EncodedFrame>& out) {
+  if (Status s = layOut(image); s != Status::ok) return s;
+  return send(displayTime, duration, out);
 }
 
 Status Encoder::finish(std::vector<EncodedFrame>& out) {

@@ -22,6 +22,13 @@ class PixelConverter {
   Status toExchange(const AVFrame& frame, ColourMatrix matrix, const ImageView& destination);
   // `source` into `frame`, whose format and size are already set and allocated.
   Status fromExchange(const ConstImageView& source, ColourMatrix matrix, AVFrame& frame);
+  // True when fromExchangeRows takes `format` into `frame` band by band.
+  static bool takesRowsInBands(FourCC format, ColourMatrix matrix, const AVFrame& frame);
+  // As fromExchange, for an image whose rows are produced on request
+  // (takesRowsInBands): a few rows at a time go into a small buffer that
+  // stays in the cache and straight on into `frame`, so the exchange-format
+  // image never passes through memory. The same samples as fromExchange.
+  Status fromExchangeRows(const RowSourceImage& source, ColourMatrix matrix, AVFrame& frame);
 
  private:
   struct Planes {
@@ -54,6 +61,7 @@ class PixelConverter {
   FramePtr colourScratch_;  // 16-bit 4:4:4 Y'CbCrA in the exchange formats' matrix and range
   FramePtr wideScratch_;    // 16-bit 4:4:4 Y'CbCrA in the stream's matrix and range
   std::vector<std::uint8_t> rowBuffer_;
+  std::vector<std::uint8_t> band_;  // fromExchangeRows' rows in the exchange format
 };
 
 // True for formats FFmpeg stores full range (JPEG) or frames flagged so.

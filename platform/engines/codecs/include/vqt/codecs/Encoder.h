@@ -58,6 +58,18 @@ class Encoder {
 
   Status encode(const ConstImageView& image, std::int64_t displayTime, std::int64_t duration,
                 std::vector<EncodedFrame>& out);
+
+  // encode() in two steps, for a caller that lays a picture out on one thread
+  // and sends it on another: layOut puts the image into the encoder's next
+  // frame, send hands that frame to the codec. One picture is laid out at a
+  // time; the two never run at once.
+  Status layOut(const ConstImageView& image);
+  // Rows produced on request go into the frame in bands (takesRowsInBands),
+  // never as a whole image; the same samples as from the image in memory.
+  Status layOut(const RowSourceImage& image);
+  Status send(std::int64_t displayTime, std::int64_t duration, std::vector<EncodedFrame>& out);
+  // True when layOut takes images of `pixelFormat` with rows produced on request.
+  bool takesRowsInBands(FourCC pixelFormat) const;
   // Hands out every frame still held (B-frame reordering, lookahead).
   Status finish(std::vector<EncodedFrame>& out);
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "vqt/codecs/PixelFormats.h"
 
@@ -22,6 +23,17 @@ struct ConstImageView {
   int height = 0;
   std::ptrdiff_t bytesPerRow = 0;
   const std::uint8_t* data = nullptr;
+};
+
+// An image whose rows are produced on request rather than held in memory:
+// `produce(firstRow, rowCount, destination, bytesPerRow)` writes those rows
+// (each row's pixel bytes) to `destination`, rows `bytesPerRow` apart. It may
+// be asked for any rows in any order, and gives the same bytes every time.
+struct RowSourceImage {
+  FourCC pixelFormat = 0;
+  int width = 0;
+  int height = 0;
+  std::function<void(int firstRow, int rowCount, std::uint8_t* destination, std::ptrdiff_t bytesPerRow)> produce;
 };
 
 // How Y'CbCr relates to R'G'B' for a stream. Unspecified means: BT.709 for
