@@ -1,6 +1,6 @@
 // The widest steps of the packers from decoded planar Y'CbCr into exchange rows through the
 // colour transform: 16 pixels ('r4fl') or 16 pairs ('2vuy') a step on processors with
-// AVX-512 F, BW and VL. Call only where bestVectorLevel() is avx512. Each does the single-
+// AVX-512 F, BW and VL; call only where bestVectorLevel() is avx512. Each does the single-
 // precision operations of the narrower steps in the same order (no fused multiply-add), so
 // the same floats and bytes; each returns how many pixels or pairs it did, from the first.
 #pragma once

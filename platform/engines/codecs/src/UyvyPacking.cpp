@@ -219,6 +219,7 @@ void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const 
 
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
                                     const ImageView& rows, int firstRow, VectorLevel level) {
+  level = std::min(level, bestVectorLevel());  // never a step this processor lacks
   const int pairs = frame.width / 2;
   const int end = std::min(frame.height, firstRow + rows.height);
   const float unit = sampleUnit(8, fullRange);

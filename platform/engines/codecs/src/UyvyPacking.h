@@ -29,7 +29,7 @@ void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows, int firstR
 // each pair's Cb and Cr (the mean of its two pixels') mapped in single
 // precision and rounded to the nearest byte. `fullRange` says how `frame` is
 // scaled; it may be full range (canPackPlanar420To2vuy's other conditions hold).
-// `level` caps the vector steps (every level gives the same bytes).
+// `level` caps the vector steps (every level gives the same bytes; the processor's caps it too).
 bool canPackPlanar420To2vuyTransformed(const AVFrame& frame);
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
                                     const ImageView& rows, int firstRow = 0, VectorLevel level = bestVectorLevel());

@@ -448,6 +448,7 @@ void packPlanarYuv(const AVFrame& frame, const ImageView& destination) {
 
 void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
                               const ImageView& destination, VectorLevel level) {
+  level = std::min(level, bestVectorLevel());  // never a step this processor lacks
   const PlaneLayout layout = layoutOf(frame);
   const int width = std::min(destination.width, frame.width);
   const int height = std::min(destination.height, frame.height);

@@ -25,7 +25,7 @@ bool isDirectPlanarYuv(const AVFrame& frame);
 void packPlanarYuv(const AVFrame& frame, const ImageView& destination);
 // Any planar Y'CbCr frame (isPlanarYuv) of either range to 'r4fl' rows through
 // `transform`, in single precision: nothing of a deep source is rounded away.
-// `level` caps the vector steps (every level gives the same floats).
+// `level` caps the vector steps (every level gives the same floats; the processor's caps it too).
 void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
                               const ImageView& destination, VectorLevel level = bestVectorLevel());
 // 'r408' / 'r4fl' image to a planar Y'CbCr frame (chroma averaged over its pixels).
