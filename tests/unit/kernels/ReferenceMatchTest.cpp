@@ -230,3 +230,57 @@ INSTANTIATE_TEST_SUITE_P(Levels, KernelMatchTest,
                            return std::string(kernelLevelName(std::get<0>(info.param))) +
                                   (std::get<1>(info.param) ? "_flushToZero" : "");
                          });
+
+namespace {
+
+// A row of `floats` floats that starts `offset` floats past a 64-byte boundary.
+struct OffsetRow {
+  std::vector<float> storage;
+  float* row;
+  OffsetRow(size_t floats, int offset, float fill) : storage(floats + 16 + offset, fill) {
+    const auto address = reinterpret_cast<uintptr_t>(storage.data());
+    row = storage.data() + (64 - address % 64) % 64 / sizeof(float) + offset;
+  }
+};
+
+}  // namespace
+
+// Rows long enough to be written past the cache, at every 16-byte position within a cache
+// line (each takes its own path through the line-sized stores) and misaligned, with input
+// that holds every byte value in every position of a group and of a pixel.
+TEST_P(KernelMatchTest, LongDecoderRowsMatchReferenceAtEveryAlignment) {
+  for (int count : {1024, 1025, 1920, 1937})
+    for (int offset : {0, 4, 8, 12, 1, 6}) {
+      std::vector<uint8_t> bytes = randomBytes(rng, 4 * static_cast<size_t>(count) + 8);
+      for (int i = 0; i < 256; ++i) {
+        const uint8_t group[4] = {static_cast<uint8_t>(i), static_cast<uint8_t>(255 - i), static_cast<uint8_t>(i * 7),
+                                  static_cast<uint8_t>(i * 13 + 5)};
+        std::memcpy(bytes.data() + 4 * i, group, 4);
+      }
+      const std::vector<float> floats = randomFloats(rng, 4 * static_cast<size_t>(count) + 8);
+      const size_t size = 4 * static_cast<size_t>(count) + 8;
+      const std::string name = " count " + std::to_string(count) + " offset " + std::to_string(offset);
+      auto check = [&](const char* kernel, auto&& run) {
+        OffsetRow expected(size, offset, -3.0f), actual(size, offset, -3.0f);
+        run(true, expected.row);
+        run(false, actual.row);
+        expectSameBits(std::vector<float>(expected.row, expected.row + size),
+                       std::vector<float>(actual.row, actual.row + size), kernel + name);
+      };
+      for (ChromaCoefficients set : {kVideo2vuyMpeg, kVideo2vuyDefault})
+        for (int byteCount : {2 * count, 2 * count + 1})
+          check("2vuy", [&](bool ref, float* o) {
+            (ref ? reference::convert2vuyToRgb : table().twoVuyToRgb)(bytes.data(), o + 3, o, o + 1, o + 2, 4,
+                                                                      byteCount, set);
+          });
+      check("yuvs", [&](bool ref, float* o) {
+        (ref ? reference::convertYuvsToRgb : table().yuvsToRgb)(bytes.data(), o + 3, o, o + 1, o + 2, 4, 2 * count);
+      });
+      check("r408", [&](bool ref, float* o) {
+        (ref ? reference::convertR408ToRgb : table().r408ToRgb)(bytes.data(), o + 3, o, o + 1, o + 2, 4, count);
+      });
+      check("r4fl", [&](bool ref, float* o) {
+        (ref ? reference::convertR4flToRgb : table().r4flToRgb)(floats.data(), o + 3, o, o + 1, o + 2, 4, count);
+      });
+    }
+}

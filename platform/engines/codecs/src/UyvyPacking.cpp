@@ -1,5 +1,7 @@
 #include "UyvyPacking.h"
 
+#include "PackingAvx512.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -122,11 +124,12 @@ __attribute__((target("avx2"))) inline __m256 mapped(const YCbCrTransform& t, in
 
 __attribute__((target("avx2"))) int packTransformedPairsAvx2(const std::uint8_t* luma, const std::uint8_t* cb,
                                                              const std::uint8_t* cr, float unit,
-                                                             const YCbCrTransform& t, std::uint8_t* out, int pairs) {
+                                                             const YCbCrTransform& t, std::uint8_t* out, int pairs,
+                                                             int from) {
   const __m256 units = _mm256_set1_ps(unit), half = _mm256_set1_ps(0.5f);
   const __m256 lumaOffset = _mm256_set1_ps(t.inOffset[0]);
   const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
-  int pair = 0;
+  int pair = from;
   for (; pair + 8 <= pairs; pair += 8) {
     const __m256i lumaPairs = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(luma + 2 * pair)));
     const __m256 y0 =
@@ -150,20 +153,17 @@ __attribute__((target("avx2"))) int packTransformedPairsAvx2(const std::uint8_t*
   }
   return pair;
 }
-
-bool hasAvx2() {
-  static const bool available = __builtin_cpu_supports("avx2");
-  return available;
-}
 #endif
 
 // One '2vuy' row through the matrix. `unit` scales a sample to 8-bit units.
 void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr, float unit,
-                        const YCbCrTransform& t, std::uint8_t* out, int pairs) {
+                        const YCbCrTransform& t, std::uint8_t* out, int pairs, VectorLevel level) {
   const float(&m)[3][3] = t.matrix;
+  // Each step takes what the wider one before it left, so a row ends in narrower steps.
   int pair = 0;
+  if (level >= VectorLevel::avx512) pair = packTransformedPairsAvx512(luma, cb, cr, unit, t, out, pairs);
 #if defined(VQT_UYVY_AVX2)
-  if (hasAvx2()) pair = packTransformedPairsAvx2(luma, cb, cr, unit, t, out, pairs);
+  if (level >= VectorLevel::avx2) pair = packTransformedPairsAvx2(luma, cb, cr, unit, t, out, pairs, pair);
 #endif
 #if defined(__SSE2__)
   // Four pairs a step, the same operations as the loop below.
@@ -176,7 +176,7 @@ void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const 
     return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero));
   };
   const __m128i lowWords = _mm_set1_epi32(0xFFFF);
-  for (; pair + 4 <= pairs; pair += 4) {
+  for (; level >= VectorLevel::sse2 && pair + 4 <= pairs; pair += 4) {
     // Eight luma bytes as four (even | odd << 16) words.
     const __m128i lumaPairs =
         _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(luma + 2 * pair)), zero);
@@ -218,7 +218,8 @@ void packTransformedRow(const std::uint8_t* luma, const std::uint8_t* cb, const 
 }  // namespace
 
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                                    const ImageView& rows, int firstRow) {
+                                    const ImageView& rows, int firstRow, VectorLevel level) {
+  level = std::min(level, bestVectorLevel());  // never a step this processor lacks
   const int pairs = frame.width / 2;
   const int end = std::min(frame.height, firstRow + rows.height);
   const float unit = sampleUnit(8, fullRange);
@@ -226,7 +227,7 @@ void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const 
   for (int y = firstRow; y < end; ++y) {
     const ChromaRows chroma = chromaForLumaRow(frame, y, pairs, blended);
     packTransformedRow(planeRow(frame, 0, y), chroma.cb, chroma.cr, unit, transform,
-                       rows.data + static_cast<std::ptrdiff_t>(y - firstRow) * rows.bytesPerRow, pairs);
+                       rows.data + static_cast<std::ptrdiff_t>(y - firstRow) * rows.bytesPerRow, pairs, level);
   }
 }
 

@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include "ColourTransform.h"
+#include "VectorLevel.h"
 #include "vqt/codecs/Image.h"
 
 namespace vqt::codecs {
@@ -28,9 +29,10 @@ void packPlanar420To2vuy(const AVFrame& frame, const ImageView& rows, int firstR
 // each pair's Cb and Cr (the mean of its two pixels') mapped in single
 // precision and rounded to the nearest byte. `fullRange` says how `frame` is
 // scaled; it may be full range (canPackPlanar420To2vuy's other conditions hold).
+// `level` caps the vector steps (every level gives the same bytes; the processor's caps it too).
 bool canPackPlanar420To2vuyTransformed(const AVFrame& frame);
 void packPlanar420To2vuyTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                                    const ImageView& rows, int firstRow = 0);
+                                    const ImageView& rows, int firstRow = 0, VectorLevel level = bestVectorLevel());
 
 // A 16-bit 4:4:4 video-range frame (YUVA444P16LE) into '2vuy' or 'yuvs' rows
 // (`rows.pixelFormat` says which): each pair's chroma is the mean of its two

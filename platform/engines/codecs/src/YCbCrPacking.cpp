@@ -1,5 +1,7 @@
 #include "YCbCrPacking.h"
 
+#include "PackingAvx512.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -282,11 +284,11 @@ template <typename Sample>
 __attribute__((target("avx2"))) int packTransformedPixelsAvx2(const Sample* luma, const Sample* cb, const Sample* cr,
                                                               const Sample* alpha, float alphaScale, int chromaShiftX,
                                                               float unit, const YCbCrTransform& t, std::uint8_t* row,
-                                                              int width) {
-  if (chromaShiftX > 1) return 0;
+                                                              int width, int from) {
+  if (chromaShiftX > 1) return from;
   const __m256 units = _mm256_set1_ps(unit), inverse255 = _mm256_set1_ps(1.0f / 255.0f);
   const __m256 sixteen = _mm256_set1_ps(16.0f), alphaUnits = _mm256_set1_ps(alphaScale);
-  int x = 0;
+  int x = from;
   for (; x + 8 <= width; x += 8) {
     const __m256 blue = chromaShiftX ? fourSamplesTwice(cb + x / 2) : eightSamples(cb + x);
     const __m256 red = chromaShiftX ? fourSamplesTwice(cr + x / 2) : eightSamples(cr + x);
@@ -317,16 +319,11 @@ __attribute__((target("avx2"))) int packTransformedPixelsAvx2(const Sample* luma
   }
   return x;
 }
-
-bool hasAvx2() {
-  static const bool available = __builtin_cpu_supports("avx2");
-  return available;
-}
 #endif
 
 template <typename Sample>
 void packTransformedRows(const AVFrame& frame, const PlaneLayout& layout, float unit, const YCbCrTransform& t,
-                         const ImageView& out, int width, int height) {
+                         const ImageView& out, int width, int height, VectorLevel level) {
   const float alphaScale = 1.0f / static_cast<float>((1 << layout.depth) - 1);
   constexpr float kInverse255 = 1.0f / 255.0f;
   for (int y = 0; y < height; ++y) {
@@ -335,13 +332,17 @@ void packTransformedRows(const AVFrame& frame, const PlaneLayout& layout, float 
     const Sample* cr = planeRow<Sample>(frame, 2, y >> layout.chromaShiftY);
     const Sample* alpha = layout.hasAlpha ? planeRow<Sample>(frame, 3, y) : nullptr;
     std::uint8_t* row = out.data + y * out.bytesPerRow;
+    // Each step takes what the wider one before it left, so a row ends in narrower steps.
     int x = 0;
+    if (level >= VectorLevel::avx512)
+      x = packTransformedPixelsAvx512(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width);
 #if defined(VQT_PACKING_AVX2)
-    if (hasAvx2())
-      x = packTransformedPixelsAvx2(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width);
+    if (level >= VectorLevel::avx2)
+      x = packTransformedPixelsAvx2(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width, x);
 #endif
 #if defined(__SSE2__)
-    x = packTransformedPixels(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width, x);
+    if (level >= VectorLevel::sse2)
+      x = packTransformedPixels(luma, cb, cr, alpha, alphaScale, layout.chromaShiftX, unit, t, row, width, x);
 #endif
     for (; x < width; ++x) {
       const int cx = x >> layout.chromaShiftX;
@@ -446,15 +447,16 @@ void packPlanarYuv(const AVFrame& frame, const ImageView& destination) {
 }
 
 void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                              const ImageView& destination) {
+                              const ImageView& destination, VectorLevel level) {
+  level = std::min(level, bestVectorLevel());  // never a step this processor lacks
   const PlaneLayout layout = layoutOf(frame);
   const int width = std::min(destination.width, frame.width);
   const int height = std::min(destination.height, frame.height);
   const float unit = sampleUnit(layout.depth, fullRange);
   if (layout.depth > 8) {
-    packTransformedRows<std::uint16_t>(frame, layout, unit, transform, destination, width, height);
+    packTransformedRows<std::uint16_t>(frame, layout, unit, transform, destination, width, height, level);
   } else {
-    packTransformedRows<std::uint8_t>(frame, layout, unit, transform, destination, width, height);
+    packTransformedRows<std::uint8_t>(frame, layout, unit, transform, destination, width, height, level);
   }
 }
 

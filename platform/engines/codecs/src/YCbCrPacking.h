@@ -12,6 +12,7 @@ extern "C" {
 }
 
 #include "ColourTransform.h"
+#include "VectorLevel.h"
 #include "vqt/codecs/Image.h"
 
 namespace vqt::codecs {
@@ -24,8 +25,9 @@ bool isDirectPlanarYuv(const AVFrame& frame);
 void packPlanarYuv(const AVFrame& frame, const ImageView& destination);
 // Any planar Y'CbCr frame (isPlanarYuv) of either range to 'r4fl' rows through
 // `transform`, in single precision: nothing of a deep source is rounded away.
+// `level` caps the vector steps (every level gives the same floats; the processor's caps it too).
 void packPlanarYuvTransformed(const AVFrame& frame, bool fullRange, const YCbCrTransform& transform,
-                              const ImageView& destination);
+                              const ImageView& destination, VectorLevel level = bestVectorLevel());
 // 'r408' / 'r4fl' image to a planar Y'CbCr frame (chroma averaged over its pixels).
 void unpackToPlanarYuv(const ConstImageView& source, AVFrame& frame);
 
