@@ -3,6 +3,8 @@
 // same order (no fused multiply-add), so both give the same samples.
 #include "R4flUnpacking.h"
 
+#include "VectorLevel.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -319,22 +321,6 @@ VQT_AVX512 int unpackSixteens(const ConstImageView& source, const YCbCrTransform
   return width;
 }
 
-bool hasAvx512() {
-  static const bool has = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
-           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512dq") != 0;
-  }();
-  return has;
-}
-
-bool hasAvx2() {
-  static const bool has = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
-  }();
-  return has;
-}
 #endif
 
 }  // namespace
@@ -362,8 +348,8 @@ void unpackR4flTransformed(const ConstImageView& source, const YCbCrTransform& t
     const int rows = std::min(blockH, source.height - y0);
     int done = 0;
 #if VQT_R4FL_AVX2
-    if (hasAvx512()) done = unpackSixteens(source, transform, l, frame, y0, rows);
-    if (hasAvx2()) done = unpackEights(source, transform, l, frame, y0, rows, done);
+    if (bestVectorLevel() >= VectorLevel::avx512) done = unpackSixteens(source, transform, l, frame, y0, rows);
+    if (bestVectorLevel() >= VectorLevel::avx2) done = unpackEights(source, transform, l, frame, y0, rows, done);
 #endif
     unpackBlocks(source, transform, l, frame, y0, rows, done >> l.chromaShiftX);
   }

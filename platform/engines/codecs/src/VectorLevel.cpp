@@ -5,7 +5,8 @@ namespace vqt::codecs {
 VectorLevel bestVectorLevel() {
   static const VectorLevel level = [] {
 #if defined(__x86_64__) && defined(__GNUC__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+        __builtin_cpu_supports("avx512dq"))
       return VectorLevel::avx512;
     if (__builtin_cpu_supports("avx2")) return VectorLevel::avx2;
     return VectorLevel::sse2;

@@ -7,7 +7,7 @@ namespace vqt::codecs {
 
 enum class VectorLevel { scalar, sse2, avx2, avx512 };
 
-// The widest level this processor runs (AVX-512 needs F, BW and VL).
+// The widest level this processor runs (AVX-512 needs F, BW, VL and DQ).
 VectorLevel bestVectorLevel();
 
 }  // namespace vqt::codecs
